@@ -1,0 +1,25 @@
+# Installs the header, the library, pavo.pc and a CMake package (pavo::pavo).
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+install(TARGETS pavo EXPORT pavoTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/include/pavo.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(EXPORT pavoTargets NAMESPACE pavo::
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/pavo)
+
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/pavoConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/pavoConfig.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/pavo)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/pavoConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/pavoConfig.cmake
+              ${PROJECT_BINARY_DIR}/pavoConfigVersion.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/pavo)
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/pavo.pc.in ${PROJECT_BINARY_DIR}/pavo.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/pavo.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
