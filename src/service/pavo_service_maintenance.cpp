@@ -1,0 +1,56 @@
+/*
+ * pavo_service_maintenance.cpp - the terminal's maintenance calls that are
+ * not members of the request family: the resource download (a plain file
+ * transfer of a URL the application gives, in any state) and pavo_get_time,
+ * the server clock learnt at login. The upgrade and report requests are rows
+ * of the request table in pavo_service_requests.cpp.
+ */
+#include <string.h>
+#include <sys/time.h>
+
+#include "service/pavo_global.h"
+#include "service/pavo_service_requests.h"
+#include "service/pavo_upload.h"
+
+extern "C" {
+
+int pavo_get_time(struct timeval* tv)
+{
+    if (tv == nullptr)
+        return -1;
+    // tv_usec is left as the caller had it.
+    tv->tv_sec = static_cast<time_t>(pavo_relaxed_load(g_servertime));
+    return 0;
+}
+
+pavo_status_t pavo_downloadresource(unsigned eventid, const char* resourceurl,
+                                    const char* localpath)
+{
+    if (resourceurl == nullptr || localpath == nullptr)
+        return PAVO_STATUS_FAILURE;
+
+    // The download posts an empty body; the pipeline writes the answer to the
+    // file instead of handing it back.
+    char body[8192] = {0};
+    void* response = nullptr;
+    size_t responsesize = 0;
+    tpavo_httpecode httpecode = PAVO_HTTPE_OK;
+    long httpretcode = 0;
+    int status = pavo_addhttpjob(STORETYPE_FILE, localpath, PAVO_CALLBACK_EPG, 0,
+                                 static_cast<int>(eventid), EPAVO_RESOURCEDOWNLOAD,
+                                 EPAVO_SCOPE_REQUEST, resourceurl, body, 0, &response,
+                                 &responsesize, &httpecode, &httpretcode);
+    if (status == 0 && pavo_getfuncmode() == FUNCMODE_SYNC) {
+        // A bare result: code 0, the transfer's codes, no data.
+        tpavo_result* result = static_cast<tpavo_result*>(pavo_malloc(sizeof(tpavo_result)));
+        if (result != nullptr) {
+            result->resultcode = 0;
+            result->datatype = DATATYPE_NORMAL;
+        }
+        pavo_inner_storeresult(result, httpecode, httpretcode);
+    }
+    pavo_free(response);
+    return static_cast<pavo_status_t>(status);
+}
+
+}  // extern "C"

@@ -1,0 +1,496 @@
+/*
+ * pavo_service_requests.cpp - the service requests: one request frame and the
+ * static table of its members (open, login, logout, recharge, the catalogue
+ * and play queries, extended service, upgrade checks and status report), plus
+ * pavo_query_status. The frame reads the session, builds the authenticator
+ * and form body in fixed buffers and hands them to the pipeline (pavo_upload).
+ */
+#include <stdio.h>
+#include <string.h>
+
+#include "service/pavo_global.h"
+#include "service/pavo_service_requests.h"
+#include "service/pavo_upload.h"
+
+namespace {
+
+// Frame bounds: a terminal's small heap keeps every buffer on the stack.
+constexpr size_t kUrlSize = 256;
+constexpr size_t kBodySize = 8192;
+constexpr size_t kAuthenticatorSize = 8192;
+constexpr size_t kScratchSize = 8192;
+
+// The session values a request may send or authenticate with, read once per
+// request into 256-byte copies.
+enum Property { kUserId, kTvid, kUserToken, kUserGroup, kTvProfile, kBizField, kVersion,
+                kPropertyCount };
+constexpr const char* kPropertyNames[kPropertyCount] = {
+    "userid", "tvid", "usertoken", "usergroup", "tvprofile", "bizfield", "pavoversion"};
+
+enum class Source {
+    property,         // one of the session copies above
+    ip,               // the terminal address
+    text_argument,    // the caller's text argument of that index
+    number_argument,  // the caller's integer argument of that index, "%d"
+    constant,         // a fixed text
+    authenticator,    // the enciphered authenticator
+    open_param,       // the terminal id in OPENMODE_STBCODE, else text argument 0
+};
+
+struct FormField {
+    const char* key;
+    Source source;
+    int index;
+    bool encoded;  // through pavo_urlencode; numbers are never encoded
+    const char* constant;
+};
+
+constexpr FormField property(const char* key, Property which)
+{
+    return {key, Source::property, which, true, nullptr};
+}
+constexpr FormField text_argument(const char* key, int index)
+{
+    return {key, Source::text_argument, index, true, nullptr};
+}
+constexpr FormField number_argument(const char* key, int index)
+{
+    return {key, Source::number_argument, index, false, nullptr};
+}
+constexpr FormField constant_text(const char* key, const char* text)
+{
+    return {key, Source::constant, 0, true, text};
+}
+constexpr FormField authenticator_field(bool encoded)
+{
+    return {"Authenticator", Source::authenticator, 0, encoded, nullptr};
+}
+constexpr FormField ip_field() { return {"IP", Source::ip, 0, true, nullptr}; }
+constexpr FormField open_param_field()
+{
+    return {"OpenParam", Source::open_param, 0, true, nullptr};
+}
+
+// Every catalogue, service and maintenance query opens with these four.
+#define PAVO_SESSION_FOUR                                                   \
+    property("UserID", kUserId), property("UserGroup", kUserGroup),         \
+        property("TVProfile", kTvProfile), property("UserToken", kUserToken)
+
+// Login and open append the authenticator as it is, logout and recharge
+// encode it (which leaves upper-case hex unchanged): both kept as sent.
+constexpr FormField kOpenFields[] = {
+    number_argument("OpenMode", 0),      open_param_field(),
+    property("TVID", kTvid),             property("TVProfile", kTvProfile),
+    property("PAVOVersion", kVersion),   text_argument("Reserve", 1),
+    authenticator_field(false)};
+constexpr FormField kLoginFields[] = {property("UserID", kUserId),
+                                      property("PAVOVersion", kVersion),
+                                      property("TVProfile", kTvProfile),
+                                      authenticator_field(false)};
+constexpr FormField kLogoutFields[] = {property("UserID", kUserId), authenticator_field(true),
+                                       property("UserToken", kUserToken), ip_field()};
+// "Reserve1" always goes out empty; the recharge parameter travels only
+// inside the authenticator.
+constexpr FormField kRechargeFields[] = {
+    property("UserID", kUserId),        number_argument("ChargeType", 0),
+    constant_text("Reserve1", ""),      authenticator_field(true),
+    property("UserToken", kUserToken),  ip_field()};
+constexpr FormField kCategoryListFields[] = {
+    PAVO_SESSION_FOUR, text_argument("CategoryCode", 0), number_argument("PageIndex", 0),
+    number_argument("PageSize", 1), ip_field()};
+constexpr FormField kCategoryItemListFields[] = {
+    PAVO_SESSION_FOUR,              text_argument("CategoryCode", 0),
+    number_argument("PageIndex", 0), number_argument("PageSize", 1),
+    number_argument("Withdetail", 2), ip_field()};
+constexpr FormField kRelateItemListFields[] = {
+    PAVO_SESSION_FOUR,                number_argument("Type", 0),
+    text_argument("Code", 0),         number_argument("Mode", 1),
+    number_argument("Withdetail", 2), number_argument("PageIndex", 3),
+    number_argument("PageSize", 4),   ip_field()};
+constexpr FormField kItemDetailFields[] = {
+    PAVO_SESSION_FOUR, text_argument("CategoryCode", 0), number_argument("ItemType", 0),
+    text_argument("ItemCode", 1), ip_field()};
+constexpr FormField kScheduleListFields[] = {
+    PAVO_SESSION_FOUR,              text_argument("ChannelCode", 0),
+    text_argument("StartDate", 1),  text_argument("EndDate", 2),
+    number_argument("PageIndex", 0), number_argument("PageSize", 1), ip_field()};
+constexpr FormField kPlayUrlFields[] = {
+    PAVO_SESSION_FOUR,                 text_argument("CategoryCode", 0),
+    number_argument("ItemType", 0),    text_argument("ItemCode", 1),
+    text_argument("ClipCode", 2),      number_argument("ServiceType", 1),
+    text_argument("StartTime", 3),     text_argument("EndTime", 4), ip_field()};
+constexpr FormField kExtendServiceFields[] = {PAVO_SESSION_FOUR,
+                                              text_argument("ServiceCode", 0),
+                                              text_argument("ServiceParam", 1), ip_field()};
+// Upgrade checks and the status report send nothing but the session.
+constexpr FormField kMaintenanceFields[] = {PAVO_SESSION_FOUR, ip_field()};
+
+#undef PAVO_SESSION_FOUR
+
+// Authenticator sources. Only open, login, logout and recharge carry one.
+enum class KeySource { none, user_id, open_seed };
+enum class AuthUser { user_id, text_argument_0 };
+enum class AuthBusiness { bizfield, empty, text_argument_0 };
+
+struct AuthenticatorSpec {
+    KeySource key;
+    AuthUser user;
+    AuthBusiness business;
+};
+
+constexpr AuthenticatorSpec kNoAuthenticator = {KeySource::none, AuthUser::user_id,
+                                                AuthBusiness::empty};
+
+// Session write-back of a successful synchronous answer: the pipeline's own
+// procedures, the same the asynchronous path runs.
+using WritebackHook = void (*)(const tpavo_result* result);
+
+void write_back_open(const tpavo_result* result)
+{
+    pavo_inner_openwriteback(result->data.openresponse);
+}
+
+void write_back_login(const tpavo_result* result)
+{
+    pavo_inner_loginwriteback(result->data.loginresponse);
+}
+
+struct FieldList {
+    const FormField* fields;
+    size_t count;
+};
+
+template <size_t N>
+constexpr FieldList fields_of(const FormField (&fields)[N])
+{
+    return {fields, N};
+}
+
+struct RequestRow {
+    const char* base_property;
+    const char* service_name;  // null: the property is the whole URL
+    tpavo_state required_state;
+    pavo_status_t refusal;
+    pavo_callbacktype callback;
+    tpavo_eventtype event;
+    tpavo_datatype sync_datatype;
+    // What the pipeline's message callback parses the answer as; it differs
+    // only for the related item list (9 here, 11 there), on purpose.
+    tpavo_datatype async_datatype;
+    AuthenticatorSpec auth;
+    WritebackHook writeback;
+    bool never_parsed;  // the status report leaves the last result as it was
+    bool logs_profile;  // login writes the terminal profile between separators
+    FieldList form;
+};
+
+enum Request {
+    kOpen, kLogin, kLogout, kRecharge, kCategoryList, kCategoryItemList, kRelateItemList,
+    kItemDetail, kScheduleList, kPlayUrl, kExtendService, kUpgradeOs, kUpgradeRes,
+    kStatusReport, kRequestCount
+};
+
+constexpr tpavo_state kInited = PAVO_STATE_INITED;
+constexpr tpavo_state kOpened = PAVO_STATE_OPENED;
+constexpr tpavo_state kLogined = PAVO_STATE_LOGINED;
+constexpr pavo_status_t kNotInited = PAVO_STATUS_FAILURE_NOTINITED;
+constexpr pavo_status_t kNotOpened = PAVO_STATUS_FAILURE_NOTOPENED;
+constexpr pavo_status_t kNotLogined = PAVO_STATUS_FAILURE_NOTLOGINED;
+constexpr pavo_callbacktype kAaa = PAVO_CALLBACK_AAA;
+constexpr pavo_callbacktype kEpg = PAVO_CALLBACK_EPG;
+constexpr pavo_callbacktype kManage = PAVO_CALLBACK_TMMANAGE;
+
+// "QueryProgramee" is the platform's spelling.
+constexpr RequestRow kRequests[kRequestCount] = {
+    {"openurl", nullptr, kInited, kNotInited, kAaa, EPAVO_OPEN, DATATYPE_OPENRESULT,
+     DATATYPE_OPENRESULT, {KeySource::open_seed, AuthUser::text_argument_0, AuthBusiness::bizfield},
+     write_back_open, false, false, fields_of(kOpenFields)},
+    {"aaasrvaddress", "Login", kOpened, kNotOpened, kAaa, EPAVO_LOGIN, DATATYPE_LOGINRESULT,
+     DATATYPE_LOGINRESULT, {KeySource::user_id, AuthUser::user_id, AuthBusiness::bizfield},
+     write_back_login, false, true, fields_of(kLoginFields)},
+    {"aaasrvaddress", "Logout", kLogined, kNotLogined, kAaa, EPAVO_LOGOUT,
+     DATATYPE_LOGOUTRESULT, DATATYPE_LOGOUTRESULT,
+     {KeySource::user_id, AuthUser::user_id, AuthBusiness::empty}, nullptr, false, false,
+     fields_of(kLogoutFields)},
+    {"aaasrvaddress", "Recharge", kLogined, kNotLogined, kEpg, EPAVO_RECHARGE,
+     DATATYPE_RECHARGERESULT, DATATYPE_RECHARGERESULT,
+     {KeySource::user_id, AuthUser::user_id, AuthBusiness::text_argument_0}, nullptr, false,
+     false, fields_of(kRechargeFields)},
+    {"epgsrvaddress", "QueryCategory", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYLIST,
+     DATATYPE_CATEGORYLIST, DATATYPE_CATEGORYLIST, kNoAuthenticator, nullptr, false, false,
+     fields_of(kCategoryListFields)},
+    {"epgsrvaddress", "QueryProgramee", kLogined, kNotLogined, kEpg,
+     EPAVO_QUERYCATEGORYITEMLIST, DATATYPE_ITEMLIST, DATATYPE_ITEMLIST, kNoAuthenticator,
+     nullptr, false, false, fields_of(kCategoryItemListFields)},
+    {"epgsrvaddress", "QueryRelative", kLogined, kNotLogined, kEpg, EPAVO_QUERYRELATEITEMLIST,
+     DATATYPE_ITEMLIST, DATATYPE_RELATIVEITEMLIST, kNoAuthenticator, nullptr, false, false,
+     fields_of(kRelateItemListFields)},
+    {"epgsrvaddress", "QueryDetail", kLogined, kNotLogined, kEpg,
+     EPAVO_QUERYCATEGORYITEMDETAIL, DATATYPE_ITEM, DATATYPE_ITEM, kNoAuthenticator, nullptr,
+     false, false, fields_of(kItemDetailFields)},
+    {"epgsrvaddress", "QuerySchedule", kLogined, kNotLogined, kEpg, EPAVO_QUERYSCHEDULELIST,
+     DATATYPE_SCHEDULELIST, DATATYPE_SCHEDULELIST, kNoAuthenticator, nullptr, false, false,
+     fields_of(kScheduleListFields)},
+    {"playsrvaddress", "Play", kLogined, kNotLogined, kAaa, EPAVO_QUERYPLAYURL,
+     DATATYPE_QUERYPLAYURLRESULT, DATATYPE_QUERYPLAYURLRESULT, kNoAuthenticator, nullptr,
+     false, false, fields_of(kPlayUrlFields)},
+    {"serviceaddress", nullptr, kLogined, kNotLogined, kAaa, EPAVO_QUERYEXTSERVICE,
+     DATATYPE_EXTSERVICERESULT, DATATYPE_EXTSERVICERESULT, kNoAuthenticator, nullptr, false,
+     false, fields_of(kExtendServiceFields)},
+    {"upgradesrvaddress", "UpgradeOS", kLogined, kNotLogined, kManage, EPAVO_UPGRADEOS,
+     DATATYPE_UPGRADEOSRESULT, DATATYPE_UPGRADEOSRESULT, kNoAuthenticator, nullptr, false,
+     false, fields_of(kMaintenanceFields)},
+    {"upgradesrvaddress", "UpgradeRes", kLogined, kNotLogined, kManage, EPAVO_UPGRADERES,
+     DATATYPE_UPGRADERESRESULT, DATATYPE_UPGRADERESRESULT, kNoAuthenticator, nullptr, false,
+     false, fields_of(kMaintenanceFields)},
+    {"upgradesrvaddress", "Report", kLogined, kNotLogined, kManage, EPAVO_STATUSREPORT,
+     DATATYPE_NORMAL, DATATYPE_NORMAL, kNoAuthenticator, nullptr, true, false,
+     fields_of(kMaintenanceFields)},
+};
+
+// Arguments as the exported function gathered them; indexes are per row.
+struct RequestArgs {
+    const char* text[5];
+    int number[5];
+};
+
+const char kProfileSeparator[] =
+    "\r\n=========================================================\r\n";
+
+// Appends "key=value&" at the end of the body with the room that is left, so
+// an over-long body is cut silently at kBodySize - 1 characters.
+void append_text(char* body, const char* key, const char* value)
+{
+    size_t used = strlen(body);
+    snprintf(body + used, kBodySize - used, "%s=%s&", key, value != nullptr ? value : "");
+}
+
+void append_number(char* body, const char* key, int value)
+{
+    size_t used = strlen(body);
+    snprintf(body + used, kBodySize - used, "%s=%d&", key, value);
+}
+
+void build_authenticator(const AuthenticatorSpec& auth, const RequestArgs& args,
+                         char (&session)[kPropertyCount][PAVO_PROP_SIZE], const char* ip,
+                         char* authenticator)
+{
+    char key[PAVO_PROP_SIZE] = {0};
+    if (auth.key == KeySource::open_seed) {
+        char seed[] = "482613";
+        pavo_sha1(seed, static_cast<int>(strlen(seed)), key);
+    } else {
+        pavo_sha1(session[kUserId], static_cast<int>(strlen(session[kUserId])), key);
+    }
+
+    // Caller texts are cut to a property's size like every other field, which
+    // keeps the authenticator source within what the cipher takes.
+    char user[PAVO_PROP_SIZE] = {0};
+    if (auth.user == AuthUser::text_argument_0)
+        snprintf(user, sizeof user, "%s", args.text[0] != nullptr ? args.text[0] : "");
+    else
+        snprintf(user, sizeof user, "%s", session[kUserId]);
+
+    char business[PAVO_PROP_SIZE] = {0};
+    if (auth.business == AuthBusiness::text_argument_0)
+        snprintf(business, sizeof business, "%s", args.text[0] != nullptr ? args.text[0] : "");
+    else if (auth.business == AuthBusiness::bizfield)
+        snprintf(business, sizeof business, "%s", session[kBizField]);
+
+    pavo_createauthenticator(authenticator, CRYPTMODE_3DES, key, user, ip, session[kTvid],
+                             business);
+}
+
+const char* field_value(const FormField& field, const RequestArgs& args,
+                        char (&session)[kPropertyCount][PAVO_PROP_SIZE], const char* ip,
+                        const char* authenticator)
+{
+    switch (field.source) {
+    case Source::property:
+        return session[field.index];
+    case Source::ip:
+        return ip;
+    case Source::text_argument:
+        return args.text[field.index];
+    case Source::constant:
+        return field.constant;
+    case Source::authenticator:
+        return authenticator;
+    case Source::open_param:
+        return args.number[0] == OPENMODE_STBCODE ? session[kTvid] : args.text[0];
+    case Source::number_argument:
+        break;
+    }
+    return nullptr;
+}
+
+pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& args)
+{
+    const RequestRow& row = kRequests[which];
+
+    // The URL comes first, before the state test; an empty base address gives
+    // "/Service/Name" and goes out as it is.
+    char url[kUrlSize] = {0};
+    char base[PAVO_PROP_SIZE] = {0};
+    pavo_readprop(row.base_property, base, sizeof base);
+    if (row.service_name != nullptr)
+        snprintf(url, sizeof url, "%s/Service/%s", base, row.service_name);
+    else
+        snprintf(url, sizeof url, "%s", base);
+
+    if (pavo_getstate() < row.required_state)
+        return row.refusal;
+
+    char body[kBodySize] = {0};
+    char authenticator[kAuthenticatorSize] = {0};
+    char scratch[kScratchSize] = {0};
+    char session[kPropertyCount][PAVO_PROP_SIZE] = {};
+    char ip[PAVO_IP_SIZE] = {0};
+    pavo_getip(ip, sizeof ip);
+    for (int which_property = 0; which_property < kPropertyCount; ++which_property)
+        pavo_readprop(kPropertyNames[which_property], session[which_property], PAVO_PROP_SIZE);
+
+    if (row.logs_profile) {
+        pavo_log_info("%s", kProfileSeparator);
+        pavo_log_info("%s", session[kTvProfile]);
+        pavo_log_info("%s", kProfileSeparator);
+    }
+    if (row.auth.key != KeySource::none)
+        build_authenticator(row.auth, args, session, ip, authenticator);
+
+    for (size_t i = 0; i < row.form.count; ++i) {
+        const FormField& field = row.form.fields[i];
+        if (field.source == Source::number_argument) {
+            append_number(body, field.key, args.number[field.index]);
+            continue;
+        }
+        const char* value = field_value(field, args, session, ip, authenticator);
+        if (field.encoded)
+            value = pavo_inner_urlencode_bounded(value, scratch, sizeof scratch);
+        append_text(body, field.key, value);
+    }
+
+    void* response = nullptr;
+    size_t responsesize = 0;
+    tpavo_httpecode httpecode = PAVO_HTTPE_OK;
+    long httpretcode = 0;
+    int status = pavo_addhttpjob(STORETYPE_MEM, nullptr, row.callback, 0,
+                                 static_cast<int>(eventid), row.event, EPAVO_SCOPE_REQUEST, url,
+                                 body, static_cast<int>(strlen(body)), &response, &responsesize,
+                                 &httpecode, &httpretcode);
+    if (status == 0 && !row.never_parsed && pavo_getfuncmode() == FUNCMODE_SYNC) {
+        tpavo_result* result =
+            response != nullptr
+                ? pavo_parse(static_cast<const char*>(response), responsesize, row.sync_datatype)
+                : nullptr;
+        if (result != nullptr && result->resultcode >= 0 && result->data.ptr != nullptr &&
+            row.writeback != nullptr)
+            row.writeback(result);
+        pavo_inner_storeresult(result, httpecode, httpretcode);
+    }
+    pavo_free(response);
+    return static_cast<pavo_status_t>(status);
+}
+
+}  // namespace
+
+extern "C" {
+
+void pavo_inner_storeresult(tpavo_result* result, tpavo_httpecode httpecode, long httpretcode)
+{
+    if (result != nullptr) {
+        result->httpecode = httpecode;
+        result->httpretcode = httpretcode;
+    }
+    pavo_setlastresult(result);
+}
+
+pavo_status_t pavo_query_status(void)
+{
+    char userid[PAVO_PROP_SIZE] = {0};
+    pavo_readprop("userid", userid, sizeof userid);
+    if (userid[0] == '\0')
+        return PAVO_STATUS_FAILURE;
+    // A stored user id restores the opened state; login may follow.
+    pavo_setstate(PAVO_STATE_OPENED);
+    return PAVO_STATUS_SUCCESS;
+}
+
+pavo_status_t pavo_open(unsigned eventid, tpavo_openmode openmode, const char* openparam,
+                        const char* reserved)
+{
+    return run_request(kOpen, eventid, {{openparam, reserved}, {openmode}});
+}
+
+pavo_status_t pavo_login(unsigned eventid) { return run_request(kLogin, eventid, {}); }
+
+pavo_status_t pavo_logout(unsigned eventid) { return run_request(kLogout, eventid, {}); }
+
+pavo_status_t pavo_recharge(unsigned eventid, int rechargetype, const char* rechargeparam)
+{
+    return run_request(kRecharge, eventid, {{rechargeparam}, {rechargetype}});
+}
+
+pavo_status_t pavo_querycategorylist(unsigned eventid, const char* parentcategorycode,
+                                     int pageindex, int pagesize)
+{
+    return run_request(kCategoryList, eventid, {{parentcategorycode}, {pageindex, pagesize}});
+}
+
+pavo_status_t pavo_querycategoryitemlist(unsigned eventid, const char* categorycode,
+                                         int pageindex, int pagesize, int withdetail)
+{
+    return run_request(kCategoryItemList, eventid,
+                       {{categorycode}, {pageindex, pagesize, withdetail}});
+}
+
+pavo_status_t pavo_queryrelateitemlist(unsigned eventid, int type, const char* code, int mode,
+                                       int withdetail, int pageindex, int pagesize)
+{
+    return run_request(kRelateItemList, eventid,
+                       {{code}, {type, mode, withdetail, pageindex, pagesize}});
+}
+
+pavo_status_t pavo_queryitemdetail(unsigned eventid, const char* categorycode,
+                                   tpavo_itemtype_t itemtype, const char* itemcode)
+{
+    return run_request(kItemDetail, eventid, {{categorycode, itemcode}, {itemtype}});
+}
+
+pavo_status_t pavo_queryschedulelist(unsigned eventid, const char* channelcode,
+                                     const char* startdate, const char* enddate, int pageindex,
+                                     int pagesize)
+{
+    return run_request(kScheduleList, eventid,
+                       {{channelcode, startdate, enddate}, {pageindex, pagesize}});
+}
+
+pavo_status_t pavo_queryplayurl(unsigned eventid, const char* categorycode,
+                                tpavo_itemtype_t itemtype, const char* itemcode,
+                                const char* videocode, tpavo_servicetype servicetype,
+                                const char* starttime, const char* endtime)
+{
+    return run_request(kPlayUrl, eventid,
+                       {{categorycode, itemcode, videocode, starttime, endtime},
+                        {itemtype, servicetype}});
+}
+
+pavo_status_t pavo_queryextendservice(unsigned eventid, const char* servicecode,
+                                      const char* serviceparam)
+{
+    return run_request(kExtendService, eventid, {{servicecode, serviceparam}, {}});
+}
+
+pavo_status_t pavo_upgradeos(unsigned eventid) { return run_request(kUpgradeOs, eventid, {}); }
+
+pavo_status_t pavo_upgraderes(unsigned eventid)
+{
+    return run_request(kUpgradeRes, eventid, {});
+}
+
+pavo_status_t pavo_statusreport(unsigned eventid)
+{
+    return run_request(kStatusReport, eventid, {});
+}
+
+}  // extern "C"
