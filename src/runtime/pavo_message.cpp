@@ -27,21 +27,34 @@ void free_nodes(t_pavo_message* node)
     }
 }
 
-// Unlinks the head under the lock when the count says there is one. After
+// Runs body on the queue under its lock; none when no queue exists.
+template <typename Result, typename Body>
+Result under_queue_lock(Result none, Body body)
+{
+    t_pavo_messageque* queue = g_messagequeue;
+    if (queue == nullptr)
+        return none;
+    pthread_mutex_lock(&queue->queue_lock);
+    Result result = body(*queue);
+    pthread_mutex_unlock(&queue->queue_lock);
+    return result;
+}
+
+// Unlinks the head when the count says there is one. After
 // pavo_messageque_clear the count can be positive with no head: the count is
 // still decremented, nothing is taken, and the caller sees null.
-t_pavo_message* take_head(t_pavo_messageque* queue)
+t_pavo_message* take_head()
 {
-    t_pavo_message* message = nullptr;
-    pthread_mutex_lock(&queue->queue_lock);
-    if (queue->cur_queue_size > 0) {
-        message = queue->queue_head;
-        if (message != nullptr)
-            queue->queue_head = message->next;
-        queue->cur_queue_size--;
-    }
-    pthread_mutex_unlock(&queue->queue_lock);
-    return message;
+    return under_queue_lock<t_pavo_message*>(nullptr, [](t_pavo_messageque& queue) {
+        t_pavo_message* message = nullptr;
+        if (queue.cur_queue_size > 0) {
+            message = queue.queue_head;
+            if (message != nullptr)
+                queue.queue_head = message->next;
+            queue.cur_queue_size--;
+        }
+        return message;
+    });
 }
 
 }  // namespace
@@ -80,15 +93,12 @@ int pavo_messageque_cleanup(void)
 
 int pavo_messageque_clear(void)
 {
-    t_pavo_messageque* queue = g_messagequeue;
-    if (queue == nullptr)
+    return under_queue_lock(0, [](t_pavo_messageque& queue) {
+        free_nodes(queue.queue_head);
+        queue.queue_head = nullptr;
+        // cur_queue_size stays as it was: kept, takers cope with the stale count.
         return 0;
-    pthread_mutex_lock(&queue->queue_lock);
-    free_nodes(queue->queue_head);
-    queue->queue_head = nullptr;
-    // cur_queue_size stays as it was: kept, takers cope with the stale count.
-    pthread_mutex_unlock(&queue->queue_lock);
-    return 0;
+    });
 }
 
 int pavo_postmessage(pavo_messagecallback cb, int eventtype, int eventscope, int eventid,
@@ -129,9 +139,7 @@ int pavo_getmessage(int* eventtype, int* eventid, void** data, int* datasize, vo
     // Refused before anything is taken, so the buffers are not lost.
     if (data == nullptr || cbdata == nullptr)
         return -1;
-    if (g_messagequeue == nullptr)
-        return 0;
-    t_pavo_message* message = take_head(g_messagequeue);
+    t_pavo_message* message = take_head();
     if (message == nullptr)
         return 0;
     const t_pavo_messagedata& m = message->mdata;
@@ -151,20 +159,12 @@ int pavo_getmessage(int* eventtype, int* eventid, void** data, int* datasize, vo
 
 int pavo_getmessagecount(void)
 {
-    t_pavo_messageque* queue = g_messagequeue;
-    if (queue == nullptr)
-        return 0;
-    pthread_mutex_lock(&queue->queue_lock);
-    int count = queue->cur_queue_size;
-    pthread_mutex_unlock(&queue->queue_lock);
-    return count;
+    return under_queue_lock(0, [](t_pavo_messageque& queue) { return queue.cur_queue_size; });
 }
 
 int pavo_iner_checkmessage(void)
 {
-    if (g_messagequeue == nullptr)
-        return 0;
-    t_pavo_message* message = take_head(g_messagequeue);
+    t_pavo_message* message = take_head();
     if (message == nullptr)
         return 0;
     const t_pavo_messagedata& m = message->mdata;
