@@ -150,12 +150,7 @@ sp_thread_result_t wrapper_fn(void* arg)
             pthread_mutex_destroy(&worker->mutex);
             pthread_cond_destroy(&worker->cond);
             free(worker);
-            pthread_mutex_lock(&pool->tp_mutex);
-            pool->tp_total--;
-            if (pool->tp_total < 1)
-                pthread_cond_signal(&pool->tp_empty);
-            pthread_mutex_unlock(&pool->tp_mutex);
-            return nullptr;
+            return leave_pool(pool);
         }
     }
 }
