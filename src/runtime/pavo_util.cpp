@@ -96,7 +96,8 @@ unsigned long time_text_to_seconds(const char* text, const TimeForm& form)
 }
 
 // Each form has its own static buffer, overwritten by the next call of the
-// same function. 32 bytes hold the dashed form even for a five-digit year.
+// same function. 80 bytes hold the dashed form for any int field values, so
+// no form is ever cut.
 enum class TextForm { Day, Sec, Dashed };
 
 char* seconds_to_time_text(unsigned long seconds, char* buffer, size_t size, TextForm form)
@@ -126,7 +127,7 @@ char* seconds_to_time_text(unsigned long seconds, char* buffer, size_t size, Tex
     return buffer;
 }
 
-constexpr size_t kTimeTextSize = 32;
+constexpr size_t kTimeTextSize = 80;
 
 }  // namespace
 
