@@ -1,7 +1,7 @@
 /*
- * pavo_mempool.h - the function table behind an HMYMEMPOOL handle, and the
- * header of the installed pool's blocks. The handle functions themselves are
- * exported through pavo.h.
+ * pavo_mempool.h - the function table behind an HMYMEMPOOL handle. The handle
+ * functions themselves are exported through pavo.h; the installed pool's
+ * block header lives in pavo_defmempool.h.
  */
 #ifndef PAVO_MEMPOOL_H
 #define PAVO_MEMPOOL_H

@@ -2,7 +2,7 @@
  * pavo_log.cpp - the library's log: four printf-style calls with their colour
  * sequences on the console, of which only the information level honours the
  * log mode and reaches the log file "pavo.log"; plus the console-only log_*
- * set. Opened and closed by the lifecycle in pavo_global.cpp.
+ * set. Opened and closed by the lifecycle in pavo_service.cpp.
  */
 #include <stdarg.h>
 #include <stdio.h>
