@@ -1,0 +1,236 @@
+// Shared fixture of the service request tests: one platform simulator per test program,
+// a fresh working directory whose korix.conf points at it, the library started with the
+// terminal identity the simulator knows, and helpers to read what was sent.
+#ifndef PAVO_TEST_SERVICE_FIXTURE_H
+#define PAVO_TEST_SERVICE_FIXTURE_H
+
+#include <gtest/gtest.h>
+#include <openssl/evp.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "pavo.h"
+#include "service/pavo_global.h"
+#include "support/platform_sim.h"
+
+namespace pavo_test {
+
+inline constexpr const char* kChipProfile = "CHIP/1.0";
+inline constexpr const char* kClientProfile = "TEST/1.0";
+
+// Letters and digits as they are, every other byte %XY: what the platform expects of
+// ASCII text, written here independently of the library's encoder.
+inline std::string form_encoded(const std::string& text)
+{
+    static const char kDigits[] = "0123456789ABCDEF";
+    std::string out;
+    for (unsigned char c : text) {
+        if ((c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z')) {
+            out += static_cast<char>(c);
+        } else {
+            out += '%';
+            out += kDigits[c >> 4];
+            out += kDigits[c & 15];
+        }
+    }
+    return out;
+}
+
+using FormPairs = std::vector<std::pair<std::string, std::string>>;
+
+// "key=value&" for every pair, values taken as they stand.
+inline std::string form_body(const FormPairs& pairs)
+{
+    std::string body;
+    for (const auto& [key, value] : pairs)
+        body += key + "=" + value + "&";
+    return body;
+}
+
+// The pairs of a body in order, values still encoded.
+inline FormPairs split_form(const std::string& body)
+{
+    FormPairs pairs;
+    size_t start = 0;
+    while (start < body.size()) {
+        size_t end = body.find('&', start);
+        if (end == std::string::npos)
+            end = body.size();
+        std::string pair = body.substr(start, end - start);
+        size_t equals = pair.find('=');
+        pairs.emplace_back(pair.substr(0, equals),
+                           equals == std::string::npos ? "" : pair.substr(equals + 1));
+        start = end + 1;
+    }
+    return pairs;
+}
+
+inline std::string sha1_text(const std::string& text)
+{
+    static const char kDigits[] = "0123456789ABCDEF";
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int size = 0;
+    EVP_Digest(text.data(), text.size(), digest, &size, EVP_sha1(), nullptr);
+    std::string hex;
+    for (unsigned int i = 0; i < size; ++i) {
+        hex += kDigits[digest[i] >> 4];
+        hex += kDigits[digest[i] & 15];
+    }
+    return hex;
+}
+
+// The plain source of an authenticator: 3DES-ECB under the first 24 characters of the
+// SHA-1 text of key_seed, PKCS#5 padding; empty when it does not decipher.
+inline std::string decipher_authenticator(const std::string& hex, const std::string& key_seed)
+{
+    std::string bytes;
+    for (size_t i = 0; i + 1 < hex.size(); i += 2)
+        bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+    const std::string key = sha1_text(key_seed).substr(0, 24);
+    std::vector<unsigned char> out(bytes.size() + 16);
+    int size = 0;
+    int last = 0;
+    EVP_CIPHER_CTX* context = EVP_CIPHER_CTX_new();
+    EVP_DecryptInit_ex(context, EVP_des_ede3_ecb(), nullptr,
+                       reinterpret_cast<const unsigned char*>(key.data()), nullptr);
+    bool ok = EVP_DecryptUpdate(context, out.data(), &size,
+                                reinterpret_cast<const unsigned char*>(bytes.data()),
+                                static_cast<int>(bytes.size())) == 1 &&
+              EVP_DecryptFinal_ex(context, out.data() + size, &last) == 1;
+    EVP_CIPHER_CTX_free(context);
+    if (!ok)
+        return std::string();
+    return std::string(reinterpret_cast<char*>(out.data()), static_cast<size_t>(size + last));
+}
+
+// The six "$"-separated fields of an authenticator source before "Korix".
+inline std::vector<std::string> source_fields(const std::string& source)
+{
+    std::vector<std::string> fields;
+    size_t start = 0;
+    for (size_t end; (end = source.find('$', start)) != std::string::npos; start = end + 1)
+        fields.push_back(source.substr(start, end - start));
+    fields.push_back(source.substr(start));
+    return fields;
+}
+
+enum SourceField { kRandom, kSourceUser, kSourceTvid, kSourceIp, kSourceBiz, kTimestamp };
+
+class ServiceTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { sim_ = new PlatformSim(); }
+    static void TearDownTestSuite()
+    {
+        delete sim_;
+        sim_ = nullptr;
+    }
+
+    void SetUp() override
+    {
+        sim_->reset();
+        workdir_ = std::make_unique<TempDir>();
+        write_korix_conf(workdir_->path(), conf_entries());
+        start_library();
+    }
+
+    void TearDown() override { pavo_cleanup(); }
+
+    // The korix.conf of the test's working directory.
+    virtual ConfEntries conf_entries() const
+    {
+        return {{"openurl", sim_->open_url()}, {"logmode", "1"}};
+    }
+
+    void start_library()
+    {
+        std::string oem = kSimOem, type = kSimTerminalType, device = kSimDevice;
+        std::string chip = kChipProfile, client = kClientProfile, dir = workdir_->path();
+        pavo_init_param param = {};
+        param.oem_name = oem.data();
+        param.terminal_type = type.data();
+        param.device_id = device.data();
+        param.chipprofile = chip.data();
+        param.clientprofile = client.data();
+        param.workdirectory = dir.data();
+        param.perpetualdirectory = dir.data();
+        param.tmpdirectory = dir.data();
+        param.ipversion = 4;
+        ASSERT_EQ(pavo_init(&param), PAVO_STATUS_SUCCESS);
+    }
+
+    // Open by terminal code and log in; the record of requests is cleared afterwards.
+    void open_account()
+    {
+        ASSERT_EQ(pavo_open(1, OPENMODE_STBCODE, kSimTvid, nullptr), PAVO_STATUS_SUCCESS);
+        ASSERT_EQ(pavo_getstate(), PAVO_STATE_OPENED);
+        sim_->clear_requests();
+    }
+
+    void open_and_login()
+    {
+        open_account();
+        ASSERT_EQ(pavo_login(2), PAVO_STATUS_SUCCESS);
+        ASSERT_EQ(pavo_getstate(), PAVO_STATE_LOGINED);
+        sim_->clear_requests();
+    }
+
+    static std::string property(const char* name)
+    {
+        char buffer[PAVO_PROP_SIZE];
+        pavo_readprop(name, buffer, sizeof buffer);
+        return buffer;
+    }
+
+    static std::string terminal_ip()
+    {
+        char ip[PAVO_IP_SIZE];
+        pavo_getip(ip, sizeof ip);
+        return ip;
+    }
+
+    static std::string tvprofile() { return std::string(kChipProfile) + ";" + kClientProfile +
+                                            ";KORIXOS/1001"; }
+
+    // UserID, UserGroup, TVProfile, UserToken of the live session, encoded.
+    static FormPairs session_four()
+    {
+        return {{"UserID", form_encoded(property("userid"))},
+                {"UserGroup", form_encoded(property("usergroup"))},
+                {"TVProfile", form_encoded(tvprofile())},
+                {"UserToken", form_encoded(property("usertoken"))}};
+    }
+
+    static std::pair<std::string, std::string> ip_pair()
+    {
+        return {"IP", form_encoded(terminal_ip())};
+    }
+
+    // The one request the simulator received since the record was last cleared.
+    static SimRequest only_request()
+    {
+        std::vector<SimRequest> requests = sim_->requests();
+        EXPECT_EQ(requests.size(), 1u);
+        return requests.empty() ? SimRequest{} : requests.back();
+    }
+
+    // A last result of this thread that a refused or failed request must leave in place.
+    static tpavo_result* store_marker_result()
+    {
+        char text[] = "marker";
+        EXPECT_EQ(pavo_setlastresult_match(4242, "marker", DATATYPE_STRING, sizeof text, text),
+                  0);
+        return pavo_getresult();
+    }
+
+    static PlatformSim* sim_;
+    std::unique_ptr<TempDir> workdir_;
+};
+
+inline PlatformSim* ServiceTest::sim_ = nullptr;
+
+}  // namespace pavo_test
+
+#endif
