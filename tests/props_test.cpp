@@ -88,12 +88,6 @@ TEST_F(PropsTest, WritableNamesTakeTheirOwnValue)
         EXPECT_EQ(read_prop(name), std::string("v-") + name);
 }
 
-TEST_F(PropsTest, StartUpBuildsTvidAndProfile)
-{
-    EXPECT_EQ(read_prop("tvid"), kTvid);
-    EXPECT_EQ(read_prop("tvprofile"), "chip;client;KORIXOS/1001");
-}
-
 TEST_F(PropsTest, UnknownOrMisspeltNamesReadEmpty)
 {
     for (const char* name : {"nosuchname", "TVID", "tvid ", "korixprofile", "ip",
@@ -125,7 +119,6 @@ TEST_F(PropsTest, IpVersionFollowsTheLastStart)
     pavo_cleanup();
     start(4);
     EXPECT_EQ(read_prop("ipversion"), "4");
-    EXPECT_EQ(read_prop("tvid"), "0001234567000ABCDEFGV4000123456789ABCD");
 }
 
 TEST_F(PropsTest, WrittenValuesAreTextNotFormats)
