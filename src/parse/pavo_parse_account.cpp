@@ -112,8 +112,8 @@ constexpr pavo_field kUpgradeResDump[] = {
 };
 
 // A missing "SystemTime" leaves the child position on "DRMSrvAddress2",
-// whose text is then read as the time; the platform relies on neither, and
-// the behaviour is kept.
+// whose text is then read as the time. Kept on purpose: the login answer
+// has always been read this way.
 void read_server_time(CMarkup& xml, void*)
 {
     xml.FindChildElem("SystemTime");

@@ -8,6 +8,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "parse/pavo_parse_frame.h"
 #include "service/pavo_global.h"
 #include "service/pavo_upload.h"
 
@@ -51,13 +52,13 @@ uint32_t chunk_size(const MemoryStruct* chunk)
 void* chunk_to_pool(const MemoryStruct* chunk)
 {
     uint32_t size = chunk_size(chunk);
-    return pavo_inner_pooledcopy(size != 0 ? chunk->data : nullptr, size);
+    return pavo_copy_bytes(size != 0 ? chunk->data : "", size);
 }
 
 int store_in_file(const char* localpath, const MemoryStruct* chunk)
 {
     FILE* file = fopen(localpath, "wb");
-    // The file used to be written unchecked; an unopenable path now fails.
+    // An unopenable path fails rather than writing through a null file.
     if (file == nullptr)
         return -1;
     if (chunk->data != nullptr && chunk->size != 0)
@@ -73,11 +74,11 @@ t_httpjobarg* new_job(tpavo_storetype storetype, const char* localpath, int cbty
     t_httpjobarg* job = static_cast<t_httpjobarg*>(pavo_malloc(sizeof(t_httpjobarg)));
     if (job == nullptr)
         return nullptr;
-    job->url = static_cast<char*>(pavo_inner_pooledcopy(url, strlen(url)));
+    job->url = pavo_copy_bytes(url, strlen(url));
     if (data != nullptr)
-        job->param = pavo_inner_pooledcopy(data, static_cast<size_t>(datasize));
+        job->param = pavo_copy_bytes(data, static_cast<size_t>(datasize));
     if (localpath != nullptr)
-        job->localpath = static_cast<char*>(pavo_inner_pooledcopy(localpath, strlen(localpath)));
+        job->localpath = pavo_copy_bytes(localpath, strlen(localpath));
     if (job->url == nullptr || (data != nullptr && job->param == nullptr) ||
         (localpath != nullptr && job->localpath == nullptr)) {
         pavo_inner_freejob(job);
@@ -135,17 +136,6 @@ int run_sync_job(tpavo_storetype storetype, const char* localpath, int phase, co
 }  // namespace
 
 extern "C" {
-
-void* pavo_inner_pooledcopy(const void* bytes, size_t size)
-{
-    char* block = static_cast<char*>(pavo_malloc(size + 1));
-    if (block == nullptr)
-        return nullptr;
-    if (bytes != nullptr && size != 0)
-        memcpy(block, bytes, size);
-    block[size] = '\0';
-    return block;
-}
 
 void pavo_inner_freejob(t_httpjobarg* job)
 {

@@ -61,9 +61,6 @@ tpavo_httpecode trans_to_pavocode(CURLcode code);
 int pavo_globalmessagecallback(int eventtype, int eventscope, int eventhandle, void* data,
                                int datasize, void* cbdata, int cbdatasize);
 
-/* A pooled copy of size bytes plus a NUL (bytes may be null for an empty
- * block); null when the pool gives none. */
-void* pavo_inner_pooledcopy(const void* bytes, size_t size);
 /* Releases a job record and every block it owns. */
 void pavo_inner_freejob(t_httpjobarg* job);
 

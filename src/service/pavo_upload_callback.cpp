@@ -57,14 +57,16 @@ const AnswerKind* find_answer_kind(int eventtype)
     return nullptr;
 }
 
-// The login record's values, written to the property of the same name in
-// this order.
-struct SessionValue {
+// A text member of an answer record and the property (or configuration
+// key) of the same name that it is written to.
+template <typename Record>
+struct NamedMember {
     const char* name;
-    char* tpavo_loginresponse::*member;
+    char* Record::*member;
 };
 
-constexpr SessionValue kLoginValues[] = {
+// The login record's values, written to the session properties in this order.
+constexpr NamedMember<tpavo_loginresponse> kLoginValues[] = {
     {"usertoken", &tpavo_loginresponse::usertoken},
     {"usergroup", &tpavo_loginresponse::usergroup},
     {"aaasrvaddress", &tpavo_loginresponse::aaasrvaddress},
@@ -86,12 +88,7 @@ constexpr SessionValue kLoginValues[] = {
 
 // The open record's values, persisted in korix.conf (and so also set as
 // properties) in this order.
-struct PersistedValue {
-    const char* name;
-    char* tpavo_openresponse::*member;
-};
-
-constexpr PersistedValue kOpenValues[] = {
+constexpr NamedMember<tpavo_openresponse> kOpenValues[] = {
     {"userid", &tpavo_openresponse::userid},
     {"aaasrvaddress", &tpavo_openresponse::aaasrvaddress},
     {"aaasrvaddress2", &tpavo_openresponse::aaasrvaddress2},
@@ -128,7 +125,7 @@ void pavo_inner_loginwriteback(const tpavo_loginresponse* response)
     if (response == nullptr)
         return;
     pavo_setstate(PAVO_STATE_LOGINED);
-    for (const SessionValue& value : kLoginValues)
+    for (const auto& value : kLoginValues)
         pavo_writeprop(value.name, response->*value.member);
 }
 
@@ -138,7 +135,7 @@ void pavo_inner_openwriteback(const tpavo_openresponse* response)
     if (response == nullptr)
         return;
     pavo_setstate(PAVO_STATE_OPENED);
-    for (const PersistedValue& value : kOpenValues)
+    for (const auto& value : kOpenValues)
         pavo_writeconfig("system", value.name, response->*value.member);
 }
 
