@@ -1,186 +1,129 @@
 /*
- * pavo_terminal.cpp - an example terminal application of libpavo. It starts
- * the library with the identity given on its command line, shows what the
- * terminal looks like to the platform (TVID, profile, IP address, state) and
- * shuts down. The session is the step table in main: one row per stage.
+ * pavo_terminal.cpp - an example terminal application of libpavo. With
+ * --platform it runs one whole terminal session against that platform (open,
+ * login, catalogue, play, recharge, upgrades, download, report, logout);
+ * without, it only starts the library, shows the terminal and shuts down.
+ * The session is the step table in main; the steps live in
+ * pavo_terminal_steps.cpp, the synchronous and asynchronous runners here.
  */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/stat.h>
 
-#include <filesystem>
-#include <fstream>
+#include <atomic>
+#include <chrono>
+#include <memory>
 #include <string>
+#include <thread>
 
-#include "pavo.h"
+#include "pavo_terminal.h"
 
 namespace {
 
-struct Options {
-    std::string oem = "1234567";
-    std::string terminal = "ABCDEFG";
-    std::string device = "123456789ABCD";
-    std::string chip = "CHIP/1.0";
-    std::string client = "PAVOTERM/1.0";
-    std::string workdir;
-    std::string platform;
-    int ipversion = 4;
-    bool async = false;
+// An answer that takes longer than this counts as lost (the platform's
+// connect time-out is 15 seconds).
+constexpr std::chrono::seconds kAnswerBound{30};
+
+// The request step whose answer the main thread waits for. Only the main
+// thread touches it: callbacks run inside pavo_checkmessage, on that thread.
+struct PendingAnswer {
+    Session* session = nullptr;
+    const Step* step = nullptr;
+    int eventid = -1;
+    bool delivered = false;
+    bool ok = false;
+};
+PendingAnswer g_pending;
+
+// What a detached request thread reports when its call returns: at once for
+// a refusal, after the library's 100-second pause otherwise. Shared, so that
+// it outlives the step that started the thread.
+struct RequestReturn {
+    std::atomic<bool> returned{false};
+    std::atomic<int> status{0};
 };
 
-struct Session {
-    Options options;
-    bool own_workdir = false;  // a scratch directory made here, removed at the end
-    bool started = false;
-};
-
-const char* state_name(tpavo_state state)
+int on_event(tpavo_event* event)
 {
-    switch (state) {
-    case PAVO_STATE_NONE: return "none";
-    case PAVO_STATE_INITED: return "inited";
-    case PAVO_STATE_OPENED: return "opened";
-    case PAVO_STATE_LOGINED: return "logined";
+    printf("  event %s, id %d\n", event_name(event->eventtype), event->eventid);
+    if (g_pending.step == nullptr || event->eventid != g_pending.eventid) {
+        printf("  (no step waits for it)\n");
+        return 0;
     }
-    return "unknown";
+    // The result is freed as soon as this returns: the step's answer
+    // procedure copies what later steps need into the session.
+    g_pending.ok = show_answer(*g_pending.session, *g_pending.step,
+                               static_cast<const tpavo_result*>(event->data));
+    g_pending.delivered = true;
+    return 0;
 }
 
-// The library's TVID layout: oem (10), terminal type (10), "V4" or "V6",
-// device id (16); each part left-padded with '0' or cut to its width.
-std::string tvid_part(const std::string& text, size_t width)
+bool run_sync_request(Session& session, const Step& step, unsigned eventid)
 {
-    if (text.size() >= width)
-        return text.substr(0, width);
-    return std::string(width - text.size(), '0') + text;
-}
-
-std::string expected_tvid(const Options& options)
-{
-    return tvid_part(options.oem, 10) + tvid_part(options.terminal, 10) +
-           (options.ipversion == 6 ? "V6" : "V4") + tvid_part(options.device, 16);
-}
-
-bool prepare_workdir(Session& session)
-{
-    std::string& workdir = session.options.workdir;
-    if (workdir.empty()) {
-        std::string pattern =
-            (std::filesystem::temp_directory_path() / "pavo-terminal-XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr) {
-            perror("mkdtemp");
-            return false;
-        }
-        workdir = pattern;
-        session.own_workdir = true;
-    }
-    printf("work directory: %s\n", workdir.c_str());
-
-    // A terminal keeps its configuration and its log in its work directory;
-    // an existing korix.conf is the terminal's own and is left as it is.
-    std::string conf = workdir + "/korix.conf";
-    struct stat info;
-    if (stat(conf.c_str(), &info) == 0)
-        return true;
-    std::ofstream out(conf, std::ios::binary);
-    out << "[system]\nlogmode=3\nlogdirectory=" << workdir << "\n";
-    if (!session.options.platform.empty())
-        out << "aaasrvaddress=" << session.options.platform << "\n";
-    out.close();
-    if (!out) {
-        fprintf(stderr, "cannot write %s\n", conf.c_str());
-        return false;
-    }
-    return true;
-}
-
-bool start_library(Session& session)
-{
-    Options& o = session.options;
-    pavo_init_param param;
-    memset(&param, 0, sizeof param);
-    param.oem_name = o.oem.data();
-    param.terminal_type = o.terminal.data();
-    param.device_id = o.device.data();
-    param.chipprofile = o.chip.data();
-    param.clientprofile = o.client.data();
-    param.workdirectory = o.workdir.data();
-    param.perpetualdirectory = o.workdir.data();
-    param.tmpdirectory = o.workdir.data();
-    param.ipversion = o.ipversion;
-
-    pavo_status_t status = pavo_init(&param);
+    pavo_status_t status = step.request(session, eventid);
     if (status != PAVO_STATUS_SUCCESS) {
-        fprintf(stderr, "pavo_init failed: %d\n", status);
+        printf("  request failed: status %d\n", status);
         return false;
     }
-    session.started = true;
-    return pavo_getstate() == PAVO_STATE_INITED;
+    tpavo_result* result = (step.flags & kNoLastResult) ? nullptr : pavo_getresult();
+    bool ok = show_answer(session, step, result);
+    pavo_freeresult(result);
+    return ok;
 }
 
-bool choose_function_mode(Session& session)
+bool run_async_request(Session& session, const Step& step, unsigned eventid)
 {
-    if (session.options.async && pavo_setfuncmode(FUNCMODE_ASYNC) != 0)
-        return false;
-    int mode = pavo_getfuncmode();
-    printf("function mode: %s\n", mode == FUNCMODE_SYNC ? "synchronous" : "asynchronous");
-    return mode == (session.options.async ? FUNCMODE_ASYNC : FUNCMODE_SYNC);
+    g_pending = PendingAnswer{&session, &step, static_cast<int>(eventid), false, false};
+    auto request_return = std::make_shared<RequestReturn>();
+    RequestStep request = step.request;
+    // Detached: the call holds its thread for 100 seconds after queueing the
+    // transfer, and the session goes on as soon as the answer is here.
+    std::thread([request, &session, eventid, request_return] {
+        request_return->status = request(session, eventid);
+        request_return->returned = true;
+    }).detach();
+
+    const auto deadline = std::chrono::steady_clock::now() + kAnswerBound;
+    while (!g_pending.delivered) {
+        if (request_return->returned && request_return->status != PAVO_STATUS_SUCCESS) {
+            printf("  request failed: status %d\n", request_return->status.load());
+            break;
+        }
+        if (std::chrono::steady_clock::now() > deadline) {
+            printf("  no answer within %lld seconds\n",
+                   static_cast<long long>(kAnswerBound.count()));
+            break;
+        }
+        if (pavo_checkmessage() == 0)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    g_pending.step = nullptr;
+    return g_pending.delivered && g_pending.ok;
 }
 
-bool show_terminal(Session& session)
+bool run_step(Session& session, const Step& step, unsigned eventid)
 {
-    const Options& o = session.options;
-    char ip[64];
-    if (pavo_getip(ip, sizeof ip) != 0)
-        return false;
-    printf("TVID: %s\n", expected_tvid(o).c_str());
-    printf("terminal profile: %s;%s;KORIXOS/1001\n", o.chip.c_str(), o.client.c_str());
-    printf("IP address: %s\n", ip[0] != '\0' ? ip : "(none found)");
-    if (!o.platform.empty())
-        printf("platform: %s\n", o.platform.c_str());
-    printf("state: %s\n", state_name(pavo_getstate()));
-    return true;
+    if (step.local != nullptr)
+        return step.local(session);
+    if (session.options.async)
+        return run_async_request(session, step, eventid);
+    return run_sync_request(session, step, eventid);
 }
-
-bool stop_library(Session& session)
-{
-    if (!session.started)
-        return true;
-    session.started = false;
-    if (pavo_cleanup() != PAVO_STATUS_SUCCESS)
-        return false;
-    printf("state: %s\n", state_name(pavo_getstate()));
-    return pavo_getstate() == PAVO_STATE_NONE;
-}
-
-bool remove_scratch_workdir(Session& session)
-{
-    if (!session.own_workdir)
-        return true;
-    std::error_code error;
-    std::filesystem::remove_all(session.options.workdir, error);
-    return !error;
-}
-
-struct Step {
-    const char* name;
-    bool (*run)(Session&);
-    bool after_failure;  // shut-down steps run even when an earlier step failed
-};
 
 void usage(FILE* out)
 {
     fprintf(out,
             "usage: pavo-terminal [options]\n"
-            "  --oem NAME           OEM name (default 1234567)\n"
-            "  --terminal-type T    terminal type (default ABCDEFG)\n"
-            "  --device-id ID       device id (default 123456789ABCD)\n"
+            "  --platform URL       the platform's address (e.g. the simulator's);\n"
+            "                       without it only start-up and shut-down run\n"
+            "  --workdir DIR        work directory (default: a fresh one, removed at exit)\n"
+            "  --async              run the session in asynchronous mode\n"
+            "  --oem NAME           OEM name (default PAVO)\n"
+            "  --terminal-type T    terminal type (default STB100)\n"
+            "  --device-id ID       device id (default SIM0000001)\n"
             "  --chip PROFILE       chip profile (default CHIP/1.0)\n"
             "  --client PROFILE     client profile (default PAVOTERM/1.0)\n"
-            "  --ipversion 4|6      IP version in the TVID (default 4)\n"
-            "  --workdir DIR        work directory (default: a fresh one, removed at exit)\n"
-            "  --platform URL       platform service address for a new korix.conf\n"
-            "  --async              switch to asynchronous mode after start-up\n");
+            "  --ipversion 4|6      IP version in the TVID (default 4)\n");
 }
 
 // Returns 0 to go on, or the exit status.
@@ -233,30 +176,87 @@ int parse_options(int argc, char** argv, Options& options)
 
 }  // namespace
 
+// Callbacks are registered after start-up, which empties every slot; one
+// procedure serves the three kinds of answer this session asks for.
+bool choose_function_mode(Session& session)
+{
+    if (session.options.async) {
+        for (pavo_callbacktype type :
+             {PAVO_CALLBACK_AAA, PAVO_CALLBACK_EPG, PAVO_CALLBACK_TMMANAGE}) {
+            if (pavo_registercallback(type, on_event) != PAVO_STATUS_SUCCESS)
+                return false;
+        }
+        pavo_setfuncmode(FUNCMODE_ASYNC);
+    }
+    int mode = pavo_getfuncmode();
+    printf("  function mode: %s\n", mode == FUNCMODE_SYNC ? "synchronous" : "asynchronous");
+    return mode == (session.options.async ? FUNCMODE_ASYNC : FUNCMODE_SYNC);
+}
+
 int main(int argc, char** argv)
 {
     Session session;
     int parsed = parse_options(argc, argv, session.options);
     if (parsed != 0)
         return parsed < 0 ? 0 : parsed;
+    // One line at a time even into a pipe, so that the library's own output
+    // and the session's keep their order.
+    setvbuf(stdout, nullptr, _IOLBF, 0);
 
     static const Step kSteps[] = {
-        {"prepare work directory", prepare_workdir, false},
-        {"start library", start_library, false},
-        {"choose function mode", choose_function_mode, false},
-        {"show terminal", show_terminal, false},
-        {"stop library", stop_library, true},
-        {"remove scratch work directory", remove_scratch_workdir, true},
+        {"prepare work directory", prepare_workdir, nullptr, nullptr, 0},
+        {"start library", start_library, nullptr, nullptr, 0},
+        {"point at the platform", point_at_platform, nullptr, nullptr, kNeedsPlatform},
+        {"choose function mode", choose_function_mode, nullptr, nullptr, 0},
+        {"show terminal", show_terminal, nullptr, nullptr, 0},
+        {"look for a stored account", query_stored_account, nullptr, nullptr, 0},
+        {"open account by terminal code", nullptr, request_open, answer_open, kNeedsPlatform},
+        {"login", nullptr, request_login, answer_login, kNeedsPlatform},
+        {"category list", nullptr, request_categories, answer_categories, kNeedsPlatform},
+        {"sub-categories", nullptr, request_subcategories, answer_subcategories,
+         kNeedsPlatform},
+        {"programmes with details", nullptr, request_programmes, answer_programmes,
+         kNeedsPlatform},
+        {"related items", nullptr, request_related, answer_related, kNeedsPlatform},
+        {"item detail", nullptr, request_detail, answer_detail, kNeedsPlatform},
+        {"channels", nullptr, request_channels, answer_channels, kNeedsPlatform},
+        {"schedules", nullptr, request_schedules, answer_schedules, kNeedsPlatform},
+        {"play address", nullptr, request_play, answer_play, kNeedsPlatform},
+        {"extended service", nullptr, request_extended, answer_extended, kNeedsPlatform},
+        {"recharge", nullptr, request_recharge, answer_recharge, kNeedsPlatform},
+        {"system upgrade check", nullptr, request_upgrade_os, answer_upgrade_os,
+         kNeedsPlatform},
+        {"resource upgrade check", nullptr, request_upgrade_res, answer_upgrade_res,
+         kNeedsPlatform},
+        {"download offered resource", nullptr, request_download, answer_download,
+         kNeedsPlatform},
+        {"status report", nullptr, request_report, answer_report,
+         kNeedsPlatform | kNoLastResult},
+        {"server time", show_server_time, nullptr, nullptr, kNeedsPlatform},
+        {"logout", nullptr, request_logout, answer_logout, kNeedsPlatform},
+        {"stop library", stop_library, nullptr, nullptr, kAfterFailure},
+        {"remove scratch work directory", remove_scratch_workdir, nullptr, nullptr,
+         kAfterFailure},
     };
-    bool failed = false;
+    const bool with_platform = !session.options.platform.empty();
+    int failures = 0;
+    int run = 0;
+    unsigned eventid = 0;
     for (const Step& step : kSteps) {
-        if (failed && !step.after_failure)
+        ++eventid;
+        if ((step.flags & kNeedsPlatform) && !with_platform)
+            continue;
+        if (failures > 0 && !(step.flags & kAfterFailure))
             continue;
         printf("== %s\n", step.name);
-        if (!step.run(session)) {
+        ++run;
+        if (!run_step(session, step, eventid)) {
             fprintf(stderr, "pavo-terminal: step \"%s\" failed\n", step.name);
-            failed = true;
+            ++failures;
         }
     }
-    return failed ? 1 : 0;
+    printf("pavo-terminal: %d steps run, %s\n", run, failures == 0 ? "all passed" : "FAILED");
+    // Asynchronous request threads still sleep in the library's pause; they
+    // touch nothing shared when they wake, and leave with the process.
+    return failures == 0 ? 0 : 1;
 }
