@@ -73,17 +73,6 @@ int count_clips(const tpavo_videoclip* clip)
     return count;
 }
 
-std::string hex_text(const unsigned char* bytes, size_t size)
-{
-    static const char kDigits[] = "0123456789ABCDEF";
-    std::string hex;
-    for (size_t i = 0; i < size; ++i) {
-        hex += kDigits[bytes[i] >> 4];
-        hex += kDigits[bytes[i] & 15];
-    }
-    return hex;
-}
-
 }  // namespace
 
 const char* event_name(int eventtype)
@@ -532,7 +521,9 @@ bool answer_download(Session& session, const tpavo_result* result)
         printf("  cannot read %s\n", session.resource_file.c_str());
         return false;
     }
-    std::string hash = hex_text(digest, sizeof digest);
+    char hash_text[2 * sizeof digest + 1];
+    pavo_stringToHex(reinterpret_cast<char*>(digest), sizeof digest, hash_text);
+    std::string hash = hash_text;
     std::error_code error;
     auto size = std::filesystem::file_size(session.resource_file, error);
     printf("  downloaded %s (%llu bytes), SHA-1 %s %s FileHash\n",

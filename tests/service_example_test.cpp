@@ -16,20 +16,14 @@ struct ExampleRun {
     std::string output;
 };
 
-class ExampleSession : public ::testing::Test {
+class ExampleSession : public SimSuite {
 protected:
-    static void SetUpTestSuite() { sim_ = new PlatformSim(); }
-    static void TearDownTestSuite()
-    {
-        delete sim_;
-        sim_ = nullptr;
-    }
     void SetUp() override
     {
 #ifndef PAVO_TERMINAL_PATH
         GTEST_SKIP() << "the example is not built";
 #endif
-        sim_->reset();
+        SimSuite::SetUp();
     }
 
     // The example's exit status and everything it printed; bounded by timeout(1).
@@ -60,11 +54,8 @@ protected:
         return run.output.find(text) != std::string::npos;
     }
 
-    static PlatformSim* sim_;
     TempDir workdir_;
 };
-
-PlatformSim* ExampleSession::sim_ = nullptr;
 
 TEST_F(ExampleSession, WholeSessionPassesSynchronously)
 {

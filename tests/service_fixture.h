@@ -119,7 +119,8 @@ inline std::vector<std::string> source_fields(const std::string& source)
 
 enum SourceField { kRandom, kSourceUser, kSourceTvid, kSourceIp, kSourceBiz, kTimestamp };
 
-class ServiceTest : public ::testing::Test {
+// One simulator for the whole test program, reset before every test.
+class SimSuite : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { sim_ = new PlatformSim(); }
     static void TearDownTestSuite()
@@ -127,10 +128,18 @@ protected:
         delete sim_;
         sim_ = nullptr;
     }
+    void SetUp() override { sim_->reset(); }
 
+    static PlatformSim* sim_;
+};
+
+inline PlatformSim* SimSuite::sim_ = nullptr;
+
+class ServiceTest : public SimSuite {
+protected:
     void SetUp() override
     {
-        sim_->reset();
+        SimSuite::SetUp();
         workdir_ = std::make_unique<TempDir>();
         write_korix_conf(workdir_->path(), conf_entries());
         start_library();
@@ -216,6 +225,22 @@ protected:
         return requests.empty() ? SimRequest{} : requests.back();
     }
 
+    // The last result of a request that the platform answered with success over HTTP 200;
+    // null (and a failure) when there is none.
+    static tpavo_result* successful_result(tpavo_datatype datatype)
+    {
+        tpavo_result* result = pavo_getresult();
+        if (result == nullptr) {
+            ADD_FAILURE() << "no last result";
+            return nullptr;
+        }
+        EXPECT_EQ(result->resultcode, 0);
+        EXPECT_EQ(result->datatype, datatype);
+        EXPECT_EQ(result->httpecode, PAVO_HTTPE_OK);
+        EXPECT_EQ(result->httpretcode, 200);
+        return result;
+    }
+
     // A last result of this thread that a refused or failed request must leave in place.
     static tpavo_result* store_marker_result()
     {
@@ -225,11 +250,8 @@ protected:
         return pavo_getresult();
     }
 
-    static PlatformSim* sim_;
     std::unique_ptr<TempDir> workdir_;
 };
-
-inline PlatformSim* ServiceTest::sim_ = nullptr;
 
 }  // namespace pavo_test
 
