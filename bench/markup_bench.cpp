@@ -42,15 +42,25 @@ const std::string& Catalogue()
     return text;
 }
 
-void BM_CMarkup(benchmark::State& state)
+// The shared frame: one parse (and walk) per iteration, throughput in bytes
+// of document. readAll(text, mode) returns the summed value lengths.
+template <typename ReadAll>
+void Measure(benchmark::State& state, ReadAll readAll)
 {
     const std::string& text = Catalogue();
-    const bool walk = state.range(0) != 0;
-    for (auto _ : state) {
+    for (auto _ : state)
+        benchmark::DoNotOptimize(readAll(text, state.range(0)));
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
+                            static_cast<int64_t>(text.size()));
+}
+
+void BM_CMarkup(benchmark::State& state)
+{
+    Measure(state, [](const std::string& text, int64_t mode) {
         CMarkup xml;
         xml.SetDoc(text);
         size_t total = 0;
-        if (walk) {
+        if (mode) {
             xml.FindElem("Root");
             xml.IntoElem();
             xml.FindElem("Programee");
@@ -59,45 +69,36 @@ void BM_CMarkup(benchmark::State& state)
                 for (const char* name : kItemAttribs)
                     total += xml.GetAttrib(name).size();
         }
-        benchmark::DoNotOptimize(total);
-    }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
-                            static_cast<int64_t>(text.size()));
+        return total;
+    });
 }
 
-// Walk 2 copies each value into a std::string, as CMarkup's getters return them.
+// Mode 2 copies each value into a std::string, as CMarkup's getters return them.
 void BM_Pugixml(benchmark::State& state)
 {
-    const std::string& text = Catalogue();
-    const bool walk = state.range(0) != 0;
-    const bool copy = state.range(0) == 2;
-    for (auto _ : state) {
+    Measure(state, [](const std::string& text, int64_t mode) {
         pugi::xml_document doc;
         doc.load_buffer(text.data(), text.size());
         size_t total = 0;
-        if (walk) {
+        if (mode) {
             const pugi::xml_node list = doc.child("Root").child("Programee");
             for (pugi::xml_node item = list.child("Item"); item; item = item.next_sibling("Item"))
                 for (const char* name : kItemAttribs) {
                     const char* value = item.attribute(name).value();
-                    total += copy ? std::string(value).size() : std::strlen(value);
+                    total += mode == 2 ? std::string(value).size() : std::strlen(value);
                 }
         }
-        benchmark::DoNotOptimize(total);
-    }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
-                            static_cast<int64_t>(text.size()));
+        return total;
+    });
 }
 
 void BM_Tinyxml2(benchmark::State& state)
 {
-    const std::string& text = Catalogue();
-    const bool walk = state.range(0) != 0;
-    for (auto _ : state) {
+    Measure(state, [](const std::string& text, int64_t mode) {
         tinyxml2::XMLDocument doc;
         doc.Parse(text.data(), text.size());
         size_t total = 0;
-        if (walk) {
+        if (mode) {
             const tinyxml2::XMLElement* list =
                 doc.FirstChildElement("Root")->FirstChildElement("Programee");
             for (const tinyxml2::XMLElement* item = list->FirstChildElement("Item"); item;
@@ -107,31 +108,29 @@ void BM_Tinyxml2(benchmark::State& state)
                     total += value ? std::strlen(value) : 0;
                 }
         }
-        benchmark::DoNotOptimize(total);
-    }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
-                            static_cast<int64_t>(text.size()));
+        return total;
+    });
+}
+
+xmlNodePtr NextElement(xmlNodePtr node, const char* name)
+{
+    for (; node; node = node->next)
+        if (node->type == XML_ELEMENT_NODE &&
+            xmlStrEqual(node->name, reinterpret_cast<const xmlChar*>(name)))
+            return node;
+    return nullptr;
 }
 
 void BM_Libxml2(benchmark::State& state)
 {
-    const std::string& text = Catalogue();
-    const bool walk = state.range(0) != 0;
-    for (auto _ : state) {
+    Measure(state, [](const std::string& text, int64_t mode) {
         xmlDocPtr doc = xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr,
                                       nullptr, XML_PARSE_NONET);
         size_t total = 0;
-        if (walk) {
-            const auto element = [](xmlNodePtr node, const char* name) {
-                for (; node; node = node->next)
-                    if (node->type == XML_ELEMENT_NODE &&
-                        xmlStrEqual(node->name, reinterpret_cast<const xmlChar*>(name)))
-                        return node;
-                return xmlNodePtr{};
-            };
-            xmlNodePtr list = element(xmlDocGetRootElement(doc)->children, "Programee");
-            for (xmlNodePtr item = element(list->children, "Item"); item;
-                 item = element(item->next, "Item"))
+        if (mode) {
+            xmlNodePtr list = NextElement(xmlDocGetRootElement(doc)->children, "Programee");
+            for (xmlNodePtr item = NextElement(list->children, "Item"); item;
+                 item = NextElement(item->next, "Item"))
                 for (const char* name : kItemAttribs) {
                     xmlChar* value = xmlGetProp(item, reinterpret_cast<const xmlChar*>(name));
                     total += value ? static_cast<size_t>(xmlStrlen(value)) : 0;
@@ -139,15 +138,13 @@ void BM_Libxml2(benchmark::State& state)
                 }
         }
         xmlFreeDoc(doc);
-        benchmark::DoNotOptimize(total);
-    }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
-                            static_cast<int64_t>(text.size()));
+        return total;
+    });
 }
 
 } // namespace
 
-// Argument 1: parse and walk every attribute; 0: parse only.
+// Argument 1: parse and read every attribute; 2: the same with copies; 0: parse only.
 BENCHMARK(BM_CMarkup)->ArgName("walk")->Arg(1)->Arg(0);
 BENCHMARK(BM_Pugixml)->ArgName("walk")->Arg(1)->Arg(2)->Arg(0);
 BENCHMARK(BM_Tinyxml2)->ArgName("walk")->Arg(1)->Arg(0);
