@@ -1,0 +1,5 @@
+# The test support drives the platform simulator's control interface with cpp-httplib.
+if(TARGET pavo_test_support)
+  include(${PROJECT_SOURCE_DIR}/tools/cmake/pavo_httplib.cmake)
+  target_link_libraries(pavo_test_support PUBLIC httplib::httplib)
+endif()

@@ -1,0 +1,48 @@
+// The HTTP side of the simulator: one cpp-httplib server on 127.0.0.1 that records every
+// request, applies faults and queued answers, hands service posts to the Platform, serves
+// files/ and answers the control interface. Driven by main.cpp.
+#pragma once
+
+#include "control.h"
+#include "platform.h"
+
+#include <httplib.h>
+
+#include <condition_variable>
+#include <mutex>
+#include <string>
+
+namespace sim {
+
+class HttpFront {
+public:
+    explicit HttpFront(bool verbose);
+
+    // Binds 127.0.0.1:`port` (0 picks a free port); the bound port, or -1.
+    int bind(int port);
+    // Serves until stop(); false when the server could not run.
+    bool run(Platform& platform, const std::string& files_dir);
+    // From any thread, also before run() has started listening.
+    void stop();
+
+private:
+    void serve(const httplib::Request& request, httplib::Response& response,
+               const std::string& body);
+    void serve_control(const httplib::Request& request, httplib::Response& response,
+                       const std::string& body);
+    void serve_file(const httplib::Request& request, httplib::Response& response);
+    // Waits out a fault's delay; false when the simulator stops meanwhile.
+    bool wait_delay(int delay_ms);
+
+    httplib::Server server_;
+    ControlState control_;
+    Platform* platform_ = nullptr;
+    std::string files_dir_;
+
+    std::mutex stop_mutex_;
+    std::condition_variable stop_changed_;
+    bool stopping_ = false;
+    bool finished_ = false;
+};
+
+}  // namespace sim
