@@ -20,6 +20,10 @@ install(FILES ${PROJECT_BINARY_DIR}/pavoConfig.cmake
               ${PROJECT_BINARY_DIR}/pavoConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/pavo)
 
+# pavo.pc finds its prefix from its own place, so "cmake --install --prefix"
+# anywhere gives a working package.
+file(RELATIVE_PATH PAVO_PC_TO_PREFIX
+     "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/pavo.pc.in ${PROJECT_BINARY_DIR}/pavo.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/pavo.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

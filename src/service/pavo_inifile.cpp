@@ -1,0 +1,244 @@
+/*
+ * pavo_inifile.cpp - the INI profile file behind korix.conf. The whole file
+ * is loaded into a 64 KiB stack buffer and searched by byte positions; a
+ * write rebuilds the text in a second buffer and rewrites the file whole.
+ * Called by the lifecycle (start-up keys) and the session property store.
+ */
+#include <assert.h>
+#include <ctype.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "runtime/pavo_format.h"
+#include "service/pavo_inifile.h"
+
+namespace {
+
+constexpr int kIniBufferSize = 1024 * 64;
+
+bool is_line_break(char c) { return c == '\n' || c == '\r'; }
+
+bool starts_line(const char* text, int position)
+{
+    return position == 0 || is_line_break(text[position - 1]);
+}
+
+// Positions of one search; -1 where nothing was found.
+struct IniMatch {
+    int sec_s = -1, sec_e = -1, key_s = -1, key_e = -1, value_s = -1, value_e = -1;
+};
+
+// Appends into a fixed buffer, cutting silently at its last byte.
+class BoundedText {
+public:
+    BoundedText(char* buffer, int capacity) : buffer_(buffer), capacity_(capacity) {}
+    void append(const char* text, int length)
+    {
+        int room = capacity_ - 1 - length_;
+        if (length > room)
+            length = room;
+        if (length > 0) {
+            memcpy(buffer_ + length_, text, static_cast<size_t>(length));
+            length_ += length;
+        }
+        buffer_[length_] = '\0';
+    }
+    void append(const char* text) { append(text, static_cast<int>(strlen(text))); }
+    // The old remainder was printed as its own format: "%%" folds to "%".
+    void append_folding_percent(const char* text)
+    {
+        int written = pavo_format_literal(buffer_ + length_,
+                                          static_cast<size_t>(capacity_ - length_), text);
+        int room = capacity_ - 1 - length_;
+        length_ += written < room ? written : room;
+    }
+
+private:
+    char* buffer_;
+    int capacity_;
+    int length_ = 0;
+};
+
+void copy_default(char* value, int size, const char* default_value)
+{
+    // strncpy: not terminated when the default fills the buffer, as always.
+    if (default_value != nullptr)
+        strncpy(value, default_value, static_cast<size_t>(size));
+}
+
+}  // namespace
+
+extern "C" {
+
+int load_ini_file(const char* file, char* buf, int* file_size)
+{
+    assert(file !=__null);
+    assert(buf !=__null);
+    *file_size = 0;
+    FILE* in = fopen(file, "r");
+    if (in == nullptr)
+        return 0;
+    int i = 0;
+    int c;
+    // A 0xFF byte ends the text like the end of the file.
+    while ((c = fgetc(in)) != EOF && c != 0xFF) {
+        buf[i] = static_cast<char>(c);
+        i++;
+        assert(i < 1024*64);
+    }
+    buf[i] = '\0';
+    fclose(in);
+    *file_size = i;
+    return 1;
+}
+
+int parse_file(const char* section, const char* key, const char* buf, int* sec_s, int* sec_e,
+               int* key_s, int* key_e, int* value_s, int* value_e)
+{
+    assert(buf!=__null);
+    assert(section != __null && strlen(section));
+    assert(key != __null && strlen(key));
+    *sec_s = *sec_e = *key_s = *key_e = *value_s = *value_e = -1;
+
+    int i = 0;
+    while (buf[i] != '\0') {
+        if (!(starts_line(buf, i) && buf[i] == '[')) {
+            i++;
+            continue;
+        }
+        int name_start = i + 1;
+        int name_end = name_start;
+        while (buf[name_end] != ']' && buf[name_end] != '\0')
+            name_end++;
+        i = name_end;
+        // Only the file's name length is compared: a header that is a prefix
+        // of the wanted section matches, "[]" included. Kept deliberately.
+        if (strncmp(buf + name_start, section, static_cast<size_t>(name_end - name_start)) != 0)
+            continue;
+        if (buf[i] == ']')
+            i++;
+        while (buf[i] != '\0' && isspace(static_cast<unsigned char>(buf[i])))
+            i++;
+        *sec_s = name_start;
+        *sec_e = i;
+        // Walk the body line by line until the next header.
+        while (buf[i] != '\0' && !(starts_line(buf, i) && buf[i] == '[')) {
+            int line_start = i;
+            while (buf[i] != '\0' && !is_line_break(buf[i]))
+                i++;
+            int line_end = i;
+            if (buf[line_start] != ';' && buf[line_start] != '=') {
+                const char* equals = static_cast<const char*>(
+                    memchr(buf + line_start, '=', static_cast<size_t>(line_end - line_start)));
+                // Same prefix rule for keys: a file key that is a prefix of
+                // the wanted key answers for it.
+                if (equals != nullptr &&
+                    strncmp(key, buf + line_start, static_cast<size_t>(equals - buf - line_start)) ==
+                        0) {
+                    int equals_at = static_cast<int>(equals - buf);
+                    *key_s = line_start;
+                    *key_e = equals_at - 1;
+                    *value_s = equals_at + 1;
+                    *value_e = line_end;
+                    return 1;
+                }
+            }
+            if (buf[i] != '\0')
+                i++;
+        }
+    }
+    return 0;
+}
+
+int read_profile_string(const char* section, const char* key, char* value, int size,
+                        const char* default_value, const char* file)
+{
+    assert(section != __null && strlen(section));
+    assert(key != __null && strlen(key));
+    assert(value != __null);
+    assert(size > 0);
+    assert(file !=__null &&strlen(key));
+
+    char buf[kIniBufferSize] = {0};
+    int file_size = 0;
+    IniMatch m;
+    if (!load_ini_file(file, buf, &file_size) ||
+        !parse_file(section, key, buf, &m.sec_s, &m.sec_e, &m.key_s, &m.key_e, &m.value_s,
+                    &m.value_e)) {
+        copy_default(value, size, default_value);
+        return 0;
+    }
+    int count = m.value_e - m.value_s;
+    if (count > size - 1)
+        count = size - 1;
+    memset(value, 0, static_cast<size_t>(size));
+    memcpy(value, buf + m.value_s, static_cast<size_t>(count));
+    value[count] = '\0';
+    return 1;
+}
+
+int read_profile_int(const char* section, const char* key, int default_value, const char* file)
+{
+    char value[32] = {0};
+    if (!read_profile_string(section, key, value, sizeof value, nullptr, file))
+        return default_value;
+    return atoi(value);
+}
+
+int write_profile_string(const char* section, const char* key, const char* value,
+                         const char* file)
+{
+    assert(section != __null && strlen(section));
+    assert(key != __null && strlen(key));
+    assert(value != __null);
+    assert(file !=__null &&strlen(key));
+
+    char buf[kIniBufferSize] = {0};
+    char w_buf[kIniBufferSize] = {0};
+    int file_size = 0;
+    IniMatch m;
+    if (load_ini_file(file, buf, &file_size))
+        parse_file(section, key, buf, &m.sec_s, &m.sec_e, &m.key_s, &m.key_e, &m.value_s,
+                   &m.value_e);
+
+    BoundedText text(w_buf, kIniBufferSize);
+    if (m.sec_s == -1) {
+        // No such section (or no file): a new one at the end.
+        if (file_size > 0) {
+            text.append(buf, file_size);
+            text.append("\n");
+        }
+        text.append("[");
+        text.append(section);
+        text.append("]\n");
+        text.append(key);
+        text.append("=");
+        text.append(value);
+        text.append("\n");
+    } else if (m.key_s == -1) {
+        // The new entry becomes the first line of the section's body.
+        text.append(buf, m.sec_e);
+        text.append(key);
+        text.append("=");
+        text.append(value);
+        text.append("\n");
+        text.append_folding_percent(buf + m.sec_e);
+    } else {
+        text.append(buf, m.value_s);
+        text.append(value);
+        text.append(buf + m.value_e, file_size - m.value_e);
+    }
+
+    FILE* out = fopen(file, "w");
+    if (out == nullptr)
+        return 0;
+    if (fputs(w_buf, out) == EOF) {
+        fclose(out);
+        return 0;
+    }
+    fclose(out);
+    return 1;
+}
+
+}  // extern "C"

@@ -1,0 +1,162 @@
+/*
+ * pavo_service_props.cpp - the session property store: named access to the
+ * text fields of g_pavo_env through one table, the configuration file
+ * korix.conf behind pavo_readconfig/pavo_writeconfig, and the user token.
+ * Called by the service requests (reads), the response write-back in
+ * pavo_upload.cpp (writes) and the application.
+ */
+#include <stddef.h>
+#include <stdio.h>
+#include <string.h>
+
+#include "runtime/pavo_format.h"
+#include "service/pavo_global.h"
+#include "service/pavo_inifile.h"
+#include "service/pavo_service_props.h"
+
+namespace {
+
+// A property is a 256-byte text field of the environment unless it has a
+// renderer, which produces its text on reading.
+using PropertyRenderer = void (*)(char* buffer, int buffersize);
+
+struct PropertyRow {
+    const char* name;
+    size_t offset;
+    PropertyRenderer render;
+    bool readable;
+    bool writable;
+};
+
+void render_version(char* buffer, int buffersize)
+{
+    snprintf(buffer, static_cast<size_t>(buffersize), "%s", PAVO_VERSION_TEXT);
+}
+
+void render_ipversion(char* buffer, int buffersize)
+{
+    snprintf(buffer, static_cast<size_t>(buffersize), "%d", g_pavo_env.ipversion);
+}
+
+#define PAVO_TEXT_FIELD(field) offsetof(tpavo_env, field), nullptr
+
+// Searched front to back with an exact, case-sensitive compare.
+constexpr PropertyRow kProperties[] = {
+    {"pavoversion", 0, render_version, true, false},
+    {"openurl", PAVO_TEXT_FIELD(openurl), true, true},
+    {"userid", PAVO_TEXT_FIELD(userid), true, true},
+    {"usertoken", PAVO_TEXT_FIELD(usertoken), true, true},
+    {"userlevel", PAVO_TEXT_FIELD(userlevel), true, true},
+    {"actexpireddate", PAVO_TEXT_FIELD(actexpireddate), true, true},
+    {"serverauthenticator", PAVO_TEXT_FIELD(serverauthenticator), true, true},
+    {"usergroup", PAVO_TEXT_FIELD(usergroup), true, true},
+    {"tvid", PAVO_TEXT_FIELD(tvid), true, true},
+    {"tvprofile", PAVO_TEXT_FIELD(tvprofile), true, true},
+    {"bizfield", PAVO_TEXT_FIELD(bizfield), true, true},
+    {"aaasrvaddress", PAVO_TEXT_FIELD(aaasrvaddress), true, true},
+    {"aaasrvaddress2", PAVO_TEXT_FIELD(aaasrvaddress2), true, true},
+    {"epgsrvaddress", PAVO_TEXT_FIELD(epgsrvaddress), true, true},
+    {"epgsrvaddress2", PAVO_TEXT_FIELD(epgsrvaddress2), true, true},
+    {"playsrvaddress", PAVO_TEXT_FIELD(playsrvaddress), true, true},
+    {"playsrvaddress2", PAVO_TEXT_FIELD(playsrvaddress2), true, true},
+    {"upgradesrvaddress", PAVO_TEXT_FIELD(upgradesrvaddress), true, true},
+    {"upgradesrvaddress2", PAVO_TEXT_FIELD(upgradesrvaddress2), true, true},
+    {"drmsrvaddress", PAVO_TEXT_FIELD(drmsrvaddress), true, true},
+    {"drmsrvaddress2", PAVO_TEXT_FIELD(drmsrvaddress2), true, true},
+    {"imgsrvaddress", PAVO_TEXT_FIELD(imgsrvaddress), true, true},
+    {"serviceaddress", PAVO_TEXT_FIELD(serviceaddress), true, true},
+    {"ipversion", 0, render_ipversion, true, false},
+    {"oem_name", PAVO_TEXT_FIELD(oem_name), true, false},
+    {"terminal_type", PAVO_TEXT_FIELD(terminal_type), true, false},
+    {"device_id", PAVO_TEXT_FIELD(device_id), true, false},
+    {"chipprofile", PAVO_TEXT_FIELD(chipprofile), true, false},
+    {"clientprofile", PAVO_TEXT_FIELD(clientprofile), true, false},
+    {"workdirectory", PAVO_TEXT_FIELD(workdirectory), true, false},
+    {"perpetualdirectory", PAVO_TEXT_FIELD(perpetualdirectory), true, false},
+    {"tmpdirectory", PAVO_TEXT_FIELD(tmpdirectory), true, false},
+};
+
+#undef PAVO_TEXT_FIELD
+
+const PropertyRow* find_property(const char* name)
+{
+    if (name == nullptr)
+        return nullptr;
+    for (const PropertyRow& row : kProperties) {
+        if (strcmp(row.name, name) == 0)
+            return &row;
+    }
+    return nullptr;
+}
+
+char* text_field(const PropertyRow& row)
+{
+    return reinterpret_cast<char*>(&g_pavo_env) + row.offset;
+}
+
+}  // namespace
+
+extern "C" {
+
+char* pavo_inner_configpath(char* path, size_t pathsize)
+{
+    snprintf(path, pathsize, "%s/korix.conf", g_pavo_env.workdirectory);
+    return path;
+}
+
+void pavo_readprop(const char* name, char* buffer, int buffersize)
+{
+    if (buffer == nullptr || buffersize <= 0)
+        return;
+    memset(buffer, 0, static_cast<size_t>(buffersize));
+    const PropertyRow* row = find_property(name);
+    if (row == nullptr || !row->readable)
+        return;
+    if (row->render != nullptr)
+        row->render(buffer, buffersize);
+    else
+        snprintf(buffer, static_cast<size_t>(buffersize), "%s", text_field(*row));
+}
+
+// The value used to be the format itself: "%%" is still stored as "%".
+int pavo_writeprop(const char* name, const char* value)
+{
+    const PropertyRow* row = find_property(name);
+    if (row == nullptr || !row->writable || row->render != nullptr || value == nullptr)
+        return 0;
+    pavo_format_literal(text_field(*row), PAVO_PROP_SIZE, value);
+    return 0;
+}
+
+char* pavo_readconfig(const char* section, const char* name, char* buffer, int buffersize)
+{
+    if (buffer == nullptr || buffersize <= 0)
+        return buffer;
+    memset(buffer, 0, static_cast<size_t>(buffersize));
+    char path[PAVO_PROP_SIZE];
+    read_profile_string(section, name, buffer, buffersize, "",
+                        pavo_inner_configpath(path, sizeof path));
+    return buffer;
+}
+
+// The section only chooses where the file keeps the value; a writable
+// property of the same name takes it at once, whatever the section.
+int pavo_writeconfig(const char* section, const char* name, const char* value)
+{
+    if (name == nullptr || value == nullptr)
+        return 0;
+    char path[PAVO_PROP_SIZE];
+    write_profile_string(section, name, value, pavo_inner_configpath(path, sizeof path));
+    pavo_writeprop(name, value);
+    return 0;
+}
+
+char* pavo_getusertoken(void) { return g_pavo_env.usertoken; }
+
+void pavo_setusertoken(const char* usertoken)
+{
+    if (usertoken != nullptr)
+        pavo_format_literal(g_pavo_env.usertoken, sizeof g_pavo_env.usertoken, usertoken);
+}
+
+}  // extern "C"

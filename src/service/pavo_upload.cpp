@@ -1,0 +1,274 @@
+/*
+ * pavo_upload.cpp - the request pipeline's transfer side: pavo_addhttpjob
+ * (synchronous on the caller's thread, or a job for the worker pool), the
+ * worker job that posts the answer to the message queue, and the HTTP POST
+ * itself over libcurl's easy interface. Called by every service request.
+ * The delivery of posted answers is in pavo_upload_callback.cpp.
+ */
+#include <stdlib.h>
+#include <string.h>
+
+#include "parse/pavo_parse_frame.h"
+#include "service/pavo_global.h"
+#include "service/pavo_upload.h"
+
+namespace {
+
+// One easy handle per transfer, released on every path.
+class CurlEasy {
+public:
+    CurlEasy() : handle_(curl_easy_init()) {}
+    ~CurlEasy()
+    {
+        if (handle_ != nullptr)
+            curl_easy_cleanup(handle_);
+    }
+    CurlEasy(const CurlEasy&) = delete;
+    CurlEasy& operator=(const CurlEasy&) = delete;
+    CURL* get() const { return handle_; }
+
+private:
+    CURL* handle_;
+};
+
+// The receive buffer comes from the C library, not the pool.
+MemoryStruct* new_chunk() { return static_cast<MemoryStruct*>(calloc(1, sizeof(MemoryStruct))); }
+
+void free_chunk(MemoryStruct* chunk)
+{
+    if (chunk == nullptr)
+        return;
+    free(chunk->data);
+    free(chunk);
+}
+
+uint32_t chunk_size(const MemoryStruct* chunk)
+{
+    return chunk != nullptr && chunk->data != nullptr ? chunk->size : 0;
+}
+
+// Copies what the chunk holds into a pooled, NUL-terminated block of
+// size + 1 bytes (one byte for an empty or missing answer).
+void* chunk_to_pool(const MemoryStruct* chunk)
+{
+    uint32_t size = chunk_size(chunk);
+    return pavo_copy_bytes(size != 0 ? chunk->data : "", size);
+}
+
+int store_in_file(const char* localpath, const MemoryStruct* chunk)
+{
+    FILE* file = fopen(localpath, "wb");
+    // An unopenable path fails rather than writing through a null file.
+    if (file == nullptr)
+        return -1;
+    if (chunk->data != nullptr && chunk->size != 0)
+        fwrite(chunk->data, 1, chunk->size, file);
+    fclose(file);
+    return 0;
+}
+
+t_httpjobarg* new_job(tpavo_storetype storetype, const char* localpath, int cbtype, int phase,
+                      int eventhandle, int eventtype, int eventscope, const char* url,
+                      const char* data, int datasize)
+{
+    t_httpjobarg* job = static_cast<t_httpjobarg*>(pavo_malloc(sizeof(t_httpjobarg)));
+    if (job == nullptr)
+        return nullptr;
+    job->url = pavo_copy_bytes(url, strlen(url));
+    if (data != nullptr)
+        job->param = pavo_copy_bytes(data, static_cast<size_t>(datasize));
+    if (localpath != nullptr)
+        job->localpath = pavo_copy_bytes(localpath, strlen(localpath));
+    if (job->url == nullptr || (data != nullptr && job->param == nullptr) ||
+        (localpath != nullptr && job->localpath == nullptr)) {
+        pavo_inner_freejob(job);
+        return nullptr;
+    }
+    job->cbtype = cbtype;
+    job->phase = phase;
+    job->eventhandle = eventhandle;
+    job->eventtype = eventtype;
+    job->eventscope = eventscope;
+    job->storetype = storetype;
+    job->paramsize = datasize;
+    job->response = nullptr;
+    job->responsesize = 0;
+    return job;
+}
+
+int add_async_job(tpavo_storetype storetype, const char* localpath, int cbtype, int phase,
+                  int eventhandle, int eventtype, int eventscope, const char* url,
+                  const char* data, int datasize)
+{
+    if (data != nullptr && datasize < 0)
+        return -1;
+    t_httpjobarg* job = new_job(storetype, localpath, cbtype, phase, eventhandle, eventtype,
+                                eventscope, url, data, datasize);
+    if (job == nullptr)
+        return -1;
+    pavo_iner_addjob(pavo_inner_httpjob, job);
+    // Kept on purpose: an asynchronous request does not return to the
+    // application for 100 seconds while the worker runs and the answer
+    // waits in the queue.
+    pavo_sleep(100);
+    return 0;
+}
+
+int run_sync_job(tpavo_storetype storetype, const char* localpath, int phase, const char* url,
+                 const char* data, void** returndata, size_t* returndatasize,
+                 tpavo_httpecode* httpecode, long* httpretcode)
+{
+    MemoryStruct* chunk = new_chunk();
+    if (chunk == nullptr)
+        return -1;
+    int result = pavo_upload(url, data, phase, storetype, chunk, localpath, httpecode, httpretcode);
+    // Whatever the outcome, a memory request gets a block (1 byte if empty).
+    if (storetype == STORETYPE_MEM) {
+        if (returndata != nullptr)
+            *returndata = chunk_to_pool(chunk);
+        if (returndatasize != nullptr)
+            *returndatasize = chunk_size(chunk);
+    }
+    free_chunk(chunk);
+    return result;
+}
+
+}  // namespace
+
+extern "C" {
+
+void pavo_inner_freejob(t_httpjobarg* job)
+{
+    if (job == nullptr)
+        return;
+    pavo_free(job->localpath);
+    pavo_free(job->url);
+    pavo_free(job->param);
+    pavo_free(job->response);
+    pavo_free(job);
+}
+
+int pavo_addhttpjob(tpavo_storetype storetype, const char* localpath, int cbtype, int phase,
+                    int eventhandle, int eventtype, int eventscope, const char* url,
+                    const char* data, int datasize, void** returndata, size_t* returndatasize,
+                    tpavo_httpecode* httpecode, long* httpretcode)
+{
+    if (returndata != nullptr)
+        *returndata = nullptr;
+    if (url == nullptr || url[0] == '\0') {
+        pavo_log_info("error,reason url is not ok\r\n");
+        return -1;
+    }
+    if (data != nullptr)
+        pavo_log_info("post url data:%s\r\n", data);
+    if (pavo_getfuncmode() == FUNCMODE_ASYNC)
+        return add_async_job(storetype, localpath, cbtype, phase, eventhandle, eventtype,
+                             eventscope, url, data, datasize);
+    return run_sync_job(storetype, localpath, phase, url, data, returndata, returndatasize,
+                        httpecode, httpretcode);
+}
+
+// Without a worker pool the job runs at once on the calling thread.
+int pavo_iner_addjob(dispatch_fn job, void* arg)
+{
+    t_threadpool pool = g_pavo_env.threadpool;
+    if (pool != nullptr)
+        pool_add_worker(pool, job, arg);
+    else
+        job(arg);
+    return 0;
+}
+
+void* pavo_inner_httpjob(void* arg)
+{
+    t_httpjobarg* job = static_cast<t_httpjobarg*>(arg);
+    if (job == nullptr)
+        return nullptr;
+    MemoryStruct* chunk = new_chunk();
+    pavo_upload(job->url, static_cast<const char*>(job->param), job->phase, job->storetype,
+                chunk, job->localpath, &job->httpecode, &job->httpretcode);
+    job->response = chunk_to_pool(chunk);
+    job->responsesize = static_cast<int>(chunk_size(chunk));
+    free_chunk(chunk);
+    int posted = pavo_postmessage(pavo_globalmessagecallback, job->eventtype, job->eventscope,
+                                  job->eventhandle, job->response, job->responsesize, job,
+                                  sizeof(int));
+    // A post refused because the mode turned synchronous meanwhile would
+    // leave the job and the answer to nobody: release them here. A full
+    // queue reports 0 and keeps its documented behaviour (both are lost).
+    if (posted == -1)
+        pavo_inner_freejob(job);
+    return nullptr;
+}
+
+int pavo_upload(const char* url, const char* userdata, int phase, tpavo_storetype storetype,
+                MemoryStruct* chunk, const char* localpath, tpavo_httpecode* httpecode,
+                long* httpretcode)
+{
+    pavo_log_info("phase=%d, pavo_upload url=%s \r\n", phase, url != nullptr ? url : "(null)");
+    // Kept: a failed transfer still reports status 200.
+    if (httpretcode != nullptr)
+        *httpretcode = 200;
+    if (url == nullptr || chunk == nullptr)
+        return -1;
+    CurlEasy curl;
+    if (curl.get() == nullptr)
+        return -1;
+    // A null body would make libcurl read the body from standard input.
+    curl_easy_setopt(curl.get(), CURLOPT_URL, url);
+    curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, userdata != nullptr ? userdata : "");
+    if (phase != PAVO_PHASE_NOBUFFER) {
+        chunk->size = 0;
+        chunk->data = nullptr;
+        curl_easy_setopt(curl.get(), CURLOPT_CONNECTTIMEOUT, 15L);
+        curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, chunk);
+        curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, chunkdata_callback);
+        curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);
+    }
+    CURLcode code = curl_easy_perform(curl.get());
+    if (code != CURLE_OK) {
+        pavo_log_info("Curl told us error %d \r\n", static_cast<int>(code));
+        if (httpecode != nullptr)
+            *httpecode = trans_to_pavocode(code);
+        return -1;
+    }
+    long status = 0;
+    CURLcode info = curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
+    if (info == CURLE_OK && httpretcode != nullptr)
+        *httpretcode = status;
+    if (info != CURLE_OK || status != 200)
+        return -1;
+    if (storetype == STORETYPE_FILE)
+        return localpath != nullptr ? store_in_file(localpath, chunk) : -1;
+    return 0;
+}
+
+// Grows the buffer by exactly the received amount plus the NUL. On a failed
+// allocation the transfer goes on and the answer is dropped.
+size_t chunkdata_callback(void* ptr, size_t size, size_t nmemb, void* data)
+{
+    size_t received = size * nmemb;
+    if (received == 0)
+        return 0;
+    MemoryStruct* chunk = static_cast<MemoryStruct*>(data);
+    size_t grown = static_cast<size_t>(chunk->size) + received + 1;
+    char* block = nullptr;
+    if (grown <= UINT32_MAX)
+        block = static_cast<char*>(chunk->data == nullptr ? calloc(1, grown)
+                                                          : realloc(chunk->data, grown));
+    if (block == nullptr) {
+        free(chunk->data);
+        chunk->data = nullptr;
+        chunk->size = 0;
+        return received;
+    }
+    memcpy(block + chunk->size, ptr, received);
+    chunk->size += static_cast<uint32_t>(received);
+    block[chunk->size] = '\0';
+    chunk->data = block;
+    return received;
+}
+
+tpavo_httpecode trans_to_pavocode(CURLcode code) { return static_cast<tpavo_httpecode>(code); }
+
+}  // extern "C"

@@ -1,0 +1,78 @@
+/*
+ * pavo_upload.h - the request pipeline: the HTTP job record, the transfer
+ * over libcurl, the worker job, the global message callback that delivers
+ * asynchronous answers, and the session write-back of open and login
+ * answers shared with the synchronous service requests.
+ */
+#ifndef PAVO_UPLOAD_H
+#define PAVO_UPLOAD_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <curl/curl.h>
+
+#include "pavo.h"
+
+/* Receive buffer: grown with calloc/realloc (not the pool), always
+ * NUL-terminated after the last byte once it holds data. */
+typedef struct __MemoryStruct {
+    uint32_t size;
+    char* data;
+} MemoryStruct;
+
+/* One asynchronous request, from pavo_addhttpjob through the worker to the
+ * global message callback, which releases it. Field order is documented. */
+typedef struct __t_httpjobarg {
+    int cbtype;
+    int phase;
+    int eventhandle;
+    int eventtype;
+    int eventscope;
+    tpavo_storetype storetype;
+    char* localpath;
+    char* url;
+    void* param;
+    int paramsize;
+    void* response;
+    int responsesize;
+    tpavo_httpecode httpecode;
+    long httpretcode;
+} t_httpjobarg;
+
+/* The phase whose answer goes to libcurl's default output, unkept. */
+#define PAVO_PHASE_NOBUFFER 4
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+int pavo_addhttpjob(tpavo_storetype storetype, const char* localpath, int cbtype, int phase,
+                    int eventhandle, int eventtype, int eventscope, const char* url,
+                    const char* data, int datasize, void** returndata, size_t* returndatasize,
+                    tpavo_httpecode* httpecode, long* httpretcode);
+int pavo_iner_addjob(dispatch_fn job, void* arg);
+void* pavo_inner_httpjob(void* arg);
+int pavo_upload(const char* url, const char* userdata, int phase, tpavo_storetype storetype,
+                MemoryStruct* chunk, const char* localpath, tpavo_httpecode* httpecode,
+                long* httpretcode);
+size_t chunkdata_callback(void* ptr, size_t size, size_t nmemb, void* data);
+tpavo_httpecode trans_to_pavocode(CURLcode code);
+int pavo_globalmessagecallback(int eventtype, int eventscope, int eventhandle, void* data,
+                               int datasize, void* cbdata, int cbdatasize);
+
+/* Releases a job record and every block it owns. */
+void pavo_inner_freejob(t_httpjobarg* job);
+
+/* Session write-back of a successful answer; the caller has checked that the
+ * result code is not negative and the record is present. Login: state
+ * LOGINED and seventeen session properties. Open: state OPENED and the user
+ * id and account addresses persisted in section "system" of korix.conf. */
+void pavo_inner_loginwriteback(const tpavo_loginresponse* response);
+void pavo_inner_openwriteback(const tpavo_openresponse* response);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* PAVO_UPLOAD_H */

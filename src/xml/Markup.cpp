@@ -1,0 +1,228 @@
+/*
+ * Markup.cpp - CMarkup's cursor and getters: SetDoc, the element finders,
+ * IntoElem/OutOfElem, element data and attributes, and the findings record.
+ * The response parsers (src/parse) drive these; parsing itself is in
+ * Markup_parse.cpp.
+ */
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <string>
+
+#include "xml/Markup_internal.h"
+
+CMarkup::CMarkup()
+    : m_iPosParent(0), m_iPos(0), m_iPosChild(0), m_iPosFree(0), m_iPosDeleted(0),
+      m_nNodeType(0), m_nNodeOffset(0), m_nNodeLength(0), m_nDocFlags(0), m_pFilePos(nullptr),
+      m_pSavedPosMaps(nullptr), m_pElemPosTree(new ElemPosTree)
+{
+    SetDoc(nullptr);
+}
+
+CMarkup::~CMarkup() = default;
+
+bool CMarkup::SetDoc(const char* szDoc)
+{
+    if (m_nDocFlags & (MDF_READFILE | MDF_WRITEFILE))
+        return false;
+    m_strResult.clear();
+    if (szDoc) {
+        const size_t nLength = std::strlen(szDoc);
+        if (nLength > static_cast<size_t>(INT_MAX)) {
+            // Offsets are int; such a text is refused rather than half indexed.
+            m_strDoc.clear();
+            x_ParseDoc();
+            x_AddResult("document_too_long");
+            return false;
+        }
+        m_strDoc.assign(szDoc, nLength);
+    } else {
+        m_strDoc.clear();
+        m_pElemPosTree->ReleaseElemPosTree();
+    }
+    return x_ParseDoc();
+}
+
+// The scanners end at the first zero byte, so a string is taken up to it too.
+bool CMarkup::SetDoc(const std::string& strDoc)
+{
+    return SetDoc(strDoc.c_str());
+}
+
+bool CMarkup::IsWellFormed() const
+{
+    if (m_nDocFlags & MDF_WRITEFILE)
+        return true;
+    if (m_pElemPosTree->m_nSize == 0)
+        return false;
+    const ElemPos& doc = ELEM(0);
+    if (doc.nFlags & MNF_ILLFORMED)
+        return false;
+    return doc.iElemChild != 0 && ELEM(doc.iElemChild).iElemNext == 0;
+}
+
+// The one setter of the cursor.
+void CMarkup::x_SetPos(int iPosParent, int iPos, int iPosChild)
+{
+    m_iPosParent = iPosParent;
+    m_iPos = iPos;
+    m_iPosChild = iPosChild;
+    m_nNodeType = iPos ? MNT_ELEMENT : 0;
+    m_nNodeOffset = 0;
+    m_nNodeLength = 0;
+}
+
+// Next element after iPos among the children of iPosParent (from the first
+// child when iPos is 0) whose name matches; 0 if none. Predicates and further
+// path steps are not evaluated; absolute and anywhere paths find nothing.
+int CMarkup::x_FindElem(int iPosParent, int iPos, const PathPos& path) const
+{
+    if (m_pElemPosTree->m_nSize == 0)
+        return 0;
+    if (path.nPathType != PathPos::kAny && path.nPathType != PathPos::kName)
+        return 0;
+    iPos = iPos ? ELEM(iPos).iElemNext : ELEM(iPosParent).iElemChild;
+    if (path.nPathType == PathPos::kAny)
+        return iPos;
+    const bool bIgnoreCase = (m_nDocFlags & MDF_IGNORECASE) != 0;
+    const char* pDoc = m_strDoc.c_str();
+    for (; iPos != 0; iPos = ELEM(iPos).iElemNext) {
+        const char* pName = pDoc + ELEM(iPos).nStart + 1;
+        while (CharIs(*pName, kCharSpace))
+            ++pName;
+        if (MatchName(pName, TagNameLength(pName), path.p, bIgnoreCase))
+            return iPos;
+    }
+    return 0;
+}
+
+bool CMarkup::FindElem(MCD_CSTR szName)
+{
+    if ((m_nDocFlags & MDF_WRITEFILE) || m_pElemPosTree->m_nSize == 0)
+        return false;
+    const int iPos = x_FindElem(m_iPosParent, m_iPos, PathPos(szName, false));
+    if (iPos == 0)
+        return false;
+    x_SetPos(ELEM(iPos).iElemParent, iPos, 0);
+    return true;
+}
+
+// With no main position the first element at this level becomes the main
+// position first, and stays so even when no child matches: the response
+// frame reads "ResultCode" from that element.
+bool CMarkup::FindChildElem(MCD_CSTR szName)
+{
+    if (m_nDocFlags & (MDF_READFILE | MDF_WRITEFILE))
+        return false;
+    if (m_iPos == 0)
+        FindElem();
+    const int iPosChild = x_FindElem(m_iPos, m_iPosChild, PathPos(szName, false));
+    if (iPosChild == 0)
+        return false;
+    const int iPos = ELEM(iPosChild).iElemParent;
+    x_SetPos(ELEM(iPos).iElemParent, iPos, iPosChild);
+    return true;
+}
+
+bool CMarkup::IntoElem()
+{
+    if (m_iPos == 0 || m_nNodeType != MNT_ELEMENT)
+        return false;
+    x_SetPos(m_iPos, m_iPosChild, 0);
+    return true;
+}
+
+bool CMarkup::OutOfElem()
+{
+    if (m_iPosParent == 0)
+        return false;
+    x_SetPos(ELEM(m_iPosParent).iElemParent, m_iPosParent, m_iPos);
+    return true;
+}
+
+std::string CMarkup::GetTagName() const
+{
+    if (m_iPos == 0)
+        return std::string();
+    const char* pName = m_strDoc.c_str() + ELEM(m_iPos).nStart + 1;
+    while (CharIs(*pName, kCharSpace))
+        ++pName;
+    return std::string(pName, static_cast<size_t>(TagNameLength(pName)));
+}
+
+// Text content of a leaf element. Without node-level walking no other node
+// than an element can be current, so only element positions are read here.
+std::string CMarkup::x_GetData(int iPos) const
+{
+    if (iPos == 0)
+        return std::string();
+    const ElemPos& elem = ELEM(iPos);
+    if (static_cast<int>(elem.nStartTagLen) == elem.nLength || elem.iElemChild != 0)
+        return std::string();
+    const char* pDoc = m_strDoc.c_str();
+    const int nContent = elem.nStart + static_cast<int>(elem.nStartTagLen);
+    const int nEnd = elem.nStart + elem.nLength - static_cast<int>(elem.nEndTagLen);
+    std::string strData;
+    if (!std::memchr(pDoc + nContent, '<', static_cast<size_t>(nEnd - nContent))) {
+        AppendUnescaped(strData, pDoc + nContent, static_cast<size_t>(nEnd - nContent));
+        return strData;
+    }
+    // Mixed markup: text pieces unescaped, CDATA as it stands, the rest dropped.
+    TokenPos token(pDoc, m_nDocFlags);
+    token.m_nNext = nContent;
+    NodePos node;
+    while (token.m_nNext < nEnd && token.ParseNode(node)) {
+        const int nNodeEnd = std::min(node.nStart + node.nLength, nEnd);
+        if (node.nNodeType == MNT_TEXT || node.nNodeType == MNT_WHITESPACE) {
+            AppendUnescaped(strData, pDoc + node.nStart, static_cast<size_t>(nNodeEnd - node.nStart));
+        } else if (node.nNodeType == MNT_CDATA_SECTION) {
+            // The "]]>" search starts after "<![", so the inner start is clamped.
+            const int nInnerEnd = nNodeEnd - 3;
+            const int nInner = std::min(node.nStart + 9, nInnerEnd);
+            strData.append(pDoc + nInner, static_cast<size_t>(nInnerEnd - nInner));
+        }
+    }
+    return strData;
+}
+
+std::string CMarkup::x_GetAttrib(int iPos, const char* szAttrib) const
+{
+    if (iPos == 0 || m_nNodeType != MNT_ELEMENT || !szAttrib)
+        return std::string();
+    TokenPos token(m_strDoc.c_str(), m_nDocFlags);
+    token.m_nNext = ELEM(iPos).nStart + 1;
+    std::string strValue;
+    if (token.FindAttrib(szAttrib))
+        AppendUnescaped(strValue, m_strDoc.c_str() + token.m_nL,
+                        static_cast<size_t>(token.m_nR - token.m_nL + 1));
+    return strValue;
+}
+
+// Findings are small empty elements; recording stops once the text has
+// reached 1000 characters so a hostile document cannot grow it without bound.
+void CMarkup::x_AddResult(const char* szName, std::string_view strTagName, int nOffset,
+                          int nLength)
+{
+    if (m_strResult.size() >= 1000)
+        return;
+    m_strResult += '<';
+    m_strResult += szName;
+    if (strTagName.data()) {
+        m_strResult += " tagname=\"";
+        for (char c : strTagName) {
+            switch (c) {
+            case '&': m_strResult += "&amp;"; break;
+            case '<': m_strResult += "&lt;"; break;
+            case '>': m_strResult += "&gt;"; break;
+            case '"': m_strResult += "&quot;"; break;
+            default: m_strResult += c; break;
+            }
+        }
+        m_strResult += '"';
+    }
+    if (nOffset >= 0)
+        m_strResult += " offset=\"" + std::to_string(nOffset) + '"';
+    if (nLength >= 0)
+        m_strResult += " length=\"" + std::to_string(nLength) + '"';
+    m_strResult += "/>";
+}

@@ -1,0 +1,254 @@
+/*
+ * Markup_internal.h - private records of the navigator: the element index
+ * (ElemPos records in ElemPosTree segments), the scanning cursor TokenPos and
+ * its NodePos, the end-tag matching stack, path names and the byte classes.
+ * Included only by the Markup*.cpp files.
+ */
+#ifndef PAVO_XML_MARKUP_INTERNAL_H
+#define PAVO_XML_MARKUP_INTERNAL_H
+
+#include <array>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "xml/Markup.h"
+
+// Element flags above the 16-bit nesting level.
+enum : int {
+    MNF_LEVELMASK = 0xffff,
+    MNF_FIRST = 0x10000,       // first child of its parent
+    MNF_ILLDATA = 0x20000,     // a syntax error was met inside this element
+    MNF_NONENDED = 0x40000,    // start tag never ended
+    MNF_ILLFORMED = 0x80000,   // on the document record: the document is ill formed
+};
+
+struct ElemPos {
+    int nStart;
+    int nLength;
+    unsigned int nStartTagLen : 22;
+    unsigned int nEndTagLen : 10;
+    int nFlags;
+    int iElemParent;
+    int iElemChild;
+    int iElemNext;
+    int iElemPrev;   // of the first child: the last child
+};
+static_assert(sizeof(ElemPos) == 32, "two tag lengths share one word");
+
+constexpr int kMaxStartTagLen = (1 << 22) - 1;
+constexpr int kMaxEndTagLen = (1 << 10) - 1;
+
+// Records live in segments of 65536 so an index is (segment << 16) | slot.
+// Only a partial last segment is ever reallocated; full ones never move.
+struct ElemPosTree {
+    static constexpr int kSegBits = 16;
+    static constexpr int kSegSize = 1 << kSegBits;
+
+    ElemPosTree() = default;
+    ElemPosTree(const ElemPosTree&) = delete;
+    ElemPosTree& operator=(const ElemPosTree&) = delete;
+    ~ElemPosTree() { ReleaseElemPosTree(); }
+
+    ElemPos& GetRefElemPosAt(int i) const { return m_pSegs[i >> kSegBits][i & (kSegSize - 1)]; }
+    void GrowElemPosTree(int nNewSize);
+    void ReleaseElemPosTree();
+
+    ElemPos** m_pSegs = nullptr;
+    int m_nSize = 0;
+    int m_nSegs = 0;
+};
+
+// Byte classes used by every scanner; the document never holds a zero byte,
+// so zero ends every scan.
+enum : unsigned char {
+    kCharSpace = 1,
+    kCharNameStart = 2,     // may follow "<" to open a start tag
+    kCharTagNameEnd = 4,    // ends a tag name
+    kCharTokenEnd = 8,      // ends an unquoted token inside a tag
+    kCharTagScan = 16,      // needs a look while finding a start tag's end
+};
+
+constexpr std::array<unsigned char, 256> MakeCharClasses()
+{
+    std::array<unsigned char, 256> classes{};
+    for (int c = 0; c < 256; ++c) {
+        unsigned char k = 0;
+        const bool space = c == ' ' || c == '\t' || c == '\n' || c == '\r';
+        if (space)
+            k |= kCharSpace;
+        // "{", "|", "}", "~" and DEL start names too: kept as the platform's parser has it.
+        if ((c >= 'A' && c <= 'Z') || c == '_' || c == ':' || c >= 97)
+            k |= kCharNameStart;
+        if (space || c == 0 || c == '<' || c == '>' || c == '=' || c == '\\' || c == '/' ||
+            c == '?' || c == '!' || c == '"' || c == '\'' || c == ';')
+            k |= kCharTagNameEnd;
+        if (space || c == 0 || c == '=' || c == '>' || c == '/' || c == '?')
+            k |= kCharTokenEnd;
+        if (space || c == 0 || c == '=' || c == '>' || c == '/' || c == '?' || c == '"' ||
+            c == '\'')
+            k |= kCharTagScan;
+        classes[static_cast<size_t>(c)] = k;
+    }
+    return classes;
+}
+inline constexpr std::array<unsigned char, 256> kCharClass = MakeCharClasses();
+
+inline bool CharIs(char c, unsigned char k)
+{
+    return (kCharClass[static_cast<unsigned char>(c)] & k) != 0;
+}
+
+constexpr char AsciiLower(char c)
+{
+    return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + ('a' - 'A')) : c;
+}
+
+// Length of the tag name at p (stops at the first tag-name delimiter).
+inline int TagNameLength(const char* p)
+{
+    const char* q = p;
+    while (!CharIs(*q, kCharTagNameEnd))
+        ++q;
+    return static_cast<int>(q - p);
+}
+
+// Equal bytes; with bIgnoreCase ASCII letters fold until a byte above 127 has
+// matched, after which the rest compares exactly.
+inline bool NameBytesEqual(const char* a, const char* b, int n, bool bIgnoreCase)
+{
+    if (!bIgnoreCase)
+        return std::memcmp(a, b, static_cast<size_t>(n)) == 0;
+    bool bExact = false;
+    for (int i = 0; i < n; ++i) {
+        if (a[i] != b[i] && (bExact || AsciiLower(a[i]) != AsciiLower(b[i])))
+            return false;
+        if (static_cast<unsigned char>(a[i]) > 127)
+            bExact = true;
+    }
+    return true;
+}
+
+// A document name of n bytes matches szName when szName starts with it and
+// ends there or goes on with one of " =/[]" (a path step or a predicate).
+inline bool MatchName(const char* pName, int n, const char* szName, bool bIgnoreCase)
+{
+    // The document holds no zero byte, so a shorter szName fails at its end.
+    if (bIgnoreCase ? !NameBytesEqual(pName, szName, n, true)
+                    : std::strncmp(pName, szName, static_cast<size_t>(n)) != 0)
+        return false;
+    const char c = szName[n];
+    return c == '\0' || c == ' ' || c == '=' || c == '/' || c == '[' || c == ']';
+}
+
+// Sum of the bytes as signed characters, modulo nSize (130 for entity names).
+constexpr int x_Hash(const char* p, int nSize)
+{
+    int nSum = 0;
+    while (*p)
+        nSum += static_cast<signed char>(*p++);
+    return nSum % nSize;
+}
+
+// One node found by TokenPos::ParseNode.
+struct NodePos {
+    int nNodeType = 0;
+    int nStart = 0;
+    int nLength = 0;
+    int nNodeFlags = 0;             // MNF_EMPTYTAG on an empty-element tag
+    const char* strMeta = nullptr;  // the finding's name for malformed markup
+};
+constexpr int MNF_EMPTYTAG = 1;
+
+// Scanning cursor over the document text.
+struct TokenPos {
+    static constexpr int kTokenQuoted = 0x10000;
+
+    TokenPos(const char* szDoc, int nFlags)
+        : m_nL(0), m_nR(-1), m_nNext(0), m_pDocText(szDoc), m_nTokenFlags(nFlags),
+          m_nPreSpaceStart(0), m_nPreSpaceLength(0), m_pReaderFilePos(nullptr)
+    {
+    }
+
+    bool IgnoreCase() const { return (m_nTokenFlags & CMarkup::MDF_IGNORECASE) != 0; }
+    std::string_view Token() const
+    {
+        return std::string_view(m_pDocText + m_nL, static_cast<size_t>(m_nR - m_nL + 1));
+    }
+    bool Match(const char* szName) const
+    {
+        return MatchName(m_pDocText + m_nL, m_nR - m_nL + 1, szName, IgnoreCase());
+    }
+    bool FindToken();
+    bool FindAttrib(const char* szAttrib);
+    int ParseNode(NodePos& node);
+
+    int m_nL;
+    int m_nR;
+    int m_nNext;
+    const char* m_pDocText;
+    int m_nTokenFlags;
+    int m_nPreSpaceStart;
+    int m_nPreSpaceLength;
+    FilePos* m_pReaderFilePos;
+};
+
+// A name argument parsed as a path: any element, a simple name with optional
+// predicates (accepted, not evaluated), an absolute or anywhere path.
+struct PathPos {
+    enum { kInvalid = -1, kAny = 0, kName = 1, kAbsolute = 2, kAnywhere = 3 };
+
+    PathPos(const char* szPath, bool bIsReader);
+
+    int nPathType;
+    bool bReader;
+    const char* p;
+    int i;
+    int iPathAttribName;
+    int iSave;
+    int nLen;
+
+private:
+    bool x_ParsePredicate();
+};
+
+// Open start tags while parsing. Names are views into the document; slots of
+// 23 name hashes chain each open tag to the older ones of the same slot, so an
+// end tag finds its nearest open namesake without walking the whole stack.
+struct TagPos {
+    std::string_view strTagName;
+    int iParent;     // element index of this open tag: the parent of what follows
+    int nSlot;
+    int iSlotNext;   // next older open tag in the same slot, -1 at the end
+};
+
+struct ElemStack {
+    static constexpr int kSlots = 23;
+
+    ElemStack();
+    ElemStack(const ElemStack&) = delete;
+    ElemStack& operator=(const ElemStack&) = delete;
+    ~ElemStack();
+
+    static int Slot(std::string_view strName, bool bIgnoreCase);
+    void Push(std::string_view strName, int iElem, bool bIgnoreCase);
+    int Find(std::string_view strName, bool bIgnoreCase) const;
+    void PopTo(int iEntry);
+
+    int iTop;        // innermost open tag, -1 when none
+    int iPar;        // element that receives the next child (0: the document)
+    TagPos* pL;
+    int nSize;
+    int anTable[kSlots];
+    TagPos aInline[32];
+};
+
+inline ElemPos& CMarkup::ELEM(int i) const
+{
+    return m_pElemPosTree->GetRefElemPosAt(i);
+}
+
+// Appends the text with its character references decoded (UTF-8 output).
+void AppendUnescaped(std::string& strOut, const char* pText, size_t nLength);
+
+#endif

@@ -1,0 +1,275 @@
+/*
+ * Markup_parse.cpp - builds the navigator's element index from the document
+ * text: ElemPosTree segments, the end-tag matching ElemStack, and
+ * CMarkup::x_ParseDoc/x_ParseElem with the unended and lone end tag rules.
+ * Called by CMarkup::SetDoc (Markup.cpp).
+ */
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <cstring>
+
+#include "xml/Markup_internal.h"
+
+void ElemPosTree::GrowElemPosTree(int nNewSize)
+{
+    while (m_nSize < nNewSize) {
+        const int iSeg = m_nSize >> kSegBits;
+        const int nUsedInSeg = m_nSize & (kSegSize - 1);
+        const int nSegSize = std::min(kSegSize, nNewSize - (iSeg << kSegBits));
+        ElemPos* pSeg = new ElemPos[static_cast<size_t>(nSegSize)];
+        if (iSeg < m_nSegs) {
+            std::memcpy(pSeg, m_pSegs[iSeg], static_cast<size_t>(nUsedInSeg) * sizeof(ElemPos));
+            delete[] m_pSegs[iSeg];
+        } else {
+            ElemPos** pSegs = new ElemPos*[static_cast<size_t>(iSeg) + 1];
+            if (m_nSegs)
+                std::memcpy(pSegs, m_pSegs, static_cast<size_t>(m_nSegs) * sizeof(ElemPos*));
+            delete[] m_pSegs;
+            m_pSegs = pSegs;
+            m_nSegs = iSeg + 1;
+        }
+        m_pSegs[iSeg] = pSeg;
+        m_nSize = (iSeg << kSegBits) + nSegSize;
+    }
+}
+
+void ElemPosTree::ReleaseElemPosTree()
+{
+    for (int i = 0; i < m_nSegs; ++i)
+        delete[] m_pSegs[i];
+    delete[] m_pSegs;
+    m_pSegs = nullptr;
+    m_nSize = 0;
+    m_nSegs = 0;
+}
+
+ElemStack::ElemStack() : iTop(-1), iPar(0), pL(aInline), nSize(32)
+{
+    std::fill(anTable, anTable + kSlots, -1);
+}
+
+ElemStack::~ElemStack()
+{
+    if (pL != aInline)
+        delete[] pL;
+}
+
+// Sum of the name's bytes as signed characters (ASCII letters folded when
+// names ignore case), taken modulo 23 into 0..22 even when the sum is negative.
+int ElemStack::Slot(std::string_view strName, bool bIgnoreCase)
+{
+    int nSum = 0;
+    for (char c : strName)
+        nSum += static_cast<signed char>(bIgnoreCase ? AsciiLower(c) : c);
+    return ((nSum % kSlots) + kSlots) % kSlots;
+}
+
+void ElemStack::Push(std::string_view strName, int iElem, bool bIgnoreCase)
+{
+    if (iTop + 1 == nSize) {
+        TagPos* pGrown = new TagPos[static_cast<size_t>(nSize) * 2];
+        std::copy(pL, pL + nSize, pGrown);
+        if (pL != aInline)
+            delete[] pL;
+        pL = pGrown;
+        nSize *= 2;
+    }
+    TagPos& tag = pL[++iTop];
+    tag.strTagName = strName;
+    tag.iParent = iElem;
+    tag.nSlot = Slot(strName, bIgnoreCase);
+    tag.iSlotNext = anTable[tag.nSlot];
+    anTable[tag.nSlot] = iTop;
+    iPar = iElem;
+}
+
+// Nearest open tag of this name, or -1.
+int ElemStack::Find(std::string_view strName, bool bIgnoreCase) const
+{
+    const auto equal = [&](const TagPos& tag) {
+        return tag.strTagName.size() == strName.size() &&
+               NameBytesEqual(tag.strTagName.data(), strName.data(),
+                              static_cast<int>(strName.size()), bIgnoreCase);
+    };
+    if (iTop >= 0 && equal(pL[iTop]))
+        return iTop;
+    for (int i = anTable[Slot(strName, bIgnoreCase)]; i >= 0; i = pL[i].iSlotNext)
+        if (equal(pL[i]))
+            return i;
+    return -1;
+}
+
+// Pops iEntry and everything above it; each popped tag heads its slot chain.
+void ElemStack::PopTo(int iEntry)
+{
+    for (; iTop >= iEntry; --iTop)
+        anTable[pL[iTop].nSlot] = pL[iTop].iSlotNext;
+    iPar = iTop >= 0 ? pL[iTop].iParent : 0;
+}
+
+void CMarkup::x_AllocElemPos(int nNewSize)
+{
+    if (nNewSize == 0) {
+        const int64_t nGrown = static_cast<int64_t>(m_iPosFree) * 3 / 2 + 1;
+        nNewSize = static_cast<int>(std::min<int64_t>(nGrown, INT_MAX));
+    }
+    if (m_pElemPosTree->m_nSize < nNewSize)
+        m_pElemPosTree->GrowElemPosTree(nNewSize);
+}
+
+int CMarkup::x_GetFreePos()
+{
+    if (m_iPosFree >= m_pElemPosTree->m_nSize)
+        x_AllocElemPos(0);
+    return m_iPosFree++;
+}
+
+// Links iPos as the last child of iPosParent and clears its other fields.
+void CMarkup::x_LinkElem(int iPosParent, int iPos)
+{
+    ElemPos& elem = ELEM(iPos);
+    ElemPos& parent = ELEM(iPosParent);
+    elem.iElemParent = iPosParent;
+    elem.iElemChild = 0;
+    elem.iElemNext = 0;
+    if (parent.iElemChild == 0) {
+        parent.iElemChild = iPos;
+        elem.iElemPrev = iPos;
+        elem.nFlags = MNF_FIRST;
+    } else {
+        ElemPos& first = ELEM(parent.iElemChild);
+        ELEM(first.iElemPrev).iElemNext = iPos;
+        elem.iElemPrev = first.iElemPrev;
+        first.iElemPrev = iPos;
+        elem.nFlags = 0;
+    }
+}
+
+// An open element whose end tag never came: it keeps its start tag alone and
+// its children move out to follow it under its own parent. It is always the
+// last child there, since everything after its start tag went inside it.
+// Returns whether children moved (levels then need recomputing).
+bool CMarkup::x_MarkUnended(int iPos, std::string_view strTagName)
+{
+    ElemPos& elem = ELEM(iPos);
+    elem.nFlags |= MNF_NONENDED;
+    elem.nLength = static_cast<int>(elem.nStartTagLen);
+    elem.nEndTagLen = 0;
+    ELEM(0).nFlags |= MNF_ILLFORMED;
+    x_AddResult("unended_start_tag", strTagName, elem.nStart);
+    const int iChild = elem.iElemChild;
+    if (iChild == 0)
+        return false;
+    const int iParent = elem.iElemParent;
+    const int iLast = ELEM(iChild).iElemPrev;
+    for (int i = iChild; i != 0; i = ELEM(i).iElemNext)
+        ELEM(i).iElemParent = iParent;
+    ELEM(iChild).nFlags &= ~MNF_FIRST;
+    ELEM(iChild).iElemPrev = iPos;
+    elem.iElemNext = iChild;
+    elem.iElemChild = 0;
+    ELEM(ELEM(iParent).iElemChild).iElemPrev = iLast;
+    return true;
+}
+
+// Parents always precede their children in the index, so one forward pass
+// sets every level after elements have moved.
+void CMarkup::x_RecomputeLevels()
+{
+    for (int i = 1; i < m_iPosFree; ++i) {
+        ElemPos& elem = ELEM(i);
+        int nLevel = 0;
+        if (elem.iElemParent)
+            nLevel = std::min((ELEM(elem.iElemParent).nFlags & MNF_LEVELMASK) + 1,
+                              static_cast<int>(MNF_LEVELMASK));
+        elem.nFlags = (elem.nFlags & ~MNF_LEVELMASK) | nLevel;
+    }
+}
+
+bool CMarkup::x_ParseDoc()
+{
+    x_SetPos(0, 0, 0);
+    const int nDocLength = static_cast<int>(m_strDoc.size());
+    m_iPosFree = 1;
+    x_AllocElemPos(nDocLength / 64 + 8);
+    m_iPosDeleted = 0;
+    ELEM(0) = ElemPos{};
+    if (nDocLength) {
+        TokenPos token(m_strDoc.c_str(), m_nDocFlags);
+        x_ParseElem(token);
+    }
+    ELEM(0).nLength = nDocLength;
+    const int iRoot = ELEM(0).iElemChild;
+    if (iRoot == 0) {
+        x_AddResult("no_root_element");
+    } else if (ELEM(iRoot).iElemNext) {
+        const ElemPos& sibling = ELEM(ELEM(iRoot).iElemNext);
+        const char* pName = m_strDoc.c_str() + sibling.nStart + 1;
+        x_AddResult("root_has_sibling",
+                    std::string_view(pName, static_cast<size_t>(TagNameLength(pName))),
+                    sibling.nStart);
+    }
+    x_SetPos(0, 0, 0);
+    return IsWellFormed();
+}
+
+// Parses the whole text as the content of the document record. Never stops
+// early: every finding is recorded and the scan goes on.
+void CMarkup::x_ParseElem(TokenPos& token)
+{
+    const bool bIgnoreCase = (m_nDocFlags & MDF_IGNORECASE) != 0;
+    ElemStack stack;
+    NodePos node;
+    bool bMoved = false;
+    int nType;
+    while ((nType = token.ParseNode(node)) != 0) {
+        if (node.strMeta) {
+            x_AddResult(node.strMeta, {}, node.nStart);
+            ELEM(stack.iPar).nFlags |= MNF_ILLDATA;
+            ELEM(0).nFlags |= MNF_ILLFORMED;
+        } else if (nType == MNT_ELEMENT) {
+            if (node.nLength > kMaxStartTagLen) {
+                // Longer than the record's 22-bit field: left out of the index.
+                x_AddResult("tag_too_long", token.Token(), node.nStart, node.nLength);
+                ELEM(0).nFlags |= MNF_ILLFORMED;
+                continue;
+            }
+            const int iPos = x_GetFreePos();
+            x_LinkElem(stack.iPar, iPos);
+            ElemPos& elem = ELEM(iPos);
+            elem.nStart = node.nStart;
+            elem.nLength = node.nLength;
+            elem.nStartTagLen = static_cast<unsigned int>(node.nLength);
+            elem.nEndTagLen = 0;
+            elem.nFlags |= std::min(stack.iTop + 1, static_cast<int>(MNF_LEVELMASK));
+            if (!(node.nNodeFlags & MNF_EMPTYTAG))
+                stack.Push(token.Token(), iPos, bIgnoreCase);
+        } else if (nType == MNT_LONE_END_TAG) {
+            const std::string_view strName = token.Token();
+            if (node.nLength > kMaxEndTagLen) {
+                // Longer than the record's 10-bit field: closes nothing.
+                x_AddResult("tag_too_long", strName, node.nStart, node.nLength);
+                ELEM(0).nFlags |= MNF_ILLFORMED;
+                continue;
+            }
+            const int iEntry = stack.Find(strName, bIgnoreCase);
+            if (iEntry < 0) {
+                x_AddResult("lone_end_tag", strName, node.nStart);
+                ELEM(0).nFlags |= MNF_ILLFORMED;
+                continue;
+            }
+            // Outermost first, so each moved child is moved only once.
+            for (int i = iEntry + 1; i <= stack.iTop; ++i)
+                bMoved |= x_MarkUnended(stack.pL[i].iParent, stack.pL[i].strTagName);
+            ElemPos& elem = ELEM(stack.pL[iEntry].iParent);
+            elem.nLength = node.nStart + node.nLength - elem.nStart;
+            elem.nEndTagLen = static_cast<unsigned int>(node.nLength);
+            stack.PopTo(iEntry);
+        }
+    }
+    for (int i = 0; i <= stack.iTop; ++i)
+        bMoved |= x_MarkUnended(stack.pL[i].iParent, stack.pL[i].strTagName);
+    if (bMoved)
+        x_RecomputeLevels();
+}

@@ -1,0 +1,158 @@
+// The INI profile file: exact file text after each kind of write, the prefix
+// rules for sections and keys, comments, line breaks, bounds and defaults.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "service/pavo_inifile.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+class IniFile : public ::testing::Test {
+protected:
+    std::string read(const char* section, const char* key, int size = 64,
+                     const char* fallback = "<none>")
+    {
+        char value[256];
+        std::fill(std::begin(value), std::end(value), 'Z');
+        found_ = read_profile_string(section, key, value, size, fallback, conf_.c_str());
+        return std::string(value, strnlen(value, static_cast<size_t>(size)));
+    }
+    void write(const char* section, const char* key, const char* value)
+    {
+        ASSERT_EQ(write_profile_string(section, key, value, conf_.c_str()), 1);
+    }
+
+    TempDir dir_;
+    std::string conf_ = dir_.file("korix.conf");
+    int found_ = -1;
+};
+
+TEST_F(IniFile, EachKindOfWriteRebuildsTheExactText)
+{
+    write("system", "userid", "42");
+    EXPECT_EQ(read_file(conf_), "[system]\nuserid=42\n");
+    write("system", "openurl", "x");
+    EXPECT_EQ(read_file(conf_), "[system]\nopenurl=x\nuserid=42\n");
+    write("system", "userid", "7");
+    EXPECT_EQ(read_file(conf_), "[system]\nopenurl=x\nuserid=7\n");
+    write("other", "k", "v");
+    EXPECT_EQ(read_file(conf_), "[system]\nopenurl=x\nuserid=7\n\n[other]\nk=v\n");
+    write("other", "k", "a much longer value");
+    EXPECT_EQ(read_file(conf_), "[system]\nopenurl=x\nuserid=7\n\n[other]\nk=a much longer value\n");
+}
+
+TEST_F(IniFile, NewKeyFoldsDoublePercentInTheRestOfTheFile)
+{
+    write_file(conf_, "[system]\nrate=50%%\nfmt=%s%n\n");
+    write("system", "first", "1");
+    EXPECT_EQ(read_file(conf_), "[system]\nfirst=1\nrate=50%\nfmt=%s%n\n");
+    // Replacing a value copies the rest byte for byte.
+    write_file(conf_, "[system]\nrate=50%%\n");
+    write("system", "rate", "60%%");
+    EXPECT_EQ(read_file(conf_), "[system]\nrate=60%%\n");
+}
+
+TEST_F(IniFile, SectionAndKeyNamesMatchByTheFilesPrefix)
+{
+    write_file(conf_, "[sys]\nuserid=9\n");
+    EXPECT_EQ(read("system", "userid"), "9");
+    EXPECT_EQ(found_, 1);
+
+    write_file(conf_, "[system]\naaasrvaddress=A\naaasrvaddress2=B\n");
+    EXPECT_EQ(read("system", "aaasrvaddress2"), "A");
+
+    write_file(conf_, "[]\nkey=empty-header\n");
+    EXPECT_EQ(read("anything", "key"), "empty-header");
+
+    write_file(conf_, "[system]\nuserid = 9\n");
+    EXPECT_EQ(read("system", "userid"), "<none>");
+    EXPECT_EQ(found_, 0);
+    EXPECT_EQ(read("system", "userid "), " 9");
+}
+
+TEST_F(IniFile, CommentsLinesWithoutEqualsAndOtherSectionsAreSkipped)
+{
+    write_file(conf_, ";userid=1\n[system]\n;userid=2\n=userid\nnoequals\nuserid=3\n[next]\nk=v\n");
+    EXPECT_EQ(read("system", "userid"), "3");
+    write_file(conf_, "[system]\n;userid=1\n[other]\nuserid=2\n");
+    EXPECT_EQ(read("system", "userid"), "<none>");
+    EXPECT_EQ(found_, 0);
+    // A later section of a matching name is searched too.
+    write_file(conf_, "[system]\na=1\n[other]\n[system]\nuserid=5\n");
+    EXPECT_EQ(read("system", "userid"), "5");
+}
+
+TEST_F(IniFile, CarriageReturnsBreakLinesAndEndValues)
+{
+    write_file(conf_, "[system]\r\nuserid=42\r\nopenurl=http://h/x\r\n");
+    EXPECT_EQ(read("system", "userid"), "42");
+    EXPECT_EQ(read("system", "openurl"), "http://h/x");
+    write("system", "userid", "7");
+    EXPECT_EQ(read_file(conf_), "[system]\r\nuserid=7\r\nopenurl=http://h/x\r\n");
+    write_file(conf_, "[system]\ruserid=cr-only");
+    EXPECT_EQ(read("system", "userid"), "cr-only");
+}
+
+TEST_F(IniFile, ReadsAreCutToSizeMinusOne)
+{
+    write_file(conf_, "[system]\nuserid=abcdef\n");
+    EXPECT_EQ(read("system", "userid", 4), "abc");
+    EXPECT_EQ(found_, 1);
+    EXPECT_EQ(read("system", "userid", 1), "");
+}
+
+TEST_F(IniFile, MissingFileOrKeyGivesTheDefault)
+{
+    EXPECT_EQ(read("system", "userid"), "<none>");
+    EXPECT_EQ(found_, 0);
+    // The default is copied with strncpy: not terminated when it fills size.
+    EXPECT_EQ(read("system", "userid", 3, "abcdef"), "abc");
+    char untouched[8] = "keep";
+    EXPECT_EQ(read_profile_string("system", "userid", untouched, sizeof untouched, nullptr,
+                                  conf_.c_str()),
+              0);
+    EXPECT_STREQ(untouched, "keep");
+    EXPECT_EQ(read_profile_int("system", "n", -3, conf_.c_str()), -3);
+    write_file(conf_, "[system]\nn=12abc\n");
+    EXPECT_EQ(read_profile_int("system", "n", -3, conf_.c_str()), 12);
+}
+
+TEST_F(IniFile, AByte0xFFEndsTheText)
+{
+    write_file(conf_, std::string("[system]\nuserid=ab\xff\nopenurl=x\n"));
+    EXPECT_EQ(read("system", "userid"), "ab");
+    EXPECT_EQ(read("system", "openurl"), "<none>");
+}
+
+TEST_F(IniFile, UnwritablePathReportsZero)
+{
+    std::string missing_dir = dir_.file("no/such/dir/korix.conf");
+    EXPECT_EQ(write_profile_string("system", "k", "v", missing_dir.c_str()), 0);
+}
+
+TEST_F(IniFile, LongValuesAreCutAtTheBufferInsteadOfOverflowing)
+{
+    std::string huge(70000, 'v');
+    write("system", "k", huge.c_str());
+    EXPECT_EQ(read_file(conf_).size(), 64u * 1024u - 1u);
+}
+
+using IniFileDeathTest = IniFile;
+
+TEST_F(IniFileDeathTest, ArgumentFaultsAbortWithTheirTexts)
+{
+    char value[8];
+    EXPECT_DEATH(read_profile_string("", "k", value, 8, "", conf_.c_str()),
+                 "section != __null && strlen\\(section\\)");
+    EXPECT_DEATH(read_profile_string("s", nullptr, value, 8, "", conf_.c_str()),
+                 "key != __null && strlen\\(key\\)");
+    EXPECT_DEATH(read_profile_string("s", "k", value, 0, "", conf_.c_str()), "size > 0");
+    EXPECT_DEATH(write_profile_string("s", "k", nullptr, conf_.c_str()), "value != __null");
+    EXPECT_DEATH(write_profile_string("s", "k", "v", nullptr), "file !=__null &&strlen\\(key\\)");
+    write_file(conf_, std::string(64 * 1024, 'x'));
+    EXPECT_DEATH(read_profile_string("s", "k", value, 8, "", conf_.c_str()), "i < 1024\\*64");
+}
+
+}  // namespace

@@ -1,0 +1,627 @@
+// The XML element navigator: verdicts and findings, restructuring of unended
+// elements, the cursor sequences the response parsers rely on, data and
+// attribute reading, character references, and a differential run against pugixml.
+#include <gtest/gtest.h>
+#include <pugixml.hpp>
+
+#include <cctype>
+#include <cstdio>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "xml/Markup.h"
+
+namespace {
+
+// Tag names of the elements at the current level, from the first one on.
+std::vector<std::string> LevelNames(CMarkup& xml)
+{
+    std::vector<std::string> names;
+    xml.ResetMainPos();
+    while (xml.FindElem())
+        names.push_back(xml.GetTagName());
+    return names;
+}
+
+using Names = std::vector<std::string>;
+
+} // namespace
+
+TEST(MarkupVerdict, EmptyAndNullDocumentsHaveNoRoot)
+{
+    CMarkup xml;
+    EXPECT_FALSE(xml.SetDoc(""));
+    EXPECT_FALSE(xml.FindElem("Root"));
+    EXPECT_EQ(xml.GetError(), "<no_root_element/>");
+    EXPECT_FALSE(xml.SetDoc(nullptr));
+    EXPECT_FALSE(xml.FindElem());
+    EXPECT_FALSE(xml.IsWellFormed());
+}
+
+TEST(MarkupVerdict, RootWithSiblingIsRefusedButStillWalkable)
+{
+    CMarkup xml;
+    EXPECT_FALSE(xml.SetDoc("<Root/><Other/>"));
+    EXPECT_EQ(xml.GetError(), "<root_has_sibling tagname=\"Other\" offset=\"7\"/>");
+    EXPECT_TRUE(xml.FindElem("Root"));
+    EXPECT_TRUE(xml.FindElem("Other"));
+}
+
+TEST(MarkupVerdict, WellFormedDocumentWithEveryNodeKindHasNoFindings)
+{
+    CMarkup xml;
+    EXPECT_TRUE(xml.SetDoc("<?xml version=\"1.0\"?>\n<!DOCTYPE r [ <!ENTITY e \"]>\"> ]>\n"
+                           "<!-- c --><r a='>'><x><![CDATA[ <y> ]]></x><?pi x?></r>\n"));
+    EXPECT_EQ(xml.GetError(), "");
+    EXPECT_TRUE(xml.FindElem("r"));
+    EXPECT_EQ(xml.GetAttrib("a"), ">");
+}
+
+TEST(MarkupVerdict, StringFormStopsAtFirstZeroByte)
+{
+    CMarkup xml;
+    EXPECT_TRUE(xml.SetDoc(std::string("<a/>\0<b/>", 9)));
+    EXPECT_TRUE(xml.SetDoc(std::string("<a/>")));
+}
+
+// Each kind of malformed markup is recorded with its offset and marks the
+// document ill formed; the scan goes on after it.
+TEST(MarkupFindings, EveryKindIsRecordedWithItsOffset)
+{
+    const struct {
+        const char* doc;
+        const char* findings;
+    } cases[] = {
+        {"<a>1 < 2</a>", "<first_tag_syntax offset=\"5\"/>"},
+        {"<a><!x></a>", "<exclamation_tag_syntax offset=\"3\"/>"},
+        {"<a><!-x></a>", "<comment_tag_syntax offset=\"3\"/>"},
+        {"<a><![x[y]]></a>", "<cdata_section_syntax offset=\"3\"/>"},
+        {"<a><!DOCTYPE a [ ] junk></a>", "<doctype_tag_syntax offset=\"3\"/>"},
+        {"<a/><!-- open", "<unterminated_tag_syntax offset=\"4\"/>"},
+        {"<a><b c='>",
+         "<unterminated_tag_syntax offset=\"3\"/><unended_start_tag tagname=\"a\" offset=\"0\"/>"},
+        {"<a/><", "<unterminated_tag_syntax offset=\"4\"/>"},
+        {"<a>x</b>y</a>", "<lone_end_tag tagname=\"b\" offset=\"4\"/>"},
+        {"<a><b></a>", "<unended_start_tag tagname=\"b\" offset=\"3\"/>"},
+    };
+    for (const auto& c : cases) {
+        CMarkup xml;
+        EXPECT_FALSE(xml.SetDoc(c.doc)) << c.doc;
+        EXPECT_EQ(xml.GetError(), c.findings) << c.doc;
+    }
+}
+
+TEST(MarkupFindings, MalformedMarkupInsideDataIsSkippedOrKeptAsText)
+{
+    CMarkup xml;
+    xml.SetDoc("<a>1 < 2</a>");
+    ASSERT_TRUE(xml.FindElem("a"));
+    EXPECT_EQ(xml.GetData(), "1 < 2");
+    xml.SetDoc("<a>x</b>y<!z>w</a>");
+    ASSERT_TRUE(xml.FindElem("a"));
+    EXPECT_EQ(xml.GetData(), "xyw");
+}
+
+TEST(MarkupFindings, RecordStopsOnceItReaches1000Characters)
+{
+    std::string doc = "<r>";
+    for (int i = 0; i < 200; ++i)
+        doc += "</zz>";
+    doc += "</r>";
+    CMarkup xml;
+    EXPECT_FALSE(xml.SetDoc(doc));
+    const std::string findings = xml.GetError();
+    const std::string one = "<lone_end_tag tagname=\"zz\" offset=\"3\"/>";
+    ASSERT_EQ(findings.compare(0, one.size(), one), 0);
+    EXPECT_GE(findings.size(), 1000u);
+    EXPECT_LT(findings.size(), 1000u + one.size() + 2);
+    EXPECT_EQ(findings.compare(findings.size() - 2, 2, "/>"), 0);
+}
+
+TEST(MarkupFindings, OverlongEndTagClosesNothing)
+{
+    CMarkup xml;
+    EXPECT_FALSE(xml.SetDoc("<a></a" + std::string(1100, ' ') + ">"));
+    EXPECT_EQ(xml.GetError(), "<tag_too_long tagname=\"a\" offset=\"3\" length=\"1104\"/>"
+                              "<unended_start_tag tagname=\"a\" offset=\"0\"/>");
+}
+
+TEST(MarkupUnended, ChildStaysUnderParentWithStartTagAlone)
+{
+    CMarkup xml;
+    EXPECT_FALSE(xml.SetDoc("<a><b>text</a>"));
+    ASSERT_TRUE(xml.FindElem("a"));
+    EXPECT_EQ(xml.GetData(), "");   // a has a child element
+    ASSERT_TRUE(xml.IntoElem());
+    ASSERT_TRUE(xml.FindElem("b"));
+    EXPECT_EQ(xml.GetData(), "");   // b is its start tag alone
+    EXPECT_FALSE(xml.FindElem());
+}
+
+TEST(MarkupUnended, ChildrenMoveOutToFollowTheUnendedElement)
+{
+    CMarkup xml;
+    EXPECT_FALSE(xml.SetDoc("<r><a><b/><c>x</c><d><e/></r><s/>"));
+    EXPECT_EQ(xml.GetError(), "<unended_start_tag tagname=\"a\" offset=\"3\"/>"
+                              "<unended_start_tag tagname=\"d\" offset=\"18\"/>"
+                              "<root_has_sibling tagname=\"s\" offset=\"29\"/>");
+    ASSERT_TRUE(xml.FindElem("r"));
+    ASSERT_TRUE(xml.IntoElem());
+    EXPECT_EQ(LevelNames(xml), (Names{"a", "b", "c", "d", "e"}));
+    xml.ResetMainPos();
+    ASSERT_TRUE(xml.FindElem("c"));
+    EXPECT_EQ(xml.GetData(), "x");
+    xml.ResetMainPos();
+    ASSERT_TRUE(xml.FindElem("a"));
+    EXPECT_FALSE(xml.FindChildElem());
+    ASSERT_TRUE(xml.OutOfElem());
+    EXPECT_EQ(LevelNames(xml), (Names{"r", "s"}));
+}
+
+TEST(MarkupUnended, ElementsOpenAtTheEndBecomeTopLevelSiblings)
+{
+    CMarkup xml;
+    EXPECT_FALSE(xml.SetDoc("<a><b/><c><d/>"));
+    EXPECT_EQ(LevelNames(xml), (Names{"a", "b", "c", "d"}));
+}
+
+TEST(MarkupUnended, EndTagClosesNearestOpenNamesake)
+{
+    CMarkup xml;
+    EXPECT_FALSE(xml.SetDoc("<a><a><b></a><c/></a>"));
+    ASSERT_TRUE(xml.FindElem("a"));
+    ASSERT_TRUE(xml.IntoElem());
+    EXPECT_EQ(LevelNames(xml), (Names{"a", "c"}));
+    xml.ResetMainPos();
+    ASSERT_TRUE(xml.FindElem("a"));
+    ASSERT_TRUE(xml.IntoElem());
+    EXPECT_EQ(LevelNames(xml), (Names{"b"}));
+}
+
+TEST(MarkupIndex, DeepNestingAndMoreThanOneSegmentOfElements)
+{
+    std::string deep;
+    for (int i = 0; i < 100000; ++i)
+        deep += "<d>";
+    for (int i = 0; i < 100000; ++i)
+        deep += "</d>";
+    CMarkup xml;
+    EXPECT_TRUE(xml.SetDoc(deep));
+
+    // Four-byte elements: far more records than the first allocation holds.
+    std::string wide = "<r>";
+    for (int i = 0; i < 70000; ++i)
+        wide += "<e n=\"" + std::to_string(i) + "\"/>";
+    wide += "</r>";
+    ASSERT_TRUE(xml.SetDoc(wide));
+    ASSERT_TRUE(xml.FindElem("r"));
+    ASSERT_TRUE(xml.IntoElem());
+    int count = 0;
+    while (xml.FindElem("e")) {
+        if (xml.GetAttrib("n") != std::to_string(count))
+            FAIL() << "element " << count << " reads " << xml.GetAttrib("n");
+        ++count;
+    }
+    EXPECT_EQ(count, 70000);
+}
+
+TEST(MarkupFind, NamesMatchWholeAndPredicatesAreNotEvaluated)
+{
+    CMarkup xml;
+    ASSERT_TRUE(xml.SetDoc("<R><Result n='1'/><Res n='2'/><Result n='3'/></R>"));
+    ASSERT_TRUE(xml.FindElem("R"));
+    ASSERT_TRUE(xml.IntoElem());
+    const struct {
+        const char* name;
+        const char* found;   // "n" of the element found from the start, or null
+    } cases[] = {
+        {"Res", "2"},          {"Result", "1"},     {"Result[1]", "1"},
+        {"Result[2]", "1"},    {"Result[@n]", "1"}, {"Result[@n='3']", "1"},
+        {"Result[@n=\"3\"]", "1"}, {"Result/x", "1"}, {"Resul", nullptr},
+        {"Result[", nullptr},  {"Result[]", nullptr}, {"Result[@n='3]", nullptr},
+        {"Result]", nullptr},  {"/Result", nullptr}, {"//Result", nullptr},
+        {"", "1"},
+    };
+    for (const auto& c : cases) {
+        xml.ResetMainPos();
+        EXPECT_EQ(xml.FindElem(c.name), c.found != nullptr) << c.name;
+        if (c.found) {
+            EXPECT_EQ(xml.GetAttrib("n"), c.found) << c.name;
+        }
+    }
+    xml.ResetMainPos();
+    ASSERT_TRUE(xml.FindElem("Result"));
+    ASSERT_TRUE(xml.FindElem(std::string("Result")));
+    EXPECT_EQ(xml.GetAttrib("n"), "3");
+    EXPECT_FALSE(xml.FindElem("Result"));
+    EXPECT_EQ(xml.GetAttrib("n"), "3");   // a failed search moves nothing
+}
+
+TEST(MarkupFind, IgnoreCaseFlagFoldsAsciiUntilAByteAbove127)
+{
+    CMarkup xml;
+    ASSERT_TRUE(xml.SetDoc("<Root CODE='1'/>"));
+    EXPECT_FALSE(xml.FindElem("root"));
+    EXPECT_FALSE(xml.SetDoc("<A></a>"));
+
+    xml.SetDocFlags(CMarkup::MDF_IGNORECASE);
+    ASSERT_TRUE(xml.SetDoc("<Root CODE='1'/>"));
+    ASSERT_TRUE(xml.FindElem("rOOT"));
+    EXPECT_EQ(xml.GetAttrib("code"), "1");
+    EXPECT_TRUE(xml.SetDoc("<A></a>"));
+    ASSERT_TRUE(xml.SetDoc("<r><A\xC3\xA9/><\xC3\xA9" "A/></r>"));
+    ASSERT_TRUE(xml.FindElem("R"));
+    ASSERT_TRUE(xml.IntoElem());
+    EXPECT_TRUE(xml.FindElem("a\xC3\xA9"));
+    xml.ResetMainPos();
+    EXPECT_FALSE(xml.FindElem("\xC3\xA9" "a"));
+    EXPECT_TRUE(xml.FindElem("\xC3\xA9" "A"));
+    EXPECT_FALSE(xml.SetDoc("<\xC3\xA9" "A></\xC3\xA9" "a>"));
+}
+
+TEST(MarkupFind, FileModeFlagsRefuseWork)
+{
+    CMarkup xml;
+    ASSERT_TRUE(xml.SetDoc("<a><b/></a>"));
+    xml.SetDocFlags(CMarkup::MDF_READFILE);
+    EXPECT_FALSE(xml.SetDoc("<c/>"));
+    EXPECT_FALSE(xml.FindChildElem("b"));
+    EXPECT_TRUE(xml.FindElem("a"));   // the in-memory index still answers
+    xml.SetDocFlags(CMarkup::MDF_WRITEFILE);
+    EXPECT_FALSE(xml.SetDoc("<c/>"));
+    xml.ResetPos();
+    EXPECT_FALSE(xml.FindElem("a"));
+    EXPECT_TRUE(xml.IsWellFormed());
+}
+
+TEST(MarkupCursor, ResponseFrameReadsResultCodeFromFirstElementInsideRoot)
+{
+    CMarkup xml;
+    ASSERT_TRUE(xml.SetDoc("<Root><Result ResultCode='0'/></Root>"));
+    xml.FindElem("Root");
+    xml.IntoElem();
+    EXPECT_FALSE(xml.FindChildElem("Result"));   // no child named Result inside Result
+    EXPECT_EQ(xml.GetAttrib("ResultCode"), "0");
+    EXPECT_EQ(xml.GetTagName(), "Result");
+
+    ASSERT_TRUE(xml.SetDoc("<Root><Status ResultCode=\"-7\" ResultMsg='bad &amp; sad'/>"
+                           "<Response><UserID>u1</UserID><NickName>n</NickName>"
+                           "<Token>t</Token></Response></Root>"));
+    xml.FindElem("Root");
+    xml.IntoElem();
+    xml.FindChildElem("Result");
+    EXPECT_EQ(xml.GetAttrib("ResultCode"), "-7");
+    EXPECT_EQ(xml.GetAttrib("ResultMsg"), "bad & sad");
+    ASSERT_TRUE(xml.FindElem("Response"));
+    // Children are read forward only; a missing one keeps the previous child.
+    const char* fields[] = {"UserID", "Missing", "NickName", "Token", "UserID"};
+    const char* expected[] = {"u1", "u1", "n", "t", "t"};
+    for (int i = 0; i < 5; ++i) {
+        xml.FindChildElem(fields[i]);
+        EXPECT_EQ(xml.GetChildData(), expected[i]) << fields[i];
+    }
+}
+
+TEST(MarkupCursor, IntoAndOutOfElementMoveThePositions)
+{
+    CMarkup xml;
+    ASSERT_TRUE(xml.SetDoc("<a><b><c/></b><d/></a>"));
+    EXPECT_FALSE(xml.IntoElem());   // no main position yet
+    EXPECT_FALSE(xml.OutOfElem());
+    ASSERT_TRUE(xml.FindElem("a"));
+    ASSERT_TRUE(xml.FindChildElem("b"));
+    ASSERT_TRUE(xml.IntoElem());    // b becomes the main position
+    EXPECT_EQ(xml.GetTagName(), "b");
+    ASSERT_TRUE(xml.FindChildElem("c"));
+    ASSERT_TRUE(xml.OutOfElem());   // a main, b child
+    EXPECT_EQ(xml.GetTagName(), "a");
+    ASSERT_TRUE(xml.FindChildElem("d"));
+    xml.ResetChildPos();
+    ASSERT_TRUE(xml.FindChildElem("b"));
+    xml.ResetPos();
+    EXPECT_EQ(xml.GetTagName(), "");
+    EXPECT_TRUE(xml.FindElem("a"));
+}
+
+namespace {
+
+// The clip list reader's exact call sequence (the item list parser's
+// parse_videoclip), and the programme loop around it.
+std::vector<std::string> ReadClips(CMarkup& xml)
+{
+    std::vector<std::string> clips;
+    xml.IntoElem();
+    xml.FindChildElem("VideoClips");
+    xml.IntoElem();
+    while (xml.FindElem("VideoClip"))
+        clips.push_back(xml.GetAttrib("VideoCode"));
+    xml.OutOfElem();
+    xml.OutOfElem();
+    return clips;
+}
+
+std::vector<std::string> ReadPrograms(CMarkup& xml, std::vector<std::string>* clips)
+{
+    std::vector<std::string> programs;
+    xml.FindElem("Root");
+    xml.IntoElem();
+    xml.ResetMainPos();
+    xml.FindElem("Programs");
+    xml.IntoElem();
+    while (xml.FindElem("Program")) {
+        programs.push_back(xml.GetAttrib("Code"));
+        for (const std::string& clip : ReadClips(xml))
+            clips->push_back(clip);
+    }
+    return programs;
+}
+
+} // namespace
+
+TEST(MarkupCursor, ClipListReaderRestoresThePositionOfAProgramme)
+{
+    CMarkup xml;
+    ASSERT_TRUE(xml.SetDoc("<Root><Result/><Programs>"
+                           "<Program Code='p1'><VideoClips><VideoClip VideoCode='v1'/>"
+                           "<VideoClip VideoCode='v2'/></VideoClips></Program>"
+                           "<Program Code='p2'><Other/></Program>"
+                           "<Program Code='p3'><VideoClips><VideoClip VideoCode='v3'/>"
+                           "</VideoClips></Program></Programs></Root>"));
+    std::vector<std::string> clips;
+    EXPECT_EQ(ReadPrograms(xml, &clips), (Names{"p1", "p2", "p3"}));
+    EXPECT_EQ(clips, (Names{"v1", "v2", "v3"}));
+}
+
+TEST(MarkupCursor, ClipListReaderEndsTheListAtAProgrammeWithoutChildren)
+{
+    CMarkup xml;
+    ASSERT_TRUE(xml.SetDoc("<Root><Result/><Programs>"
+                           "<Program Code='p1'><VideoClips><VideoClip VideoCode='v1'/>"
+                           "</VideoClips></Program><Program Code='p2'/>"
+                           "<Program Code='p3'><VideoClips/></Program></Programs></Root>"));
+    std::vector<std::string> clips;
+    EXPECT_EQ(ReadPrograms(xml, &clips), (Names{"p1", "p2"}));
+    EXPECT_EQ(clips, (Names{"v1"}));
+    EXPECT_EQ(xml.GetTagName(), "Programs");   // lifted one level above the list
+}
+
+TEST(MarkupData, ElementTextAndAttributeValues)
+{
+    const struct {
+        const char* doc;
+        const char* data;   // GetChildData of the first child of <r>
+    } cases[] = {
+        {"<r><UserToken>a&amp;b</UserToken></r>", "a&b"},
+        {"<r><x><![CDATA[<y>]]></x></r>", "<y>"},
+        {"<r><x>&unknown;</x></r>", "&unknown;"},
+        {"<r><x>&#65;&#x42;</x></r>", "AB"},
+        {"<r><x>&EACUTE;</x></r>", "\xC3\x89"},
+        {"<r><x> x </x></r>", " x "},
+        {"<r><x>a<!--c-->b<![CDATA[<&amp;>]]>c<?p?>d&lt;</x></r>", "ab<&amp;>cd<"},
+        {"<r><x/></r>", ""},
+        {"<r><x><y/></x></r>", ""},
+    };
+    for (const auto& c : cases) {
+        CMarkup xml;
+        ASSERT_TRUE(xml.SetDoc(c.doc)) << c.doc;
+        xml.FindChildElem();
+        EXPECT_EQ(xml.GetChildData(), c.data) << c.doc;
+    }
+
+    CMarkup xml;
+    ASSERT_TRUE(xml.SetDoc("<Result code=0 msg='ok' q=\"it's\" gt='a>b' e=\"&lt;&#x41;\" "
+                           "sp = 'x' empty='' bare next=v/>"));
+    ASSERT_TRUE(xml.FindElem("Result"));
+    const char* attribs[][2] = {
+        {"code", "0"},  {"msg", "ok"}, {"q", "it's"}, {"gt", "a>b"}, {"e", "<A"},
+        {"sp", "x"},    {"empty", ""}, {"bare", ""},  {"next", "v"}, {"co", ""},
+        {"missing", ""}, {"Result", ""},
+    };
+    for (const auto& a : attribs)
+        EXPECT_EQ(xml.GetAttrib(a[0]), a[1]) << a[0];
+    EXPECT_EQ(xml.GetAttrib(nullptr), "");
+    ASSERT_TRUE(xml.SetDoc("<a x=/ y='1'/>"));
+    ASSERT_TRUE(xml.FindElem());
+    EXPECT_EQ(xml.GetAttrib("y"), "");   // "/" ends the attributes
+}
+
+TEST(MarkupEntities, ReferencesDecodeToUtf8)
+{
+    const struct {
+        const char* text;
+        const char* decoded;
+    } cases[] = {
+        {"&amp;&lt;&gt;&quot;&apos;", "&<>\"'"},
+        {"&AMP;&Lt;", "&<"},
+        {"&#65;&#x41;&#X41;&#x4a;&#X4A;", "AAAJJ"},
+        {"&#233;&#xE9;", "\xC3\xA9\xC3\xA9"},
+        {"&#x20AC;&euro;", "\xE2\x82\xAC\xE2\x82\xAC"},
+        {"&#x1F600;", "\xF0\x9F\x98\x80"},
+        {"&#x7FFFFFF;", "\xF7\xBF\xBF\xBF"},   // bits above 20 are dropped
+        {"&#6a5;", "\x06"},                    // digits as far as they go
+        {"&eacute;&Eacute;", "\xC3\x89\xC3\x89"},
+        {"&dagger;&Dagger;&prime;", "\xE2\x80\xA1\xE2\x80\xA1\xE2\x80\xB3"},
+        {"&nbsp;&yuml;&thetasym;&diams;", "\xC2\xA0\xC5\xB8\xCF\x91\xE2\x99\xA6"},
+        {"&#0;&#x0;&#;&#x;", "&#0;&#x0;&#;&#x;"},
+        {"&unknown;&;", "&unknown;&;"},
+        {"&abcdefghi;&abcdefghij;", "&abcdefghi;&abcdefghij;"},
+        {"&#00000065;&#000000065;", "A&#000000065;"},
+        {"&amp &amp;", "&amp &"},
+        {"&a\xC3\xA9;", "&a\xC3\xA9;"},
+        {"a&", "a&"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(CMarkup::UnescapeText(c.text), c.decoded) << c.text;
+    EXPECT_EQ(CMarkup::UnescapeText("&lt;&lt;", 4), "<");
+    EXPECT_EQ(CMarkup::UnescapeText("&lt;&lt;", 3), "&lt");
+}
+
+// The 64 names HTML 4 has in two cases decode to the capital's code point.
+TEST(MarkupEntities, NamesInTwoCasesDecodeToTheCapital)
+{
+    const char* capitals[] = {
+        "Agrave", "Aacute", "Acirc", "Atilde", "Auml", "Aring", "AElig", "Ccedil",
+        "Egrave", "Eacute", "Ecirc", "Euml", "Igrave", "Iacute", "Icirc", "Iuml",
+        "ETH", "Ntilde", "Ograve", "Oacute", "Ocirc", "Otilde", "Ouml", "Oslash",
+        "Ugrave", "Uacute", "Ucirc", "Uuml", "Yacute", "THORN", "OElig", "Scaron",
+        "Yuml", "Dagger", "Alpha", "Beta", "Gamma", "Delta", "Epsilon", "Zeta",
+        "Eta", "Theta", "Iota", "Kappa", "Lambda", "Mu", "Nu", "Xi",
+        "Omicron", "Pi", "Rho", "Sigma", "Tau", "Upsilon", "Phi", "Chi",
+        "Psi", "Omega", "Prime", "lArr", "uArr", "rArr", "dArr", "hArr",
+    };
+    for (const char* capital : capitals) {
+        std::string lower = capital;
+        for (char& ch : lower)
+            ch = static_cast<char>(std::tolower(static_cast<unsigned char>(ch)));
+        const std::string fromCapital = CMarkup::UnescapeText(("&" + std::string(capital) + ";").c_str());
+        EXPECT_NE(fromCapital[0], '&') << capital;
+        EXPECT_EQ(CMarkup::UnescapeText(("&" + lower + ";").c_str()), fromCapital) << lower;
+    }
+    EXPECT_EQ(CMarkup::UnescapeText("&Alpha;"), "\xCE\x91");
+    EXPECT_EQ(CMarkup::UnescapeText("&larr;"), "\xE2\x87\x90");   // as lArr
+}
+
+namespace {
+
+// Random well-formed documents: nesting, both quote styles, the five XML
+// entities, numeric references, CDATA, comments and processing instructions.
+class DocumentGenerator {
+public:
+    explicit DocumentGenerator(unsigned seed) : rng_(seed) {}
+
+    std::string Document()
+    {
+        std::string doc;
+        if (Chance(2))
+            doc += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+        if (Chance(3))
+            doc += "<!-- head -->";
+        Element(doc, 0);
+        if (Chance(3))
+            doc += "\n<?tail x?>";
+        return doc;
+    }
+
+private:
+    int Pick(int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng_); }
+    bool Chance(int n) { return Pick(n) == 0; }
+
+    std::string Name()
+    {
+        static const char first[] = "abcXYZ_:";
+        static const char rest[] = "abcXYZ_:019.-";
+        std::string name(1, first[Pick(sizeof first - 1)]);
+        for (int n = Pick(6); n > 0; --n)
+            name += rest[Pick(sizeof rest - 1)];
+        return name;
+    }
+
+    std::string Text(char quote)
+    {
+        static const char* pieces[] = {"a", "Z", " ", "9", "&amp;", "&lt;", "&gt;", "&quot;",
+                                       "&apos;", ">", "\xC3\xA9", "\t"};
+        std::string text;
+        for (int n = Pick(8); n > 0; --n) {
+            const int k = Pick(15);
+            if (k < 12) {
+                text += pieces[k];
+            } else if (k == 12) {
+                text += quote == '"' ? "'" : "\"";
+            } else {
+                static const unsigned ranges[][2] = {
+                    {0x21, 0x7E}, {0xA0, 0xD7FF}, {0xE000, 0xFFFD}, {0x10000, 0x10FFFF}};
+                const auto& r = ranges[Pick(4)];
+                const unsigned code = r[0] + static_cast<unsigned>(Pick(static_cast<int>(r[1] - r[0] + 1)));
+                char ref[16];
+                if (k == 13)
+                    std::snprintf(ref, sizeof ref, "&#%u;", code);
+                else
+                    std::snprintf(ref, sizeof ref, "&#x%X;", code);
+                text += ref;
+            }
+        }
+        return text;
+    }
+
+    void Element(std::string& doc, int depth)
+    {
+        const std::string name = Name();
+        doc += "<" + name;
+        for (int n = Pick(5), i = 0; i < n; ++i) {
+            const char quote = Chance(2) ? '"' : '\'';
+            doc += std::string(Chance(3) ? "\n " : " ") + "at" + std::to_string(i) + "_" + Name();
+            doc += Chance(4) ? " = " : "=";
+            doc += quote + Text(quote) + quote;
+        }
+        if (depth > 0 && Chance(4)) {
+            doc += Chance(2) ? "/>" : " />";
+            return;
+        }
+        doc += ">";
+        const bool leaf = depth >= 4 || (depth > 0 && Chance(4));
+        for (int n = Pick(6); n > 0; --n) {
+            const int k = Pick(7);
+            if (k <= 2 && !leaf)
+                Element(doc, depth + 1);
+            else if (k == 3)
+                doc += "<![CDATA[" + Text('"') + "<&]]]>";
+            else if (k == 4)
+                doc += "<!--" + Text('"') + "-->";
+            else if (k == 5)
+                doc += "<?pi " + Text('"') + "?>";
+            else
+                doc += Text('<');
+        }
+        doc += "</" + name + (Chance(4) ? " >" : ">");
+    }
+
+    std::mt19937 rng_;
+};
+
+// Walks the children of pugixml's node and the navigator's level side by side.
+void CompareLevel(CMarkup& xml, const pugi::xml_node& parent, const std::string& doc,
+                  int* elements)
+{
+    for (pugi::xml_node node = parent.first_child(); node; node = node.next_sibling()) {
+        if (node.type() != pugi::node_element)
+            continue;
+        ++*elements;
+        ASSERT_TRUE(xml.FindElem()) << doc;
+        ASSERT_EQ(xml.GetTagName(), node.name()) << doc;
+        for (pugi::xml_attribute attr = node.first_attribute(); attr; attr = attr.next_attribute())
+            ASSERT_EQ(xml.GetAttrib(attr.name()), attr.value()) << attr.name() << " in " << doc;
+        ASSERT_EQ(xml.GetAttrib("absent"), "");
+        if (!node.find_child([](const pugi::xml_node& n) { return n.type() == pugi::node_element; })) {
+            std::string text;
+            for (pugi::xml_node piece = node.first_child(); piece; piece = piece.next_sibling())
+                if (piece.type() == pugi::node_pcdata || piece.type() == pugi::node_cdata)
+                    text += piece.value();
+            ASSERT_EQ(xml.GetData(), text) << node.name() << " in " << doc;
+        }
+        ASSERT_TRUE(xml.IntoElem());
+        CompareLevel(xml, node, doc, elements);
+        ASSERT_TRUE(xml.OutOfElem());
+    }
+    ASSERT_FALSE(xml.FindElem()) << doc;
+}
+
+} // namespace
+
+TEST(MarkupDifferential, AgreesWithPugixmlOnGeneratedDocuments)
+{
+    DocumentGenerator generator(20240611u);
+    CMarkup xml;
+    int elements = 0;
+    for (int i = 0; i < 3000; ++i) {
+        const std::string doc = generator.Document();
+        pugi::xml_document reference;
+        const unsigned flags = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_ws_pcdata;
+        ASSERT_TRUE(reference.load_buffer(doc.data(), doc.size(), flags)) << doc;
+        ASSERT_TRUE(xml.SetDoc(doc)) << xml.GetError() << " in " << doc;
+        CompareLevel(xml, reference, doc, &elements);
+        if (HasFatalFailure())
+            return;
+    }
+    EXPECT_GT(elements, 10000);   // the generator really nests
+}

@@ -1,0 +1,141 @@
+// Parsers and copies under an exhausted allocator: every allocation in turn
+// fails once; nothing may crash or leak (LeakSanitizer checks the latter).
+#include <cstdlib>
+#include <string>
+
+#include "parse_test_util.h"
+#include "service/pavo_global.h"
+
+namespace {
+
+using parse_test::captured_stdout;
+
+// Fails exactly the n-th allocation (counting from 1) and no other.
+struct FailingPool {
+    int calls = 0;
+    int fail_at = 0;
+};
+
+void* failing_malloc(size_t size, void* context)
+{
+    FailingPool* pool = static_cast<FailingPool*>(context);
+    if (++pool->calls == pool->fail_at)
+        return nullptr;
+    return malloc(size);
+}
+
+void pool_free(void* block, void*) { free(block); }
+
+class Exhaustion : public parse_test::ParseTest {
+protected:
+    void SetUp() override
+    {
+        ParseTest::SetUp();
+        handle_ = MyMemPoolConstruct(failing_malloc, pool_free, nullptr, nullptr, &pool_);
+        g_pavo_env.mpool = handle_;
+    }
+    void TearDown() override
+    {
+        g_pavo_env.mpool = nullptr;
+        MyMemePoolDestruct(handle_);
+    }
+    void fail_allocation(int n)
+    {
+        pool_.calls = 0;
+        pool_.fail_at = n;
+    }
+    int allocations() const { return pool_.calls; }
+
+    FailingPool pool_;
+    HMYMEMPOOL handle_ = nullptr;
+};
+
+const char kItemAnswer[] =
+    "<Root><Result ResultCode=\"0\" ResultMsg=\"m\"/><Programee Count=\"2\">"
+    "<Item Type=\"1\" Code=\"p\" Name=\"n\"/><Item Type=\"2\" Code=\"c\" Name=\"n\"/>"
+    "</Programee><Programs><Program Code=\"p\" Name=\"x\"><VideoClips>"
+    "<VideoClip VideoCode=\"v1\" Duration=\"d\"/><VideoClip VideoCode=\"v2\"/></VideoClips>"
+    "</Program></Programs><Channels><Channel Code=\"c\" Name=\"y\"><VideoClips>"
+    "<VideoClip VideoCode=\"v3\"/></VideoClips></Channel></Channels></Root>";
+
+struct Answer {
+    const char* text;
+    tpavo_datatype datatype;
+};
+
+const Answer kAnswers[] = {
+    {"<Root><Result ResultCode=\"0\" ResultMsg=\"m\"/><Response><ServerAuthenticator>a"
+     "</ServerAuthenticator><UserToken>t</UserToken><DRMSrvAddress2>d</DRMSrvAddress2>"
+     "<SystemTime>2010-01-01 00:00:00</SystemTime></Response></Root>",
+     DATATYPE_LOGINRESULT},
+    {"<Root><Result ResultCode=\"0\" ResultMsg=\"m\"/><Response><UserID>u</UserID>"
+     "<NickName>n</NickName></Response></Root>",
+     DATATYPE_OPENRESULT},
+    {"<Root><Result ResultCode=\"0\"/><Categorys><Category Code=\"a\" Name=\"b\"/>"
+     "<Category Code=\"c\"/></Categorys></Root>",
+     DATATYPE_CATEGORYLIST},
+    {"<Root><Result ResultCode=\"0\"><Schedules><Schedule Name=\"a\"/><Schedule Name=\"b\"/>"
+     "</Schedules></Result></Root>",
+     DATATYPE_SCHEDULELIST},
+    {kItemAnswer, DATATYPE_ITEM},
+    {"raw", DATATYPE_EXTSERVICERESULT},
+};
+
+TEST_F(Exhaustion, EveryFailedAllocationIsSurvived)
+{
+    for (const Answer& answer : kAnswers) {
+        SCOPED_TRACE(answer.text);
+        fail_allocation(0);
+        parse_test::parse(answer.text, answer.datatype);
+        const int needed = allocations();
+        for (int n = 1; n <= needed; ++n) {
+            SCOPED_TRACE(n);
+            fail_allocation(n);
+            captured_stdout([&] {
+                auto result = parse_test::parse(answer.text, answer.datatype);
+                ASSERT_NE(result, nullptr);
+                if (n == 1) {  // the record itself: the failure result stands in
+                    EXPECT_EQ(result->resultcode, -9000);
+                }
+                if (result->dumpproc != nullptr)
+                    result->dumpproc(result.get());
+            });
+        }
+    }
+}
+
+TEST_F(Exhaustion, FailedCopiesAreReported)
+{
+    tpavo_videoclip second = {};
+    tpavo_videoclip first = {};
+    first.videocode = const_cast<char*>("v");
+    first.next = &second;
+    tpavo_program program = {};
+    program.pvideoclip = &first;
+
+    fail_allocation(1);
+    EXPECT_EQ(captured_stdout([&] { EXPECT_EQ(dup_videoclip(&first), nullptr); }),
+              "\033[1;31mdup videoclip failed\r\n\033[0m");
+    fail_allocation(1);
+    EXPECT_EQ(captured_stdout([&] { EXPECT_EQ(dup_program(&program), nullptr); }),
+              "\033[1;31mdup program error\r\n\033[0m");
+    fail_allocation(1);
+    EXPECT_EQ(captured_stdout([&] {
+                  tpavo_channel channel = {};
+                  EXPECT_EQ(dup_channel(&channel), nullptr);
+              }),
+              "");
+
+    // The first clip's record fails: it is skipped, the second is kept.
+    fail_allocation(1);
+    tpavo_videoclip* copy = nullptr;
+    EXPECT_EQ(captured_stdout([&] { copy = dup_videocliplist(&first); }),
+              "\033[1;31mdup videoclip failed\r\n\033[0m"
+              "\033[1;31mdup videoclip error\r\n\033[0m");
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(copy->videocode, nullptr);  // it was the second, empty clip
+    EXPECT_EQ(copy->next, nullptr);
+    pavo_freevideoclip(copy);
+}
+
+}  // namespace
