@@ -58,6 +58,16 @@ TEST(MarkupVerdict, WellFormedDocumentWithEveryNodeKindHasNoFindings)
     EXPECT_EQ(xml.GetAttrib("a"), ">");
 }
 
+// Bytes 97 to 127 start names too, "{" and "~" included.
+TEST(MarkupVerdict, NameStartCharactersIncludeBytes97To127)
+{
+    CMarkup xml;
+    ASSERT_TRUE(xml.SetDoc("<r><{x/><~/><\x7F/><_:/></r>"));
+    xml.FindElem("r");
+    xml.IntoElem();
+    EXPECT_EQ(LevelNames(xml), (Names{"{x", "~", "\x7F", "_:"}));
+}
+
 TEST(MarkupVerdict, StringFormStopsAtFirstZeroByte)
 {
     CMarkup xml;
@@ -74,6 +84,7 @@ TEST(MarkupFindings, EveryKindIsRecordedWithItsOffset)
         const char* findings;
     } cases[] = {
         {"<a>1 < 2</a>", "<first_tag_syntax offset=\"5\"/>"},
+        {"<r><1/></r>", "<first_tag_syntax offset=\"3\"/>"},
         {"<a><!x></a>", "<exclamation_tag_syntax offset=\"3\"/>"},
         {"<a><!-x></a>", "<comment_tag_syntax offset=\"3\"/>"},
         {"<a><![x[y]]></a>", "<cdata_section_syntax offset=\"3\"/>"},
@@ -424,6 +435,37 @@ TEST(MarkupData, ElementTextAndAttributeValues)
     ASSERT_TRUE(xml.SetDoc("<a x=/ y='1'/>"));
     ASSERT_TRUE(xml.FindElem());
     EXPECT_EQ(xml.GetAttrib("y"), "");   // "/" ends the attributes
+}
+
+// Attributes read one by one come from an index of the element's start tag;
+// the answers must be those of a scan from the start of the tag.
+TEST(MarkupData, AttributeReadsAnswerAsAFreshScanWould)
+{
+    std::string doc = "<r><e";
+    for (int i = 0; i < 30; ++i)
+        doc += " a" + std::to_string(i) + "='" + std::to_string(i) + "'";
+    doc += " a3='dup' b='x'/><f a3='f'/></r>";
+    CMarkup xml;
+    ASSERT_TRUE(xml.SetDoc(doc));
+    ASSERT_TRUE(xml.FindChildElem("e"));
+    const char* reads[][2] = {{"a29", "29"}, {"a2", "2"}, {"a3", "3"}, {"b", "x"},
+                              {"a28", "28"}, {"zz", ""}, {"a0", "0"}, {"b", "x"}};
+    for (const auto& r : reads)
+        EXPECT_EQ(xml.GetChildAttrib(r[0]), r[1]) << r[0];
+    EXPECT_EQ(xml.GetAttrib("a3"), "");   // the main position is r
+    EXPECT_EQ(xml.GetChildAttrib("a3"), "3");
+    ASSERT_TRUE(xml.FindChildElem("f"));
+    EXPECT_EQ(xml.GetChildAttrib("a3"), "f");
+    xml.SetDocFlags(CMarkup::MDF_IGNORECASE);
+    EXPECT_EQ(xml.GetChildAttrib("A3"), "f");
+    xml.SetDocFlags(0);
+
+    ASSERT_TRUE(xml.SetDoc("<a x='1'/>"));
+    ASSERT_TRUE(xml.FindElem());
+    EXPECT_EQ(xml.GetAttrib("x"), "1");
+    ASSERT_TRUE(xml.SetDoc("<a x='2'/>"));   // same element index, new text
+    ASSERT_TRUE(xml.FindElem());
+    EXPECT_EQ(xml.GetAttrib("x"), "2");
 }
 
 TEST(MarkupEntities, ReferencesDecodeToUtf8)

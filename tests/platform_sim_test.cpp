@@ -233,6 +233,59 @@ TEST_F(PlatformSimTest, OpenAndLoginAnswerSessionAndAddresses) {
                          "DRMSrvAddress2",      "SystemTime"}));
 }
 
+TEST_F(PlatformSimTest, OpenBindsAnUnboundCardToItsFirstTerminal) {
+    const std::string first = "000000PAVO0000STB100V4000000SIM0000007";
+    const std::string second = "000000PAVO0000STB100V4000000SIM0000008";
+    auto open_card = [&](const std::string& tvid) {
+        return post("/Open",
+                    form({{"OpenMode", "1"},
+                          {"OpenParam", "8860000000001002"},
+                          {"TVID", tvid},
+                          {"Authenticator", authenticator("482613", "8860000000001002", tvid)}}));
+    };
+    EXPECT_EQ(open_card(first)->field("UserID"), "u1002");
+    EXPECT_EQ(open_card(first)->result_code(), 0);
+    EXPECT_EQ(open_card(second)->result_code(), -104);
+    EXPECT_EQ(login("u1002", authenticator("u1002", "u1002", first))->result_code(), 0);
+    sim.reset();
+    EXPECT_EQ(open_card(second)->result_code(), 0);
+}
+
+TEST_F(PlatformSimTest, OpenChecksModeParameterAndAuthenticator) {
+    const std::string hotel = "000000PAVO0000STB100V4000000SIM0000002";
+    const struct {
+        const char* what;
+        const char* mode;
+        std::string param;
+        std::string auth;
+        int code;
+    } cases[] = {
+        {"by terminal code", "2", hotel, authenticator("482613", hotel, hotel), 0},
+        {"unknown mode", "3", hotel, authenticator("482613", hotel, hotel), -106},
+        {"user key instead of open key", "2", hotel, authenticator("u2001", hotel, hotel), -102},
+        {"other parameter inside", "2", hotel, authenticator("482613", "u2001", hotel), -103},
+        {"unknown card", "1", "123", authenticator("482613", "123", hotel), -105},
+    };
+    for (const auto& open : cases) {
+        auto answer = post("/Open", form({{"OpenMode", open.mode},
+                                          {"OpenParam", open.param},
+                                          {"TVID", hotel},
+                                          {"Authenticator", open.auth}}));
+        EXPECT_EQ(answer->result_code(), open.code) << open.what;
+    }
+}
+
+TEST_F(PlatformSimTest, DelayWithoutStatusStillAnswers) {
+    sim.set_fault("/Service/Report", 0, 20);
+    EXPECT_EQ(post("/Service/Report", "")->result_code(), 0);
+}
+
+TEST_F(PlatformSimTest, UnknownPathsAndServiceGetsAnswer404) {
+    EXPECT_EQ(post("/Service/NoSuchService", "")->http_status, 404);
+    EXPECT_EQ(client()->Get("/Service/Login")->status, 404);
+    EXPECT_EQ(client()->Get("/files/")->status, 404);
+}
+
 TEST_F(PlatformSimTest, LoginRejectsBadAuthenticators) {
     const struct {
         const char* what;

@@ -124,17 +124,17 @@ void read_server_time(CMarkup& xml, void*)
 
 constexpr size_t kNoNext = 0;
 
-constexpr pavo_record_spec kOpenResponse = {
+constexpr pavo_record_layout kOpenResponse = {
     "Response", sizeof(tpavo_openresponse), kNoNext, pavo_fields(kOpenFields), nullptr};
-constexpr pavo_record_spec kLoginResponse = {
+constexpr pavo_record_layout kLoginResponse = {
     "Response", sizeof(tpavo_loginresponse), kNoNext, pavo_fields(kLoginFields), read_server_time};
-constexpr pavo_record_spec kRechargeResponse = {
+constexpr pavo_record_layout kRechargeResponse = {
     "Response", sizeof(tpavo_rechargeresponse), kNoNext, pavo_fields(kRechargeFields), nullptr};
-constexpr pavo_record_spec kPlayResponse = {
+constexpr pavo_record_layout kPlayResponse = {
     "Response", sizeof(tpavo_playresponse), kNoNext, pavo_fields(kPlayFields), nullptr};
-constexpr pavo_record_spec kUpgradeOsResponse = {
+constexpr pavo_record_layout kUpgradeOsResponse = {
     "Response", sizeof(tpavo_upgradeosresponse), kNoNext, pavo_fields(kUpgradeOsFields), nullptr};
-constexpr pavo_record_spec kUpgradeResResponse = {"Response", sizeof(tpavo_upgraderesresponse),
+constexpr pavo_record_layout kUpgradeResResponse = {"Response", sizeof(tpavo_upgraderesresponse),
                                                   kNoNext, pavo_fields(kUpgradeResFields),
                                                   nullptr};
 

@@ -156,13 +156,13 @@ constexpr pavo_field kChannelDump[] = {
     PAVO_FIELD(tpavo_channel, nullptr, bkimage2, text),
 };
 
-constexpr pavo_record_spec kCategoryEntry = {"Category", sizeof(tpavo_category),
+constexpr pavo_record_layout kCategoryEntry = {"Category", sizeof(tpavo_category),
                                              offsetof(tpavo_category, next),
                                              pavo_fields(kCategoryFields), nullptr};
-constexpr pavo_record_spec kScheduleEntry = {"Schedule", sizeof(tpavo_schedule),
+constexpr pavo_record_layout kScheduleEntry = {"Schedule", sizeof(tpavo_schedule),
                                              offsetof(tpavo_schedule, next),
                                              pavo_fields(kScheduleFields), nullptr};
-constexpr pavo_record_spec kClipEntry = {"VideoClip", sizeof(tpavo_videoclip),
+constexpr pavo_record_layout kClipEntry = {"VideoClip", sizeof(tpavo_videoclip),
                                          offsetof(tpavo_videoclip, next),
                                          pavo_fields(kClipFields), nullptr};
 
@@ -201,11 +201,11 @@ constexpr pavo_answer_kind kScheduleListAnswer = {DATATYPE_SCHEDULELIST, free_sc
 
 }  // namespace
 
-extern const pavo_record_spec pavo_program_entry = {"Program", sizeof(tpavo_program),
+extern const pavo_record_layout pavo_program_entry = {"Program", sizeof(tpavo_program),
                                                     offsetof(tpavo_program, next),
                                                     pavo_fields(kProgramFields),
                                                     attach_program_clips};
-extern const pavo_record_spec pavo_channel_entry = {"Channel", sizeof(tpavo_channel),
+extern const pavo_record_layout pavo_channel_entry = {"Channel", sizeof(tpavo_channel),
                                                     offsetof(tpavo_channel, next),
                                                     pavo_fields(kChannelFields),
                                                     attach_channel_clips};

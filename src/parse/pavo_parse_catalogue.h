@@ -11,8 +11,8 @@
 
 tpavo_videoclip* parse_videoclip(CMarkup& xml);
 
-extern const pavo_record_spec pavo_program_entry;
-extern const pavo_record_spec pavo_channel_entry;
+extern const pavo_record_layout pavo_program_entry;
+extern const pavo_record_layout pavo_channel_entry;
 
 void pavo_dump_program(const tpavo_program* program);
 void pavo_dump_channel(const tpavo_channel* channel);

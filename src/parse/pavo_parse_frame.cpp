@@ -46,17 +46,17 @@ void read_attributes(CMarkup& xml, void* record, pavo_field_table fields)
         pavo_store_field(record, fields.fields[i], xml.GetAttrib(fields.fields[i].source));
 }
 
-// A fresh record filled by `read_fields` and the spec's own last step; null
+// A fresh record filled by `read_fields` and the layout's own last step; null
 // when the allocator is exhausted.
-void* read_record(CMarkup& xml, const pavo_record_spec& spec,
+void* read_record(CMarkup& xml, const pavo_record_layout& layout,
                   void (*read_fields)(CMarkup&, void*, pavo_field_table))
 {
-    void* record = pavo_malloc(spec.size);
+    void* record = pavo_malloc(layout.size);
     if (record == nullptr)
         return nullptr;
-    read_fields(xml, record, spec.fields);
-    if (spec.after_fields != nullptr)
-        spec.after_fields(xml, record);
+    read_fields(xml, record, layout.fields);
+    if (layout.after_fields != nullptr)
+        layout.after_fields(xml, record);
     return record;
 }
 
@@ -167,7 +167,7 @@ void* pavo_next_of(const void* record, size_t next_offset)
     return field_at<void*>(record, next_offset);
 }
 
-void* pavo_read_entries(CMarkup& xml, const pavo_record_spec& entry, int* count)
+void* pavo_read_entries(CMarkup& xml, const pavo_record_layout& entry, int* count)
 {
     void* head = nullptr;
     void* tail = nullptr;
@@ -189,7 +189,7 @@ void* pavo_read_entries(CMarkup& xml, const pavo_record_spec& entry, int* count)
 
 // "Count" is read and then replaced by the number of entries actually read.
 void* pavo_read_paged_list(CMarkup& xml, tpavo_result* result, const char* list_element,
-                           const pavo_record_spec& entry)
+                           const pavo_record_layout& entry)
 {
     xml.FindElem(list_element);
     result->totalcount = atoi(xml.GetAttrib("TotalCount").c_str());

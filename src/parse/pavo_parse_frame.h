@@ -51,7 +51,7 @@ constexpr pavo_field_table pavo_fields(const pavo_field (&fields)[N])
 // for single-record answers, the entry element for lists), its size, where
 // its next pointer lives (lists only), its fields in reading order, and an
 // optional step run after the fields (server time, clip lists).
-struct pavo_record_spec {
+struct pavo_record_layout {
     const char* element;
     size_t size;
     size_t next_offset;
@@ -66,7 +66,7 @@ struct pavo_answer_kind {
     tpavo_datatype tag;
     pavo_data_freeproc freeproc;
     pavo_data_dumpproc dumpproc;
-    const pavo_record_spec* response;
+    const pavo_record_layout* response;
     void (*read_body)(CMarkup& xml, tpavo_result* result);
 };
 
@@ -83,9 +83,9 @@ void pavo_copy_fields(void* target, const void* source, pavo_field_table fields)
 
 /* Lists: entries of `entry` at the current level, appended in document
  * order; the paged form reads the list element's paging attributes first. */
-void* pavo_read_entries(CMarkup& xml, const pavo_record_spec& entry, int* count);
+void* pavo_read_entries(CMarkup& xml, const pavo_record_layout& entry, int* count);
 void* pavo_read_paged_list(CMarkup& xml, tpavo_result* result, const char* list_element,
-                           const pavo_record_spec& entry);
+                           const pavo_record_layout& entry);
 void* pavo_next_of(const void* record, size_t next_offset);
 
 /* Freeing: text fields of the table, then the record(s). */

@@ -37,7 +37,7 @@ constexpr pavo_field kItemDump[] = {
     PAVO_FIELD(tpavo_item, nullptr, summary, text),
 };
 
-constexpr pavo_record_spec kItemEntry = {"Item", sizeof(tpavo_item), offsetof(tpavo_item, next),
+constexpr pavo_record_layout kItemEntry = {"Item", sizeof(tpavo_item), offsetof(tpavo_item, next),
                                          pavo_fields(kItemFields), nullptr};
 
 // "Programee" is the platform's spelling of the item list element.
@@ -46,7 +46,7 @@ constexpr char kItemListElement[] = "Programee";
 // The section is looked for at the level where the position stands after
 // the previous section; a previous section cut short by an entry without
 // children leaves it one level too high, and this one is then not found.
-void* read_section(CMarkup& xml, const char* section, const pavo_record_spec& entry)
+void* read_section(CMarkup& xml, const char* section, const pavo_record_layout& entry)
 {
     xml.OutOfElem();
     xml.ResetMainPos();

@@ -20,6 +20,7 @@
 #include "runtime/pavo_format.h"
 #include "service/pavo_global.h"
 #include "service/pavo_inifile.h"
+#include "service/pavo_service_props.h"
 
 namespace {
 
@@ -150,7 +151,7 @@ int read_config_number(const char* key, const char* conf)
 void read_config(tpavo_env& env)
 {
     char conf[PAVO_PROP_SIZE];
-    format_bounded(conf, sizeof conf, "%s/korix.conf", env.workdirectory);
+    pavo_inner_configpath(conf, sizeof conf);
     pavo_log_info("conf file:%s\r\n", conf);
 
     clear_field(env.openurl);

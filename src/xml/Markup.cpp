@@ -14,7 +14,8 @@
 CMarkup::CMarkup()
     : m_iPosParent(0), m_iPos(0), m_iPosChild(0), m_iPosFree(0), m_iPosDeleted(0),
       m_nNodeType(0), m_nNodeOffset(0), m_nNodeLength(0), m_nDocFlags(0), m_pFilePos(nullptr),
-      m_pSavedPosMaps(nullptr), m_pElemPosTree(new ElemPosTree)
+      m_pSavedPosMaps(nullptr), m_pElemPosTree(new ElemPosTree), m_iAttribElem(0),
+      m_nAttribNext(-1), m_nAttribCount(0), m_aAttribSpans()
 {
     SetDoc(nullptr);
 }
@@ -86,11 +87,12 @@ int CMarkup::x_FindElem(int iPosParent, int iPos, const PathPos& path) const
         return iPos;
     const bool bIgnoreCase = (m_nDocFlags & MDF_IGNORECASE) != 0;
     const char* pDoc = m_strDoc.c_str();
+    const size_t nNameLen = std::strlen(path.p);
     for (; iPos != 0; iPos = ELEM(iPos).iElemNext) {
         const char* pName = pDoc + ELEM(iPos).nStart + 1;
         while (CharIs(*pName, kCharSpace))
             ++pName;
-        if (MatchName(pName, TagNameLength(pName), path.p, bIgnoreCase))
+        if (MatchName(pName, TagNameLength(pName), path.p, nNameLen, bIgnoreCase))
             return iPos;
     }
     return 0;
@@ -162,11 +164,9 @@ std::string CMarkup::x_GetData(int iPos) const
     const char* pDoc = m_strDoc.c_str();
     const int nContent = elem.nStart + static_cast<int>(elem.nStartTagLen);
     const int nEnd = elem.nStart + elem.nLength - static_cast<int>(elem.nEndTagLen);
+    if (!std::memchr(pDoc + nContent, '<', static_cast<size_t>(nEnd - nContent)))
+        return UnescapedCopy(pDoc + nContent, static_cast<size_t>(nEnd - nContent));
     std::string strData;
-    if (!std::memchr(pDoc + nContent, '<', static_cast<size_t>(nEnd - nContent))) {
-        AppendUnescaped(strData, pDoc + nContent, static_cast<size_t>(nEnd - nContent));
-        return strData;
-    }
     // Mixed markup: text pieces unescaped, CDATA as it stands, the rest dropped.
     TokenPos token(pDoc, m_nDocFlags);
     token.m_nNext = nContent;
@@ -185,17 +185,47 @@ std::string CMarkup::x_GetData(int iPos) const
     return strData;
 }
 
+// The first attribute of the start tag whose name matches, unescaped; empty
+// when there is none. Attributes already seen are looked up in the span
+// index, the rest of the tag is scanned from where the index stops.
 std::string CMarkup::x_GetAttrib(int iPos, const char* szAttrib) const
 {
     if (iPos == 0 || m_nNodeType != MNT_ELEMENT || !szAttrib)
         return std::string();
-    TokenPos token(m_strDoc.c_str(), m_nDocFlags);
-    token.m_nNext = ELEM(iPos).nStart + 1;
-    std::string strValue;
-    if (token.FindAttrib(szAttrib))
-        AppendUnescaped(strValue, m_strDoc.c_str() + token.m_nL,
-                        static_cast<size_t>(token.m_nR - token.m_nL + 1));
-    return strValue;
+    const char* pDoc = m_strDoc.c_str();
+    const bool bIgnoreCase = (m_nDocFlags & MDF_IGNORECASE) != 0;
+    const size_t nAttribLen = std::strlen(szAttrib);
+    TokenPos token(pDoc, m_nDocFlags);
+    if (m_iAttribElem != iPos) {
+        m_iAttribElem = iPos;
+        m_nAttribCount = 0;
+        token.m_nNext = ELEM(iPos).nStart + 1;
+        m_nAttribNext = token.FindToken() ? token.m_nNext : -1;   // past the tag name
+    }
+    for (int i = 0; i < m_nAttribCount; ++i) {
+        const AttribSpan& span = m_aAttribSpans[i];
+        if (MatchName(pDoc + span.nName, span.nNameLen, szAttrib, nAttribLen, bIgnoreCase))
+            return UnescapedCopy(pDoc + span.nValue, static_cast<size_t>(span.nValueLen));
+    }
+    if (m_nAttribNext < 0)
+        return std::string();
+    token.m_nNext = m_nAttribNext;
+    int nNameL = 0;
+    int nNameLen = 0;
+    bool bIndexing = m_nAttribCount < kAttribSpans;
+    while (token.NextAttrib(nNameL, nNameLen)) {
+        const int nValueLen = token.m_nR - token.m_nL + 1;
+        if (bIndexing) {
+            m_aAttribSpans[m_nAttribCount++] = AttribSpan{nNameL, nNameLen, token.m_nL, nValueLen};
+            m_nAttribNext = token.m_nNext;
+            bIndexing = m_nAttribCount < kAttribSpans;
+        }
+        if (MatchName(pDoc + nNameL, nNameLen, szAttrib, nAttribLen, bIgnoreCase))
+            return UnescapedCopy(pDoc + token.m_nL, static_cast<size_t>(nValueLen));
+    }
+    if (bIndexing)
+        m_nAttribNext = -1;
+    return std::string();
 }
 
 // Findings are small empty elements; recording stops once the text has

@@ -108,6 +108,22 @@ private:
     FilePos* m_pFilePos;                 // no file reader or writer is built
     SavedPosMapArray* m_pSavedPosMaps;   // no named saved positions are built
     std::unique_ptr<ElemPosTree> m_pElemPosTree;
+
+    // The attributes of the element read last, in document order, as offsets:
+    // parsers read an element's attributes one after another, and this way its
+    // start tag is tokenized once. Lookups still find the first attribute of
+    // the name. Mutable because the getters are const; one thread per CMarkup.
+    struct AttribSpan {
+        int nName;
+        int nNameLen;
+        int nValue;
+        int nValueLen;
+    };
+    static constexpr int kAttribSpans = 24;
+    mutable int m_iAttribElem;   // element indexed below, 0 for none
+    mutable int m_nAttribNext;   // where its scan resumes, -1 when complete
+    mutable int m_nAttribCount;
+    mutable AttribSpan m_aAttribSpans[kAttribSpans];
 };
 
 #endif

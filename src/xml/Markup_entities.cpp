@@ -240,12 +240,20 @@ void AppendUnescaped(std::string& strOut, const char* pText, size_t nLength)
     strOut.append(p, pEnd);
 }
 
+// Text without references is built in one step: most values have none.
+std::string UnescapedCopy(const char* pText, size_t nLength)
+{
+    if (!std::memchr(pText, '&', nLength))
+        return std::string(pText, nLength);
+    std::string strText;
+    AppendUnescaped(strText, pText, nLength);
+    return strText;
+}
+
 std::string CMarkup::UnescapeText(const char* szText, int nTextLength)
 {
-    std::string strText;
     if (!szText)
-        return strText;
-    AppendUnescaped(strText, szText,
-                    nTextLength < 0 ? std::strlen(szText) : static_cast<size_t>(nTextLength));
-    return strText;
+        return std::string();
+    return UnescapedCopy(szText, nTextLength < 0 ? std::strlen(szText)
+                                                 : static_cast<size_t>(nTextLength));
 }

@@ -129,16 +129,23 @@ inline bool NameBytesEqual(const char* a, const char* b, int n, bool bIgnoreCase
     return true;
 }
 
-// A document name of n bytes matches szName when szName starts with it and
-// ends there or goes on with one of " =/[]" (a path step or a predicate).
-inline bool MatchName(const char* pName, int n, const char* szName, bool bIgnoreCase)
+// A document name of n bytes matches szName (nNameLen bytes) when szName
+// starts with it and ends there or goes on with one of " =/[]" (a path step
+// or a predicate). The cheap length and continuation tests come first.
+inline bool MatchName(const char* pName, int n, const char* szName, size_t nNameLen,
+                      bool bIgnoreCase)
 {
-    // The document holds no zero byte, so a shorter szName fails at its end.
-    if (bIgnoreCase ? !NameBytesEqual(pName, szName, n, true)
-                    : std::strncmp(pName, szName, static_cast<size_t>(n)) != 0)
+    if (static_cast<size_t>(n) > nNameLen)
         return false;
     const char c = szName[n];
-    return c == '\0' || c == ' ' || c == '=' || c == '/' || c == '[' || c == ']';
+    if (c != '\0' && c != ' ' && c != '=' && c != '/' && c != '[' && c != ']')
+        return false;
+    if (bIgnoreCase)
+        return NameBytesEqual(pName, szName, n, true);
+    for (int i = 0; i < n; ++i)
+        if (pName[i] != szName[i])
+            return false;
+    return true;
 }
 
 // Sum of the bytes as signed characters, modulo nSize (130 for entity names).
@@ -175,12 +182,8 @@ struct TokenPos {
     {
         return std::string_view(m_pDocText + m_nL, static_cast<size_t>(m_nR - m_nL + 1));
     }
-    bool Match(const char* szName) const
-    {
-        return MatchName(m_pDocText + m_nL, m_nR - m_nL + 1, szName, IgnoreCase());
-    }
     bool FindToken();
-    bool FindAttrib(const char* szAttrib);
+    bool NextAttrib(int& nNameL, int& nNameLen);
     int ParseNode(NodePos& node);
 
     int m_nL;
@@ -248,7 +251,8 @@ inline ElemPos& CMarkup::ELEM(int i) const
     return m_pElemPosTree->GetRefElemPosAt(i);
 }
 
-// Appends the text with its character references decoded (UTF-8 output).
+// The text with its character references decoded (UTF-8 output).
 void AppendUnescaped(std::string& strOut, const char* pText, size_t nLength);
+std::string UnescapedCopy(const char* pText, size_t nLength);
 
 #endif

@@ -190,6 +190,7 @@ void CMarkup::x_RecomputeLevels()
 bool CMarkup::x_ParseDoc()
 {
     x_SetPos(0, 0, 0);
+    m_iAttribElem = 0;
     const int nDocLength = static_cast<int>(m_strDoc.size());
     m_iPosFree = 1;
     x_AllocElemPos(nDocLength / 64 + 8);

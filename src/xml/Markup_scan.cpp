@@ -1,6 +1,6 @@
 /*
  * Markup_scan.cpp - the navigator's scanners: TokenPos::ParseNode classifies
- * the node at the scan position and finds its end, FindToken/FindAttrib read
+ * the node at the scan position and finds its end, FindToken/NextAttrib read
  * a start tag's attributes, PathPos checks a name argument. Called by the
  * parse in Markup_parse.cpp and the getters in Markup.cpp.
  */
@@ -60,14 +60,13 @@ bool TokenPos::FindToken()
     return true;
 }
 
-// From m_nNext (just after "<"): the first token is the tag name; a token
-// followed by "=" names an attribute whose value is the next token; ">", "/"
-// or "?" end the tag. On success m_nL..m_nR is the value.
-bool TokenPos::FindAttrib(const char* szAttrib)
+// Reads the next attribute of a start tag whose name token has been read: a
+// token followed by "=" names an attribute whose value is the next token;
+// ">", "/" or "?" end the tag (false). On success the name is at
+// nNameL/nNameLen and the value at m_nL..m_nR.
+bool TokenPos::NextAttrib(int& nNameL, int& nNameLen)
 {
     const char* d = m_pDocText;
-    if (!FindToken())
-        return false;
     for (;;) {
         if (!FindToken())
             return false;
@@ -77,15 +76,14 @@ bool TokenPos::FindAttrib(const char* szAttrib)
                 continue;   // "=" with no name before it
             return false;
         }
-        const int nNameL = m_nL;
-        const int nNameLen = m_nR - m_nL + 1;
+        nNameL = m_nL;
+        nNameLen = m_nR - m_nL + 1;
         int nAfter = m_nNext;
         while (CharIs(d[nAfter], kCharSpace))
             ++nAfter;
         if (d[nAfter] != '=')
             continue;   // a name without a value
         m_nNext = nAfter + 1;
-        const bool bMatch = MatchName(d + nNameL, nNameLen, szAttrib, IgnoreCase());
         if (!FindToken()) {
             m_nL = m_nNext;
             m_nR = m_nL - 1;
@@ -95,8 +93,7 @@ bool TokenPos::FindAttrib(const char* szAttrib)
             m_nNext = m_nL;
             m_nR = m_nL - 1;
         }
-        if (bMatch)
-            return true;
+        return true;
     }
 }
 

@@ -5,7 +5,6 @@
 #include <httplib.h>
 
 #include <fcntl.h>
-#include <ftw.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -170,20 +169,6 @@ void PlatformSim::set_answer(const std::string& path, const std::string& body) c
 
 void PlatformSim::reset() const {
     control("POST", "/_control/reset");
-}
-
-TempDir::TempDir() {
-    const char* base = std::getenv("TMPDIR");
-    std::string pattern = std::string(base && *base ? base : "/tmp") + "/pavo-test-XXXXXX";
-    if (!mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
-    path_ = pattern;
-}
-
-TempDir::~TempDir() {
-    nftw(
-        path_.c_str(),
-        [](const char* path, const struct stat*, int, struct FTW*) { return remove(path); }, 16,
-        FTW_DEPTH | FTW_PHYS);
 }
 
 void write_korix_conf(const std::string& dir, const ConfEntries& entries) {

@@ -3,6 +3,8 @@
 // temporary working directories with a korix.conf. Used by the integration tests.
 #pragma once
 
+#include "support/temp_dir.h"
+
 #include <sys/types.h>
 
 #include <string>
@@ -70,19 +72,6 @@ private:
     std::string base_url_;
 };
 
-// A fresh directory (mkdtemp under TMPDIR or /tmp), removed with its contents on destruction.
-class TempDir {
-public:
-    TempDir();
-    ~TempDir();
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-    const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
-
 using ConfEntries = std::vector<std::pair<std::string, std::string>>;
 
 // Writes `dir`/korix.conf: "[system]" and one "key=value" line per entry, in order. The
@@ -91,7 +80,7 @@ void write_korix_conf(const std::string& dir, const ConfEntries& entries);
 
 // A temporary working directory whose korix.conf points "openurl" at the simulator, with
 // console logging and `extra` entries after those.
-class SimWorkDir : public TempDir {
+class SimWorkDir : public ::TempDir {
 public:
     explicit SimWorkDir(const PlatformSim& sim, const ConfEntries& extra = {});
 };

@@ -153,12 +153,15 @@ bool load_offer(const std::vector<IniSection>& sections, const std::string& name
     return true;
 }
 
-bool load_accounts(const std::string& path, PlatformData& data, std::string& error) {
+std::optional<std::vector<IniSection>> read_data_ini(const std::string& path, std::string& error) {
     std::optional<std::vector<IniSection>> sections = read_ini_file(path);
-    if (!sections) {
-        error = "cannot read " + path;
-        return false;
-    }
+    if (!sections) error = "cannot read " + path;
+    return sections;
+}
+
+bool load_accounts(const std::string& path, PlatformData& data, std::string& error) {
+    std::optional<std::vector<IniSection>> sections = read_data_ini(path, error);
+    if (!sections) return false;
     for (const IniSection& section : *sections) {
         if (section.name.empty()) continue;
         AccountData account;
@@ -177,11 +180,8 @@ bool load_accounts(const std::string& path, PlatformData& data, std::string& err
 }
 
 bool load_platform(const std::string& path, PlatformData& data, std::string& error) {
-    std::optional<std::vector<IniSection>> sections = read_ini_file(path);
-    if (!sections) {
-        error = "cannot read " + path;
-        return false;
-    }
+    std::optional<std::vector<IniSection>> sections = read_data_ini(path, error);
+    if (!sections) return false;
     if (const IniSection* vouchers = find_section(*sections, "vouchers"))
         for (const auto& [code, points] : vouchers->entries)
             data.vouchers[code] = std::atoi(points.c_str());
