@@ -14,7 +14,7 @@ HMYMUTEX MyMutexConstruct(HMYMEMPOOL hm)
         return nullptr;
     record->hm = hm;
     if (pthread_mutex_init(&record->mtx, nullptr) != 0) {
-        pavo_log_warn("[%s:%d]", __FILE__, __LINE__);
+        pavo_log_warn("[%s:%d]", __FILE_NAME__, __LINE__);
         pavo_log_warn("fail create mutex");
         pavo_log_warn("\n");
         MyMemPoolFree(hm, record);
