@@ -132,13 +132,13 @@ enum class KeySource { none, user_id, open_seed };
 enum class AuthUser { user_id, text_argument_0 };
 enum class AuthBusiness { bizfield, empty, text_argument_0 };
 
-struct AuthenticatorSpec {
+struct AuthenticatorSources {
     KeySource key;
     AuthUser user;
     AuthBusiness business;
 };
 
-constexpr AuthenticatorSpec kNoAuthenticator = {KeySource::none, AuthUser::user_id,
+constexpr AuthenticatorSources kNoAuthenticator = {KeySource::none, AuthUser::user_id,
                                                 AuthBusiness::empty};
 
 // Session write-back of a successful synchronous answer: the pipeline's own
@@ -177,7 +177,7 @@ struct RequestRow {
     // What the pipeline's message callback parses the answer as; it differs
     // only for the related item list (9 here, 11 there), on purpose.
     tpavo_datatype async_datatype;
-    AuthenticatorSpec auth;
+    AuthenticatorSources auth;
     WritebackHook writeback;
     bool never_parsed;  // the status report leaves the last result as it was
     bool logs_profile;  // login writes the terminal profile between separators
@@ -271,7 +271,7 @@ void append_number(char* body, const char* key, int value)
     snprintf(body + used, kBodySize - used, "%s=%d&", key, value);
 }
 
-void build_authenticator(const AuthenticatorSpec& auth, const RequestArgs& args,
+void build_authenticator(const AuthenticatorSources& auth, const RequestArgs& args,
                          char (&session)[kPropertyCount][PAVO_PROP_SIZE], const char* ip,
                          char* authenticator)
 {
