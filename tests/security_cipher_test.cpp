@@ -107,8 +107,6 @@ const std::string kDigestKey = "6C2D2B2A3C8B0D7E0E0C4D4BFB8E9B8C4B0F9A11";
 
 }  // namespace
 
-// ---------------------------------------------------------------- cipher
-
 // A whole padding block is added when the length is a multiple of 8.
 TEST(TripleDes, EncryptMatchesEvpOnPaddedTextBlockForBlock)
 {
@@ -213,8 +211,6 @@ TEST(TripleDes, DecryptAlsoDeciphersTheZeroBlockBehindTheText)
     EXPECT_EQ(decrypt(kDigestKey, hex), expected);
 }
 
-// ---------------------------------------------------------------- hex helpers
-
 TEST(HexHelpers, StringToHexIsUpperCaseAndTakesAtMost511Bytes)
 {
     char out[2048];
@@ -256,8 +252,6 @@ TEST(Sha1Text, FortyUpperCaseHexCharactersAndTerminator)
     pavo_sha1(message, 3, out);
     EXPECT_EQ(std::string(out + 40, 2), std::string("\0Q", 2));
 }
-
-// ---------------------------------------------------------------- authenticator
 
 class Authenticator : public ::testing::Test {
 protected:

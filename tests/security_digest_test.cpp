@@ -123,8 +123,6 @@ ssize_t read_once_then_fail(void* cookie, char* buf, size_t size)
 
 }  // namespace
 
-// ---------------------------------------------------------------- SHA-1
-
 TEST(Sha1, PublishedVectorsWholeAndInPieces)
 {
     const struct { std::string input; int repeat; const char* digest; } vectors[] = {
@@ -198,8 +196,6 @@ TEST_F(DigestFiles, Sha1FileDigestsInChunksAndReportsOpenAndReadFailures)
     EXPECT_EQ(Bytes(out, out + 20), Bytes(20, 0xAB));
 }
 
-// ---------------------------------------------------------------- HMAC-SHA1
-
 TEST(HmacSha1, Rfc2202Vectors)
 {
     const struct { Bytes key; Bytes data; const char* mac; } vectors[] = {
@@ -242,8 +238,6 @@ TEST(HmacSha1, OneShotAndStreamingMatchOpenSslAcrossKeyLengths)
     EXPECT_EQ(pavo_hmac(key65, data), pavo_hmac(Bytes(hashed, hashed + 20), data));
     EXPECT_NE(pavo_hmac(key65, data), pavo_hmac(pattern(64), data));  // its 64-byte prefix
 }
-
-// ---------------------------------------------------------------- Base64
 
 TEST(Base64Codecs, Rfc4648VectorsAndEveryByteValueThroughBoth)
 {
@@ -311,8 +305,6 @@ TEST(Base64Codecs, SecondCodecStopsAtFirstPadOrForeignCharacter)
     const unsigned char raw[] = "QUJDREVG";
     EXPECT_EQ(Base64().base64_decode(raw, 4), "ABC");  // in_len bounds the read
 }
-
-// ---------------------------------------------------------------- CRC-32
 
 TEST(Crc32, CheckValueChainingOverEverySplitAndZeroLength)
 {
