@@ -2,6 +2,7 @@
 // rules for sections and keys, comments, line breaks, bounds and defaults.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 
 #include "service/pavo_inifile.h"
@@ -40,7 +41,8 @@ TEST_F(IniFile, EachKindOfWriteRebuildsTheExactText)
     write("other", "k", "v");
     EXPECT_EQ(read_file(conf_), "[system]\nopenurl=x\nuserid=7\n\n[other]\nk=v\n");
     write("other", "k", "a much longer value");
-    EXPECT_EQ(read_file(conf_), "[system]\nopenurl=x\nuserid=7\n\n[other]\nk=a much longer value\n");
+    EXPECT_EQ(read_file(conf_),
+              "[system]\nopenurl=x\nuserid=7\n\n[other]\nk=a much longer value\n");
 }
 
 TEST_F(IniFile, NewKeyFoldsDoublePercentInTheRestOfTheFile)
@@ -54,37 +56,30 @@ TEST_F(IniFile, NewKeyFoldsDoublePercentInTheRestOfTheFile)
     EXPECT_EQ(read_file(conf_), "[system]\nrate=60%%\n");
 }
 
-TEST_F(IniFile, SectionAndKeyNamesMatchByTheFilesPrefix)
+// Only as many characters as the file's section or key name has are compared.
+TEST_F(IniFile, NamesMatchByTheFilesPrefixAndCommentsAreSkipped)
 {
-    write_file(conf_, "[sys]\nuserid=9\n");
-    EXPECT_EQ(read("system", "userid"), "9");
-    EXPECT_EQ(found_, 1);
-
-    write_file(conf_, "[system]\naaasrvaddress=A\naaasrvaddress2=B\n");
-    EXPECT_EQ(read("system", "aaasrvaddress2"), "A");
-
-    write_file(conf_, "[]\nkey=empty-header\n");
-    EXPECT_EQ(read("anything", "key"), "empty-header");
-
-    write_file(conf_, "[system]\nuserid = 9\n");
-    EXPECT_EQ(read("system", "userid"), "<none>");
-    EXPECT_EQ(found_, 0);
-    EXPECT_EQ(read("system", "userid "), " 9");
+    // value: null when not found.
+    const struct { const char *text, *section, *key, *value; } cases[] = {
+        {"[sys]\nuserid=9\n", "system", "userid", "9"},
+        {"[system]\naaasrvaddress=A\naaasrvaddress2=B\n", "system", "aaasrvaddress2", "A"},
+        {"[]\nkey=empty-header\n", "anything", "key", "empty-header"},
+        {"[system]\nuserid = 9\n", "system", "userid", nullptr},
+        {"[system]\nuserid = 9\n", "system", "userid ", " 9"},
+        {";userid=1\n[system]\n;userid=2\n=userid\nnoequals\nuserid=3\n[next]\nk=v\n", "system",
+         "userid", "3"},
+        {"[system]\n;userid=1\n[other]\nuserid=2\n", "system", "userid", nullptr},
+        {"[system]\na=1\n[other]\n[system]\nuserid=5\n", "system", "userid", "5"},  // namesake
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        write_file(conf_, c.text);
+        EXPECT_EQ(read(c.section, c.key), c.value != nullptr ? c.value : "<none>");
+        EXPECT_EQ(found_, c.value != nullptr ? 1 : 0);
+    }
 }
 
-TEST_F(IniFile, CommentsLinesWithoutEqualsAndOtherSectionsAreSkipped)
-{
-    write_file(conf_, ";userid=1\n[system]\n;userid=2\n=userid\nnoequals\nuserid=3\n[next]\nk=v\n");
-    EXPECT_EQ(read("system", "userid"), "3");
-    write_file(conf_, "[system]\n;userid=1\n[other]\nuserid=2\n");
-    EXPECT_EQ(read("system", "userid"), "<none>");
-    EXPECT_EQ(found_, 0);
-    // A later section of a matching name is searched too.
-    write_file(conf_, "[system]\na=1\n[other]\n[system]\nuserid=5\n");
-    EXPECT_EQ(read("system", "userid"), "5");
-}
-
-TEST_F(IniFile, CarriageReturnsBreakLinesAndEndValues)
+TEST_F(IniFile, CarriageReturnsBreakLinesAndAByte0xFFEndsTheText)
 {
     write_file(conf_, "[system]\r\nuserid=42\r\nopenurl=http://h/x\r\n");
     EXPECT_EQ(read("system", "userid"), "42");
@@ -93,18 +88,20 @@ TEST_F(IniFile, CarriageReturnsBreakLinesAndEndValues)
     EXPECT_EQ(read_file(conf_), "[system]\r\nuserid=7\r\nopenurl=http://h/x\r\n");
     write_file(conf_, "[system]\ruserid=cr-only");
     EXPECT_EQ(read("system", "userid"), "cr-only");
+    write_file(conf_, std::string("[system]\nuserid=ab\xff\nopenurl=x\n"));
+    EXPECT_EQ(read("system", "userid"), "ab");
+    EXPECT_EQ(read("system", "openurl"), "<none>");
 }
 
-TEST_F(IniFile, ReadsAreCutToSizeMinusOne)
+TEST_F(IniFile, ReadsAreCutToSizeMinusOneAndMissesGiveTheDefault)
 {
-    write_file(conf_, "[system]\nuserid=abcdef\n");
+    write_file(conf_, "[system]\nuserid=abcdef\nn=12abc\n");
     EXPECT_EQ(read("system", "userid", 4), "abc");
     EXPECT_EQ(found_, 1);
     EXPECT_EQ(read("system", "userid", 1), "");
-}
+    EXPECT_EQ(read_profile_int("system", "n", -3, conf_.c_str()), 12);
 
-TEST_F(IniFile, MissingFileOrKeyGivesTheDefault)
-{
+    std::remove(conf_.c_str());
     EXPECT_EQ(read("system", "userid"), "<none>");
     EXPECT_EQ(found_, 0);
     // The default is copied with strncpy: not terminated when it fills size.
@@ -115,28 +112,14 @@ TEST_F(IniFile, MissingFileOrKeyGivesTheDefault)
               0);
     EXPECT_STREQ(untouched, "keep");
     EXPECT_EQ(read_profile_int("system", "n", -3, conf_.c_str()), -3);
-    write_file(conf_, "[system]\nn=12abc\n");
-    EXPECT_EQ(read_profile_int("system", "n", -3, conf_.c_str()), 12);
 }
 
-TEST_F(IniFile, AByte0xFFEndsTheText)
+TEST_F(IniFile, WritesAreBoundedAndAnUnwritablePathReportsZero)
 {
-    write_file(conf_, std::string("[system]\nuserid=ab\xff\nopenurl=x\n"));
-    EXPECT_EQ(read("system", "userid"), "ab");
-    EXPECT_EQ(read("system", "openurl"), "<none>");
-}
-
-TEST_F(IniFile, UnwritablePathReportsZero)
-{
-    std::string missing_dir = dir_.file("no/such/dir/korix.conf");
-    EXPECT_EQ(write_profile_string("system", "k", "v", missing_dir.c_str()), 0);
-}
-
-TEST_F(IniFile, LongValuesAreCutAtTheBufferInsteadOfOverflowing)
-{
-    std::string huge(70000, 'v');
-    write("system", "k", huge.c_str());
+    // A value beyond the 64 KiB text buffer is cut there instead of overflowing.
+    write("system", "k", std::string(70000, 'v').c_str());
     EXPECT_EQ(read_file(conf_).size(), 64u * 1024u - 1u);
+    EXPECT_EQ(write_profile_string("system", "k", "v", dir_.file("no/dir/korix.conf").c_str()), 0);
 }
 
 using IniFileDeathTest = IniFile;

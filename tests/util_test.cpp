@@ -10,90 +10,63 @@
 
 namespace {
 
-// Offset of a search result inside the range, -1 for null.
-long offset_in(const char* range, const char* found)
-{
-    return found == nullptr ? -1 : static_cast<long>(found - range);
-}
-
 TEST(ByteCompare, CaseFoldsLettersOnly)
 {
-    EXPECT_EQ(mybcompi('a', 'A'), 1);
-    EXPECT_EQ(mybcompi('Z', 'z'), 1);
-    EXPECT_EQ(mybcompi('x', 'x'), 1);
-    EXPECT_EQ(mybcompi('\0', '\0'), 1);
-    EXPECT_EQ(mybcompi('[', '{'), -1);  // 32 apart but not letters
-    EXPECT_EQ(mybcompi('@', '`'), -1);
-    EXPECT_EQ(mybcompi('a', 'b'), -1);
-    EXPECT_EQ(mybcompi('A', 'b'), -1);
+    const struct { char a, b; int same; } cases[] = {
+        {'a', 'A', 1}, {'Z', 'z', 1}, {'x', 'x', 1}, {'\0', '\0', 1},
+        {'[', '{', -1}, {'@', '`', -1},  // 32 apart but not letters
+        {'a', 'b', -1}, {'A', 'b', -1},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(mybcompi(c.a, c.b), c.same) << c.a << c.b;
 }
 
-TEST(MemStr, FindsFirstMatchAmongStartOffsetsBelowLength)
+using Search = char* (*)(const char*, int, const char*);
+
+// Offsets of the match inside `range`; -1 for null.
+TEST(ByteSearch, OffsetsAndAsymmetriesOfTheThreeSearches)
 {
-    const char range[] = "xxabc";
-    EXPECT_EQ(offset_in(range, pavo_memstr(range, 5, "abc")), 2);
-    EXPECT_EQ(offset_in(range, pavo_memstr(range, 3, "abc")), 2);  // runs past the length
-    EXPECT_EQ(offset_in(range, pavo_memstr(range, 2, "abc")), -1);
-    EXPECT_EQ(offset_in("ab", pavo_memstr("ab", 2, "abc")), -1);
-    const char twice[] = "abcabc";
-    EXPECT_EQ(offset_in(twice, pavo_memstr(twice, 6, "abc")), 0);
-    EXPECT_EQ(offset_in(range, pavo_memstr(range, 5, "ABC")), -1);
+    const struct {
+        Search search; std::string range; int length; const char* pattern; long offset;
+    } cases[] = {
+        {pavo_memstr, "xxabc", 5, "abc", 2},
+        {pavo_memstr, "xxabc", 3, "abc", 2},  // start offsets bounded, the match runs past
+        {pavo_memstr, "xxabc", 2, "abc", -1},
+        {pavo_memstr, "ab", 2, "abc", -1},
+        {pavo_memstr, "abcabc", 6, "abc", 0},
+        {pavo_memstr, "xxabc", 5, "ABC", -1},
+        {pavo_memstr, std::string("a\0abc", 5), 5, "abc", 2},  // zero bytes stepped over
+        {pavo_memstr, std::string("ab\0c", 4), 4, "abc", -1},  // never matched across
+        {pavo_memistr, "xxABC", 5, "abc", 2},
+        {pavo_memistr, "xxABC", 5, "aBc", 2},
+        {pavo_memistr, "x{", 2, "[", -1},
+        {pavo_pavo_memstrrev, "abcxabc", 7, "abc", 4},  // the rightmost match
+        {pavo_pavo_memstrrev, "abcxyz", 6, "abc", -1},  // offset 0 is never tried
+        {pavo_pavo_memstrrev, "abc", 3, "abc", -1},
+        {pavo_pavo_memstrrev, "xabcx", 5, "abc", 1},
+        {pavo_pavo_memstrrev, "xabcx", 3, "abc", -1},   // starts from nLen1 - m down
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.range + " / " + c.pattern + " / " + std::to_string(c.length));
+        const char* found = c.search(c.range.data(), c.length, c.pattern);
+        EXPECT_EQ(found == nullptr ? -1 : found - c.range.data(), c.offset);
+    }
 }
 
-TEST(MemStr, StepsOverZeroBytesButNeverMatchesAcrossThem)
-{
-    const char range[] = "a\0abc";
-    EXPECT_EQ(offset_in(range, pavo_memstr(range, 5, "abc")), 2);
-    const char split[] = "ab\0c";
-    EXPECT_EQ(offset_in(split, pavo_memstr(split, 4, "abc")), -1);
-}
-
-TEST(MemStr, NullAndEmptyArguments)
-{
-    const char range[] = "abc";
-    EXPECT_EQ(pavo_memstr(nullptr, 3, "a"), nullptr);
-    EXPECT_EQ(pavo_memstr(range, 3, nullptr), nullptr);
-    EXPECT_EQ(pavo_memstr(range, 0, "a"), nullptr);
-    EXPECT_EQ(pavo_memstr(range, -1, "a"), nullptr);
-    EXPECT_EQ(pavo_memstr(range, 3, ""), range);
-    EXPECT_EQ(pavo_memistr(range, 0, ""), nullptr);
-    EXPECT_EQ(pavo_memistr(range, 3, ""), range);
-}
-
-TEST(MemIStr, IgnoresAsciiCase)
-{
-    const char range[] = "xxABC";
-    EXPECT_EQ(offset_in(range, pavo_memistr(range, 5, "abc")), 2);
-    EXPECT_EQ(offset_in(range, pavo_memistr(range, 5, "aBc")), 2);
-    const char brackets[] = "x{";
-    EXPECT_EQ(offset_in(brackets, pavo_memistr(brackets, 2, "[")), -1);
-}
-
-TEST(MemStrRev, FindsRightmostMatchButNeverOffsetZero)
-{
-    const char both[] = "abcxabc";
-    EXPECT_EQ(offset_in(both, pavo_pavo_memstrrev(both, 7, "abc")), 4);
-    const char start_only[] = "abcxyz";
-    EXPECT_EQ(pavo_pavo_memstrrev(start_only, 6, "abc"), nullptr);
-    EXPECT_EQ(pavo_pavo_memstrrev("abc", 3, "abc"), nullptr);
-    const char inner[] = "xabcx";
-    EXPECT_EQ(offset_in(inner, pavo_pavo_memstrrev(inner, 5, "abc")), 1);
-    // Start offsets run from nLen1 - m down, so a match reaching past the
-    // given length is not tried.
-    EXPECT_EQ(pavo_pavo_memstrrev(inner, 3, "abc"), nullptr);
-}
-
-TEST(MemStrRev, NullAndEmptyArguments)
+TEST(ByteSearch, NullAndEmptyArguments)
 {
     const char range[] = "abc";
-    EXPECT_EQ(pavo_pavo_memstrrev(nullptr, 3, "a"), nullptr);
-    EXPECT_EQ(pavo_pavo_memstrrev(range, 0, "a"), nullptr);
-    EXPECT_EQ(pavo_pavo_memstrrev(range, 3, ""), range);
-    EXPECT_EQ(pavo_pavo_memstrrev(range, 3, nullptr), nullptr);
+    for (Search search : {pavo_memstr, pavo_memistr, pavo_pavo_memstrrev}) {
+        EXPECT_EQ(search(nullptr, 3, "a"), nullptr);
+        EXPECT_EQ(search(range, 0, "a"), nullptr);
+        EXPECT_EQ(search(range, -1, "a"), nullptr);
+        EXPECT_EQ(search(range, 0, ""), nullptr);
+        EXPECT_EQ(search(range, 3, ""), range);
+        EXPECT_EQ(search(range, 3, nullptr), nullptr);
+    }
 }
 
-// Each test runs in a named zone, given as a POSIX rule so no zone files
-// are needed.
+// Each test names its zone as a POSIX rule, so no zone files are needed.
 class TimeZoneTest : public ::testing::Test {
 protected:
     void use_zone(const char* zone)
@@ -108,7 +81,8 @@ protected:
     }
 };
 
-unsigned long utc_seconds(int year, int month, int day, int hour, int minute, int second)
+unsigned long utc_seconds(int year, int month, int day, int hour = 0, int minute = 0,
+                          int second = 0)
 {
     struct tm broken = {};
     broken.tm_year = year - 1900;
@@ -120,18 +94,30 @@ unsigned long utc_seconds(int year, int month, int day, int hour, int minute, in
     return static_cast<unsigned long>(timegm(&broken));
 }
 
-TEST_F(TimeZoneTest, ThreeFormsAgreeInUtc)
+TEST_F(TimeZoneTest, TextsReadAtFixedPositionsAndNormalised)
 {
     use_zone("UTC0");
-    unsigned long seconds = utc_seconds(2010, 1, 2, 3, 4, 5);
-    EXPECT_EQ(SecStr2Ulong("20100102030405"), seconds);
-    EXPECT_EQ(pavo_nsecstr2ulong("2010-01-02 03:04:05"), seconds);
-    EXPECT_EQ(DayStr2Ulong("20100102"), seconds - 11045);
-    // The separators are not looked at.
-    EXPECT_EQ(pavo_nsecstr2ulong("2010x01y02T03.04.05"), seconds);
+    const unsigned long seconds = utc_seconds(2010, 1, 2, 3, 4, 5);
+    const struct {
+        unsigned long (*convert)(const char*); const char* text; unsigned long expected;
+    } cases[] = {
+        {SecStr2Ulong, "20100102030405", seconds},
+        {pavo_nsecstr2ulong, "2010-01-02 03:04:05", seconds},
+        {DayStr2Ulong, "20100102", seconds - 11045},
+        {pavo_nsecstr2ulong, "2010x01y02T03.04.05", seconds},  // separators not looked at
+        {pavo_nsecstr2ulong, "2010-13-01 00:00:00", utc_seconds(2011, 1, 1)},
+        {SecStr2Ulong, "20100131246061", utc_seconds(2010, 2, 1, 1, 1, 1)},
+        {DayStr2Ulong, "20100300", utc_seconds(2010, 2, 28)},
+        {DayStr2Ulong, "2010xx01", utc_seconds(2009, 12, 1)},  // month 0: December before
+        {SecStr2Ulong, "2010", utc_seconds(2009, 11, 30)},     // month 0, day 0
+        {pavo_nsecstr2ulong, "2010-02-03", utc_seconds(2010, 2, 3)},
+        {pavo_nsecstr2ulong, "1969-12-31 23:59:59", ULONG_MAX},  // mktime failed
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(c.convert(c.text), c.expected) << c.text;
 }
 
-TEST_F(TimeZoneTest, ConversionsUseLocalTime)
+TEST_F(TimeZoneTest, ConversionsUseLocalTimeWithDaylightSaving)
 {
     use_zone("JST-9");
     EXPECT_EQ(pavo_nsecstr2ulong("1970-01-01 09:00:00"), 0UL);
@@ -144,38 +130,11 @@ TEST_F(TimeZoneTest, ConversionsUseLocalTime)
     EXPECT_STREQ(pavo_ulong2nsecstr(0), "1970-01-01 00:00:00");
     EXPECT_STREQ(Ulong2DayStr(0), "19700101");
     EXPECT_STREQ(ulong2SecStr(utc_seconds(2010, 1, 2, 3, 4, 5)), "20100102030405");
-}
 
-TEST_F(TimeZoneTest, DaylightSavingFollowsTheDate)
-{
     use_zone("CET-1CEST,M3.5.0,M10.5.0/3");
-    EXPECT_EQ(pavo_nsecstr2ulong("2010-07-01 12:00:00"), utc_seconds(2010, 7, 1, 10, 0, 0));
-    EXPECT_EQ(pavo_nsecstr2ulong("2010-01-01 12:00:00"), utc_seconds(2010, 1, 1, 11, 0, 0));
-    EXPECT_STREQ(pavo_ulong2nsecstr(utc_seconds(2010, 7, 1, 10, 0, 0)), "2010-07-01 12:00:00");
-}
-
-TEST_F(TimeZoneTest, OutOfRangeFieldsAreNormalised)
-{
-    use_zone("UTC0");
-    EXPECT_EQ(pavo_nsecstr2ulong("2010-13-01 00:00:00"), utc_seconds(2011, 1, 1, 0, 0, 0));
-    EXPECT_EQ(SecStr2Ulong("20100131246061"), utc_seconds(2010, 2, 1, 1, 1, 1));
-    EXPECT_EQ(DayStr2Ulong("20100300"), utc_seconds(2010, 2, 28, 0, 0, 0));
-    // Non-digits read as 0 (month 0 is December of the year before).
-    EXPECT_EQ(DayStr2Ulong("2010xx01"), utc_seconds(2009, 12, 1, 0, 0, 0));
-}
-
-TEST_F(TimeZoneTest, ShortTextIsReadAtFixedPositions)
-{
-    use_zone("UTC0");
-    // Month and day missing: month 0, day 0 -> 30 November of the year before.
-    EXPECT_EQ(SecStr2Ulong("2010"), utc_seconds(2009, 11, 30, 0, 0, 0));
-    EXPECT_EQ(pavo_nsecstr2ulong("2010-02-03"), utc_seconds(2010, 2, 3, 0, 0, 0));
-}
-
-TEST_F(TimeZoneTest, FailedConversionIsLargestValue)
-{
-    use_zone("UTC0");
-    EXPECT_EQ(pavo_nsecstr2ulong("1969-12-31 23:59:59"), ULONG_MAX);
+    EXPECT_EQ(pavo_nsecstr2ulong("2010-07-01 12:00:00"), utc_seconds(2010, 7, 1, 10));
+    EXPECT_EQ(pavo_nsecstr2ulong("2010-01-01 12:00:00"), utc_seconds(2010, 1, 1, 11));
+    EXPECT_STREQ(pavo_ulong2nsecstr(utc_seconds(2010, 7, 1, 10)), "2010-07-01 12:00:00");
 }
 
 TEST_F(TimeZoneTest, ShortYearsArePaddedWithBlanks)
