@@ -4,6 +4,7 @@
 
 #include <errno.h>
 
+#include <functional>
 #include <regex>
 #include <string>
 #include <thread>
@@ -16,50 +17,61 @@ namespace {
 
 pavo_mp_block* header_of(void* ptr) { return static_cast<pavo_mp_block*>(ptr) - 1; }
 
+std::string hex(const void* ptr)
+{
+    char text[32];
+    snprintf(text, sizeof text, "%lx", (unsigned long)(uintptr_t)ptr);
+    return text;
+}
+
+// The pool prefixes each line with "[<source path>:<line>]"; tests see "@".
+std::string without_location(const std::string& out)
+{
+    return std::regex_replace(out, std::regex(R"(\[[^\]]*pavo_defmempool\.cpp:\d+\])"), "@");
+}
+
 class MemPool : public ::testing::Test {
 protected:
     void SetUp() override { pool_ = PAVO_MemPoolConstruct(); ASSERT_NE(pool_, nullptr); }
-    void TearDown() override
-    {
-        if (pool_ != nullptr)
-            MyMemePoolDestruct(pool_);
-    }
+    void TearDown() override { if (pool_ != nullptr) MyMemePoolDestruct(pool_); }
 
+    // What the view prints; the count lands in `count` (stored only for a size of 4).
+    std::string view(void* count, size_t count_size)
+    {
+        testing::internal::CaptureStdout();
+        MyMemPoolView(pool_, count, count_size);
+        return testing::internal::GetCapturedStdout();
+    }
     int free_blocks()
     {
         int count = -1;
-        testing::internal::CaptureStdout();
-        MyMemPoolView(pool_, &count, 4);
-        testing::internal::GetCapturedStdout();
+        view(&count, 4);
         return count;
     }
 
     HMYMEMPOOL pool_ = nullptr;
 };
 
-TEST(MemPoolClassTable, RoundsDownToEightThenAddsEightExceptAtTheTop)
+TEST_F(MemPool, ClassesRoundDownToEightThenAddEightAndLargeBlocksRecordTheirSize)
 {
     for (size_t n = 0; n < 128; n++)
         EXPECT_EQ(log_2_table[n], n / 8 * 8 + 8) << "size " << n;
     EXPECT_EQ(log_2_table[128], 128u);
-}
-
-TEST_F(MemPool, BlocksRecordTheirClassOrLargeSize)
-{
     const struct { size_t request; size_t recorded; } cases[] = {
         {0, 8}, {7, 8}, {8, 16}, {120, 128}, {127, 128}, {128, 128}, {129, 129}, {5000, 5000},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.request);
         void* block = MyMemPoolMalloc(pool_, c.request);
         ASSERT_NE(block, nullptr);
-        EXPECT_EQ(header_of(block)->blk_size, c.recorded) << "request " << c.request;
+        EXPECT_EQ(header_of(block)->blk_size, c.recorded);
         EXPECT_EQ(header_of(block)->next, nullptr);
         EXPECT_EQ(reinterpret_cast<uintptr_t>(block) % alignof(max_align_t), 0u);
         MyMemPoolFree(pool_, block);
     }
 }
 
-TEST_F(MemPool, ReleasedBlocksComeBackMostRecentFirstAtAnySizeOfTheClass)
+TEST_F(MemPool, ReleasedBlocksComeBackMostRecentFirstWithinTheirClassOnly)
 {
     void* first = MyMemPoolMalloc(pool_, 16);   // class 24
     void* second = MyMemPoolMalloc(pool_, 23);  // class 24
@@ -70,58 +82,33 @@ TEST_F(MemPool, ReleasedBlocksComeBackMostRecentFirstAtAnySizeOfTheClass)
     void* fresh = MyMemPoolMalloc(pool_, 22);
     EXPECT_NE(fresh, first);
     EXPECT_NE(fresh, second);
-    for (void* block : {first, second, fresh})
-        MyMemPoolFree(pool_, block);
-}
 
-TEST_F(MemPool, OtherClassesAndLargeBlocksAreNotShared)
-{
-    void* small = MyMemPoolMalloc(pool_, 8);  // class 16
-    MyMemPoolFree(pool_, small);
-    void* other = MyMemPoolMalloc(pool_, 7);  // class 8
-    EXPECT_NE(other, small);
-    void* large = MyMemPoolMalloc(pool_, 200);
-    MyMemPoolFree(pool_, large);
+    MyMemPoolFree(pool_, first);
+    void* other = MyMemPoolMalloc(pool_, 7);  // class 8 keeps its own list
+    EXPECT_NE(other, first);
+    MyMemPoolFree(pool_, MyMemPoolMalloc(pool_, 200));
     EXPECT_EQ(free_blocks(), 1);  // large blocks go back to the system
-    MyMemPoolFree(pool_, other);
-    EXPECT_EQ(free_blocks(), 2);
+    for (void* block : {second, fresh, other})
+        MyMemPoolFree(pool_, block);
+    EXPECT_EQ(free_blocks(), 4);
 }
 
-TEST_F(MemPool, ViewPrintsEveryListHeadAndTheCount)
+TEST_F(MemPool, ViewPrintsEveryListHeadAndStoresTheCountOnlyIntoFourBytes)
 {
     void* block = MyMemPoolMalloc(pool_, 40);  // class 48, list 6
     MyMemPoolFree(pool_, block);
-    testing::internal::CaptureStdout();
     int count = -1;
-    MyMemPoolView(pool_, &count, 4);
-    std::string out = testing::internal::GetCapturedStdout();
+    std::string expected;
+    for (int i = 0; i < 17; i++)
+        expected += "@blk : " + (i == 6 ? hex(header_of(block)) : "0") + "\r\n";
+    expected += "@pavo_mp mem pool has blk : 1\r\n\r\n";
+    EXPECT_EQ(without_location(view(&count, 4)), expected);
     EXPECT_EQ(count, 1);
-
-    std::regex head_line(R"(\[[^\]]*pavo_defmempool\.cpp:\d+\]blk : ([0-9a-f]+)\r\n)");
-    std::vector<std::string> heads;
-    for (std::sregex_iterator it(out.begin(), out.end(), head_line), end; it != end; ++it)
-        heads.push_back((*it)[1]);
-    ASSERT_EQ(heads.size(), 17u);
-    for (size_t i = 0; i < heads.size(); i++) {
-        unsigned long expected = i == 6 ? reinterpret_cast<uintptr_t>(header_of(block)) : 0;
-        EXPECT_EQ(std::stoul(heads[i], nullptr, 16), expected) << "list " << i;
-    }
-    EXPECT_TRUE(std::regex_search(
-        out, std::regex(R"(\[[^\]]*pavo_defmempool\.cpp:\d+\]pavo_mp mem pool has blk : 1\r\n\r\n$)")))
-        << out;
-}
-
-TEST_F(MemPool, ViewStoresTheCountOnlyIntoFourBytes)
-{
-    MyMemPoolFree(pool_, MyMemPoolMalloc(pool_, 1));
     for (size_t size : {0ul, 2ul, 8ul}) {
         long long untouched = -7;
-        testing::internal::CaptureStdout();
-        MyMemPoolView(pool_, &untouched, size);
-        EXPECT_FALSE(testing::internal::GetCapturedStdout().empty());
+        EXPECT_FALSE(view(&untouched, size).empty());
         EXPECT_EQ(untouched, -7) << "info_size " << size;
     }
-    EXPECT_EQ(free_blocks(), 1);
 }
 
 TEST_F(MemPool, DestroyReleasesFreeBlocksAndReportsTheirCount)
@@ -131,13 +118,12 @@ TEST_F(MemPool, DestroyReleasesFreeBlocksAndReportsTheirCount)
         block = MyMemPoolMalloc(pool_, 64);
     for (void* block : blocks)
         MyMemPoolFree(pool_, block);
+    std::string state = hex(reinterpret_cast<mymempool_t*>(pool_)->context_data);
     testing::internal::CaptureStdout();
     MyMemePoolDestruct(pool_);
     pool_ = nullptr;
-    std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_TRUE(std::regex_match(
-        out, std::regex(R"(\[[^\]]*pavo_defmempool\.cpp:\d+\]pavo_mp_destroy [0-9a-f]+ 3 blk has been free\r\n)")))
-        << out;
+    EXPECT_EQ(without_location(testing::internal::GetCapturedStdout()),
+              "@pavo_mp_destroy " + state + " 3 blk has been free\r\n");
 }
 
 TEST_F(MemPool, PoolIsSharedSafelyByThreads)
@@ -162,30 +148,31 @@ TEST_F(MemPoolDeathTest, ChecksAbortWithTheirTexts)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     mymempool_t* table = reinterpret_cast<mymempool_t*>(pool_);
-    EXPECT_DEATH(table->malloc_fun(8, nullptr), "context_data");
-    EXPECT_DEATH(table->free_fun(nullptr, nullptr), "context_data");
-    void* block = MyMemPoolMalloc(pool_, 16);
-    header_of(block)->blk_size = 20;
-    EXPECT_DEATH(MyMemPoolFree(pool_, block),
-                 R"(ptr_blk->blk_size == log_2_table\[ptr_blk->blk_size - 1\])");
-    header_of(block)->blk_size = 24;
+    void* block = MyMemPoolMalloc(pool_, 16);  // class 24
+    // Each body runs only in the dying child, so the parent's pool stays intact.
+    const struct { const char* what; std::function<void()> body; const char* text; } cases[] = {
+        {"malloc without state", [&] { table->malloc_fun(8, nullptr); }, "context_data"},
+        {"free without state", [&] { table->free_fun(nullptr, nullptr); }, "context_data"},
+        {"free of a corrupted header",
+         [&] { header_of(block)->blk_size = 20; MyMemPoolFree(pool_, block); },
+         R"(ptr_blk->blk_size == log_2_table\[ptr_blk->blk_size - 1\])"},
+        {"reuse of a recycled header overwritten with another class", [&] {
+             MyMemPoolFree(pool_, block);
+             header_of(block)->blk_size = 32;
+             MyMemPoolMalloc(pool_, 16);
+         },
+         R"(log_2_table\[size\] == ptr->blk_size)"},
+        {"destruct of null", [] { MyMemePoolDestruct(nullptr); }, "mp"},
+        {"view of null", [] { MyMemPoolView(nullptr, nullptr, 0); }, "mp"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        EXPECT_DEATH(c.body(), c.text);
+    }
     MyMemPoolFree(pool_, block);
-    // A recycled block whose header was overwritten with another class.
-    header_of(block)->blk_size = 32;
-    EXPECT_DEATH(MyMemPoolMalloc(pool_, 16), R"(log_2_table\[size\] == ptr->blk_size)");
-    header_of(block)->blk_size = 24;
-    EXPECT_DEATH(MyMemePoolDestruct(nullptr), "mp");
 }
 
-TEST(MyMutex, NullHandleOperationsFail)
-{
-    EXPECT_EQ(MyMutexLock(nullptr), -1);
-    EXPECT_EQ(MyMutexTryLock(nullptr), -1);
-    EXPECT_EQ(MyMutexUnLock(nullptr), -1);
-    MyMutexDestruct(nullptr);
-}
-
-TEST_F(MemPool, MutexExcludesOtherThreadsAndReturnsItsRecordToThePool)
+TEST_F(MemPool, MutexExcludesOtherThreadsReturnsItsRecordAndRefusesANullHandle)
 {
     HMYMUTEX mutex = MyMutexConstruct(pool_);
     ASSERT_NE(mutex, nullptr);
@@ -200,16 +187,15 @@ TEST_F(MemPool, MutexExcludesOtherThreadsAndReturnsItsRecordToThePool)
     }).join();
     EXPECT_EQ(other_try, 0);
     EXPECT_EQ(free_blocks(), 0);
-    MyMutexDestruct(mutex);
-    EXPECT_EQ(free_blocks(), 1);
-}
-
-TEST(MyMutex, DestructOfAMutexHeldByTheCallerDoesNotHang)
-{
-    HMYMUTEX mutex = MyMutexConstruct(nullptr);
-    ASSERT_NE(mutex, nullptr);
+    // Destroying a mutex its caller still holds must not hang.
     ASSERT_EQ(MyMutexLock(mutex), 0);
     MyMutexDestruct(mutex);
+    EXPECT_EQ(free_blocks(), 1);
+
+    EXPECT_EQ(MyMutexLock(nullptr), -1);
+    EXPECT_EQ(MyMutexTryLock(nullptr), -1);
+    EXPECT_EQ(MyMutexUnLock(nullptr), -1);
+    MyMutexDestruct(nullptr);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "runtime/pavo_message.h"
@@ -14,23 +15,24 @@
 
 namespace {
 
-struct Call {
-    int eventtype, eventscope, eventid;
-    void* buffer;
-    int buffersize;
-    void* cbdata;
-    int cbdatasize;
-};
+// eventtype, eventscope, eventid, buffer, buffersize, cbdata, cbdatasize
+using Call = std::tuple<int, int, int, void*, int, void*, int>;
 std::vector<Call> g_calls;
 
 int record_call(int eventtype, int eventscope, int eventid, void* buffer, int buffersize,
                 void* cbdata, int cbdatasize)
 {
-    g_calls.push_back({eventtype, eventscope, eventid, buffer, buffersize, cbdata, cbdatasize});
+    g_calls.emplace_back(eventtype, eventscope, eventid, buffer, buffersize, cbdata, cbdatasize);
     return 0;
 }
 
-int post_id(int eventid) { return pavo_postmessage(record_call, 1, 2, eventid, nullptr, 0, nullptr, 0); }
+int post_id(int eventid)
+{
+    return pavo_postmessage(record_call, 1, 2, eventid, nullptr, 0, nullptr, 0);
+}
+
+// What the information-level log prints on the console.
+std::string info(const std::string& text) { return "\033[1;32m" + text + "\033[0m"; }
 
 class MessageQueue : public ::testing::Test {
 protected:
@@ -58,44 +60,26 @@ protected:
     }
 };
 
-TEST_F(MessageQueue, MessagesLeaveInPostingOrderOnePerCall)
-{
-    for (int id = 1; id <= 3; id++)
-        ASSERT_EQ(post_id(id), 0);
-    EXPECT_EQ(pavo_getmessagecount(), 3);
-    for (int id = 1; id <= 3; id++) {
-        ASSERT_EQ(pavo_iner_checkmessage(), 1);
-        ASSERT_EQ(g_calls.size(), static_cast<size_t>(id));
-        EXPECT_EQ(g_calls.back().eventid, id);
-    }
-    EXPECT_EQ(pavo_iner_checkmessage(), 0);
-    EXPECT_EQ(g_calls.size(), 3u);
-    EXPECT_EQ(pavo_getmessagecount(), 0);
-}
-
-TEST_F(MessageQueue, CallbackGetsEveryFieldAndTheQueueKeepsTheBuffers)
+TEST_F(MessageQueue, CheckTakesOneMessagePerCallInPostingOrderAndRunsItsCallback)
 {
     char buffer[4], cbdata[2];
     ASSERT_EQ(pavo_postmessage(record_call, 7, 8, 9, buffer, 4, cbdata, 2), 0);
-    ASSERT_EQ(pavo_iner_checkmessage(), 1);
-    ASSERT_EQ(g_calls.size(), 1u);
-    const Call& c = g_calls[0];
-    EXPECT_EQ(c.eventtype, 7);
-    EXPECT_EQ(c.eventscope, 8);
-    EXPECT_EQ(c.eventid, 9);
-    EXPECT_EQ(c.buffer, buffer);
-    EXPECT_EQ(c.buffersize, 4);
-    EXPECT_EQ(c.cbdata, cbdata);
-    EXPECT_EQ(c.cbdatasize, 2);
-    EXPECT_EQ(pooled_free_blocks(), 1);  // only the node came back
-}
-
-TEST_F(MessageQueue, MessageWithoutCallbackIsTakenSilently)
-{
     ASSERT_EQ(pavo_postmessage(nullptr, 1, 2, 3, nullptr, 0, nullptr, 0), 0);
-    EXPECT_EQ(pavo_iner_checkmessage(), 1);
-    EXPECT_EQ(pavo_getmessagecount(), 0);
+    ASSERT_EQ(post_id(10), 0);
+    EXPECT_EQ(pavo_getmessagecount(), 3);
+
+    ASSERT_EQ(pavo_iner_checkmessage(), 1);
+    ASSERT_EQ(g_calls, std::vector<Call>({Call(7, 8, 9, buffer, 4, cbdata, 2)}));
+    ASSERT_EQ(pavo_iner_checkmessage(), 1);  // no callback: taken silently
+    EXPECT_EQ(g_calls.size(), 1u);
+    ASSERT_EQ(pavo_iner_checkmessage(), 1);
+    ASSERT_EQ(g_calls.size(), 2u);
+    EXPECT_EQ(std::get<2>(g_calls[1]), 10);
+
     EXPECT_EQ(pavo_iner_checkmessage(), 0);
+    EXPECT_EQ(g_calls.size(), 2u);
+    EXPECT_EQ(pavo_getmessagecount(), 0);
+    EXPECT_EQ(pooled_free_blocks(), 3);  // only the nodes came back, never the buffers
 }
 
 TEST_F(MessageQueue, GetMessageReportsFieldsWithoutRunningTheCallback)
@@ -106,26 +90,18 @@ TEST_F(MessageQueue, GetMessageReportsFieldsWithoutRunningTheCallback)
     int eventtype = 0, eventid = 0, datasize = 0, cbdatasize = 0;
     void* data = nullptr;
     void* cbd = nullptr;
+    // Without a place for both buffers nothing is taken.
+    EXPECT_EQ(pavo_getmessage(nullptr, nullptr, nullptr, nullptr, &cbd, nullptr), -1);
+    EXPECT_EQ(pavo_getmessage(nullptr, nullptr, &data, nullptr, nullptr, nullptr), -1);
+    EXPECT_EQ(pavo_getmessagecount(), 2);
+
     ASSERT_EQ(pavo_getmessage(&eventtype, &eventid, &data, &datasize, &cbd, &cbdatasize), 1);
-    EXPECT_EQ(eventtype, 4);
-    EXPECT_EQ(eventid, 6);
-    EXPECT_EQ(data, buffer);
-    EXPECT_EQ(datasize, 10);
-    EXPECT_EQ(cbd, cbdata);
-    EXPECT_EQ(cbdatasize, 20);
+    EXPECT_EQ(std::make_tuple(eventtype, eventid, data, datasize, cbd, cbdatasize),
+              std::make_tuple(4, 6, (void*)buffer, 10, (void*)cbdata, 20));
     ASSERT_EQ(pavo_getmessage(nullptr, &eventid, &data, nullptr, &cbd, nullptr), 1);
     EXPECT_EQ(eventid, 2);
     EXPECT_EQ(pavo_getmessage(nullptr, nullptr, &data, nullptr, &cbd, nullptr), 0);
     EXPECT_TRUE(g_calls.empty());
-}
-
-TEST_F(MessageQueue, GetMessageWithoutPlaceForTheBuffersTakesNothing)
-{
-    void* data = nullptr;
-    ASSERT_EQ(post_id(1), 0);
-    EXPECT_EQ(pavo_getmessage(nullptr, nullptr, nullptr, nullptr, &data, nullptr), -1);
-    EXPECT_EQ(pavo_getmessage(nullptr, nullptr, &data, nullptr, nullptr, nullptr), -1);
-    EXPECT_EQ(pavo_getmessagecount(), 1);
 }
 
 TEST_F(MessageQueue, FullQueueDropsMessageAndKeepsTheLockHeld)
@@ -134,9 +110,8 @@ TEST_F(MessageQueue, FullQueueDropsMessageAndKeepsTheLockHeld)
         ASSERT_EQ(post_id(id), 0);
     testing::internal::CaptureStdout();
     EXPECT_EQ(post_id(100), 0);
-    std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_NE(out.find("E*****************messgage Queue exceed limit:100\r\n"), std::string::npos)
-        << out;
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              info("E*****************messgage Queue exceed limit:100\r\n"));
 
     // Left locked: neither this thread nor another can take the lock.
     pthread_mutex_t* lock = &g_messagequeue->queue_lock;
@@ -151,7 +126,7 @@ TEST_F(MessageQueue, FullQueueDropsMessageAndKeepsTheLockHeld)
     while (pavo_iner_checkmessage() == 1) {
     }
     ASSERT_EQ(g_calls.size(), 100u);
-    EXPECT_EQ(g_calls.back().eventid, 99);
+    EXPECT_EQ(std::get<2>(g_calls.back()), 99);
 }
 
 TEST_F(MessageQueue, ClearEmptiesTheListButKeepsTheCount)
@@ -182,42 +157,33 @@ TEST_F(MessageQueue, SynchronousModeRefusesToPost)
     EXPECT_EQ(g_messagequeue->queue_head, nullptr);
 }
 
-TEST_F(MessageQueue, CleanupAndInitLogAndReplaceTheQueue)
+TEST_F(MessageQueue, CleanupFreesTheQueueSoCallsDoNothingUntilInitMakesANewOne)
 {
     ASSERT_EQ(post_id(1), 0);
     ASSERT_EQ(post_id(2), 0);
     testing::internal::CaptureStdout();
     EXPECT_EQ(pavo_messageque_cleanup(), 0);
-    std::string cleanup_out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              info("messagequeue cleanup begin\r\n") + info("messagequeue cleanup end\r\n"));
     EXPECT_EQ(g_messagequeue, nullptr);
     EXPECT_EQ(pooled_free_blocks(), 3);  // the queue and both nodes
-    EXPECT_TRUE(g_calls.empty());
 
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(pavo_messageque_init(5), 0);
-    std::string init_out = testing::internal::GetCapturedStdout();
-    EXPECT_NE(g_messagequeue, nullptr);
-    EXPECT_EQ(g_messagequeue_sizelimit, 5);
-    EXPECT_EQ(pavo_getmessagecount(), 0);
-
-    size_t begin = cleanup_out.find("messagequeue cleanup begin\r\n");
-    EXPECT_NE(begin, std::string::npos) << cleanup_out;
-    EXPECT_NE(cleanup_out.find("messagequeue cleanup end\r\n", begin), std::string::npos);
-    begin = init_out.find("messagequeue init begin\r\n");
-    EXPECT_NE(begin, std::string::npos) << init_out;
-    EXPECT_NE(init_out.find("messagequeue init end\r\n", begin), std::string::npos);
-}
-
-TEST_F(MessageQueue, CallsWithoutAQueueDoNothing)
-{
-    pavo_messageque_cleanup();
     void* data = nullptr;
     void* cbdata = nullptr;
-    EXPECT_EQ(post_id(1), -1);
+    EXPECT_EQ(post_id(3), -1);
     EXPECT_EQ(pavo_iner_checkmessage(), 0);
     EXPECT_EQ(pavo_getmessage(nullptr, nullptr, &data, nullptr, &cbdata, nullptr), 0);
     EXPECT_EQ(pavo_getmessagecount(), 0);
     EXPECT_EQ(pavo_messageque_clear(), 0);
+    EXPECT_TRUE(g_calls.empty());
+
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(pavo_messageque_init(5), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              info("messagequeue init begin\r\n") + info("messagequeue init end\r\n"));
+    EXPECT_NE(g_messagequeue, nullptr);
+    EXPECT_EQ(g_messagequeue_sizelimit, 5);
+    EXPECT_EQ(pavo_getmessagecount(), 0);
 }
 
 TEST_F(MessageQueue, PostsFromSeveralThreadsKeepEachPostersOrder)
@@ -229,8 +195,7 @@ TEST_F(MessageQueue, PostsFromSeveralThreadsKeepEachPostersOrder)
             for (int i = 0; i < kEach; i++)
                 ASSERT_EQ(post_id(p * 1000 + i), 0);
         });
-    size_t taken = 0;
-    while (taken < kPosters * kEach) {
+    for (int taken = 0; taken < kPosters * kEach;) {
         if (pavo_iner_checkmessage() == 1)
             taken++;
         else
@@ -240,8 +205,8 @@ TEST_F(MessageQueue, PostsFromSeveralThreadsKeepEachPostersOrder)
         t.join();
     int next[kPosters] = {0, 0, 0};
     for (const Call& c : g_calls) {
-        int poster = c.eventid / 1000;
-        EXPECT_EQ(c.eventid % 1000, next[poster]++);
+        int id = std::get<2>(c);
+        EXPECT_EQ(id % 1000, next[id / 1000]++);
     }
     EXPECT_EQ(pavo_getmessagecount(), 0);
 }

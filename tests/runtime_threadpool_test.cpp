@@ -3,22 +3,20 @@
 // shut-down that waits for running jobs and parked workers.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <fstream>
-#include <functional>
+#include <memory>
 #include <mutex>
-#include <set>
 #include <string>
 #include <thread>
 
 #include "runtime/pavo_threadpool.h"
-#include "support/temp_dir.h"
 
 namespace {
 
@@ -26,134 +24,109 @@ using namespace std::chrono_literals;
 constexpr auto kBound = 20s;
 
 // Polls a condition with a bound; for state that has no notification.
-bool eventually(const std::function<bool()>& condition)
+template <class Condition>
+bool eventually(Condition condition)
 {
-    auto deadline = std::chrono::steady_clock::now() + kBound;
-    while (!condition()) {
+    for (auto deadline = std::chrono::steady_clock::now() + kBound; !condition();
+         std::this_thread::sleep_for(1ms))
         if (std::chrono::steady_clock::now() > deadline)
             return false;
-        std::this_thread::sleep_for(1ms);
-    }
     return true;
 }
 
-// Standard output sent to a file for the duration, readable at any time.
-class StdoutTap {
-public:
-    StdoutTap()
-    {
-        fflush(stdout);
-        saved_ = dup(1);
-        int fd = open(dir_.file("stdout").c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0600);
-        dup2(fd, 1);
-        close(fd);
-    }
-    ~StdoutTap()
-    {
-        fflush(stdout);
-        dup2(saved_, 1);
-        close(saved_);
-    }
-    std::string text()
-    {
-        fflush(stdout);
-        return read_file(dir_.file("stdout"));
-    }
-    bool shows(const std::string& needle)
-    {
-        return eventually([&] { return text().find(needle) != std::string::npos; });
-    }
-    int count(const std::string& needle)
-    {
-        std::string all = text();
-        int n = 0;
-        for (size_t at = all.find(needle); at != std::string::npos; at = all.find(needle, at + 1))
-            n++;
-        return n;
-    }
-
-private:
-    TempDir dir_;
-    int saved_ = -1;
-};
-
-// Jobs that report their start and hold their worker until released.
-struct Board {
-    std::mutex mutex;
-    std::condition_variable changed;
-    int started = 0;
-    int finished = 0;
-
-    bool wait_until(const std::function<bool()>& condition)
-    {
-        std::unique_lock<std::mutex> lock(mutex);
-        return changed.wait_for(lock, kBound, condition);
-    }
-};
-
-struct Job {
-    Board* board = nullptr;
-    bool held = false;
-    bool released = false;
-    bool done = false;
-    pthread_t thread = 0;
-    int finished_before_start = -1;
-
-    static void* run(void* arg)
-    {
-        Job* job = static_cast<Job*>(arg);
-        Board& board = *job->board;
-        std::unique_lock<std::mutex> lock(board.mutex);
-        job->thread = pthread_self();
-        job->finished_before_start = board.finished;
-        board.started++;
-        board.changed.notify_all();
-        board.changed.wait(lock, [job] { return !job->held || job->released; });
-        job->done = true;
-        board.finished++;
-        board.changed.notify_all();
-        return nullptr;
-    }
-};
+// Starts `call` on a thread of its own and waits until the kernel shows that
+// thread sleeping inside it, which there means blocked on a lock or a condition.
+template <class Call>
+bool blocks_in(std::thread& thread, Call call)
+{
+    auto tid = std::make_shared<std::atomic<pid_t>>(0);
+    thread = std::thread([tid, call] {
+        *tid = static_cast<pid_t>(syscall(SYS_gettid));
+        call();
+    });
+    return eventually([&] {
+        std::ifstream stat("/proc/self/task/" + std::to_string(tid->load()) + "/stat");
+        std::string line;
+        std::getline(stat, line);
+        return *tid != 0 && line.compare(std::min(line.rfind(')'), line.size()), 3, ") S") == 0;
+    });
+}
 
 class ThreadPool : public ::testing::Test {
 protected:
-    void TearDown() override
+    // A job that records its thread and start, then holds its worker until released.
+    struct Job {
+        ThreadPool* owner = nullptr;
+        bool held = false, released = false;
+        pthread_t thread{};
+    };
+    static void* run(void* arg)
     {
-        release_all();
-        if (pool_ != nullptr)
-            destroy_threadpool(pool_);
+        Job& job = *static_cast<Job*>(arg);
+        ThreadPool& owner = *job.owner;
+        std::unique_lock<std::mutex> lock(owner.mutex_);
+        job.thread = pthread_self();
+        owner.started_++;
+        owner.changed_.notify_all();
+        owner.changed_.wait(lock, [&] { return !job.held || job.released; });
+        owner.finished_++;
+        owner.changed_.notify_all();
+        return nullptr;
     }
 
-    Job& job(int index, bool held)
+    void TearDown() override
     {
-        jobs_[index].board = &board_;
+        release(-1);  // a failed test may leave jobs held, or a capture open
+        if (pool_ != nullptr)
+            destroy_threadpool(pool_);
+        if (capturing_)
+            captured();
+    }
+    void capture()
+    {
+        testing::internal::CaptureStdout();
+        capturing_ = true;
+    }
+    std::string captured()
+    {
+        capturing_ = false;
+        return testing::internal::GetCapturedStdout();
+    }
+
+    Job* job(int index, bool held)
+    {
+        jobs_[index].owner = this;
         jobs_[index].held = held;
-        return jobs_[index];
+        return &jobs_[index];
     }
-    int dispatch(int index, bool held) { return dispatch_threadpool(pool_, Job::run, &job(index, held)); }
-    void release(int index)
+    int dispatch(int index, bool held) { return dispatch_threadpool(pool_, run, job(index, held)); }
+    void release(int index)  // -1 releases every job
     {
-        std::lock_guard<std::mutex> lock(board_.mutex);
-        jobs_[index].released = true;
-        board_.changed.notify_all();
+        std::lock_guard<std::mutex> lock(mutex_);
+        for (int i = 0; i < kJobs; i++)
+            jobs_[i].released |= index < 0 || index == i;
+        changed_.notify_all();
     }
-    void release_all()
+    template <class Condition>
+    bool wait_until(Condition condition)
     {
-        std::lock_guard<std::mutex> lock(board_.mutex);
-        for (Job& j : jobs_)
-            j.released = true;
-        board_.changed.notify_all();
+        std::unique_lock<std::mutex> lock(mutex_);
+        return changed_.wait_for(lock, kBound, condition);
     }
-    bool done(int index)
+    // Reads a value the jobs write, under their lock.
+    template <class T>
+    T locked(const T& value)
     {
-        std::lock_guard<std::mutex> lock(board_.mutex);
-        return jobs_[index].done;
+        std::lock_guard<std::mutex> lock(mutex_);
+        return value;
     }
-    pthread_t thread_of(int index)
+    // The pool's "create thread#" lines for threads first used by these jobs.
+    std::string created(std::initializer_list<int> indexes)
     {
-        std::lock_guard<std::mutex> lock(board_.mutex);
-        return jobs_[index].thread;
+        std::string text;
+        for (int i : indexes)
+            text += "create thread#" + std::to_string((long)locked(jobs_[i].thread)) + "\n";
+        return text;
     }
     // The pool's counters, read under its own lock.
     int counter(int _threadpool::*field)
@@ -167,118 +140,76 @@ protected:
     int parked() { return counter(&_threadpool::tp_index); }
     int total() { return counter(&_threadpool::tp_total); }
 
-    Board board_;
-    Job jobs_[8];
+    static constexpr int kJobs = 4;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    int started_ = 0;
+    int finished_ = 0;
+    bool capturing_ = false;
+    Job jobs_[kJobs];
     t_threadpool pool_ = nullptr;
 };
 
-bool thread_sleeping(pid_t tid)
-{
-    std::ifstream stat("/proc/self/task/" + std::to_string(tid) + "/stat");
-    std::string line;
-    std::getline(stat, line);
-    size_t after_name = line.rfind(')');
-    return after_name != std::string::npos && line.compare(after_name, 3, ") S") == 0;
-}
-
-TEST(ThreadPoolCreate, AcceptsOneToTwoHundredWorkers)
+TEST_F(ThreadPool, CreationAcceptsOneToTwoHundredWorkersAndNullPoolsAreRefused)
 {
     for (int n : {-1, 0, 201})
         EXPECT_EQ(create_threadpool(n), nullptr) << n;
-    for (int n : {1, 3, 200}) {
-        StdoutTap tap;
-        t_threadpool handle = create_threadpool(n);
-        ASSERT_NE(handle, nullptr) << n;
-        _threadpool* pool = static_cast<_threadpool*>(handle);
-        EXPECT_EQ(pool->tp_max_index, n);
-        EXPECT_EQ(pool->tp_total, 0);
-        EXPECT_EQ(pool->tp_index, 0);
-        EXPECT_EQ(pool->tp_stop, 0);
-        for (int i = 0; i < PAVO_THREADPOOL_STACK; i++)
-            ASSERT_EQ(pool->tp_list[i], nullptr);
-        destroy_threadpool(handle);
-        EXPECT_EQ(tap.text(), "");  // no thread was ever started
-    }
-}
-
-TEST(ThreadPoolCreate, NullPoolCallsAreHarmless)
-{
     EXPECT_EQ(pool_init(0), nullptr);
-    EXPECT_EQ(pool_add_worker(nullptr, Job::run, nullptr), -1);
+    for (int n : {1, 200}) {
+        capture();
+        t_threadpool pool = n == 1 ? pool_init(n) : create_threadpool(n);
+        ASSERT_NE(pool, nullptr) << n;
+        EXPECT_EQ(dispatch_threadpool(pool, nullptr, nullptr), -1);
+        pool_destroy(pool);
+        EXPECT_EQ(captured(), "");  // no thread ever started
+    }
+    EXPECT_EQ(pool_add_worker(nullptr, run, nullptr), -1);
     pool_destroy(nullptr);
-    t_threadpool pool = pool_init(2);
-    ASSERT_NE(pool, nullptr);
-    EXPECT_EQ(dispatch_threadpool(pool, nullptr, nullptr), -1);
-    pool_destroy(pool);
 }
 
-TEST_F(ThreadPool, FirstDispatchStartsTheFirstThread)
+TEST_F(ThreadPool, WorkersStartOnDemandAndParkedOnesAreReusedLastInFirstOut)
 {
-    StdoutTap tap;
+    capture();
     pool_ = pool_init(3);
     EXPECT_EQ(total(), 0);
-    ASSERT_EQ(pool_add_worker(pool_, Job::run, &job(0, false)), 0);
-    ASSERT_TRUE(eventually([&] { return parked() == 1; }));
-    EXPECT_EQ(tap.text(), "create thread#" + std::to_string(static_cast<long>(thread_of(0))) + "\n");
-}
-
-TEST_F(ThreadPool, ParkedWorkersAreReusedLastInFirstOut)
-{
-    StdoutTap tap;
-    pool_ = create_threadpool(3);
-    ASSERT_EQ(dispatch(0, true), 0);
+    ASSERT_EQ(pool_add_worker(pool_, run, job(0, true)), 0);
     ASSERT_EQ(dispatch(1, true), 0);
-    ASSERT_TRUE(board_.wait_until([&] { return board_.started == 2; }));
+    ASSERT_TRUE(wait_until([&] { return started_ == 2; }));
     release(0);
     ASSERT_TRUE(eventually([&] { return parked() == 1; }));
     release(1);
     ASSERT_TRUE(eventually([&] { return parked() == 2; }));
 
-    ASSERT_EQ(dispatch(2, false), 0);
-    ASSERT_TRUE(board_.wait_until([&] { return board_.finished == 3; }));
-    EXPECT_EQ(thread_of(2), thread_of(1));  // the worker parked last
-    ASSERT_TRUE(eventually([&] { return parked() == 2; }));
-    ASSERT_EQ(dispatch(3, false), 0);
-    ASSERT_TRUE(board_.wait_until([&] { return board_.finished == 4; }));
-    EXPECT_EQ(thread_of(3), thread_of(2));
-    EXPECT_EQ(tap.count("create thread#"), 2);
+    for (int i : {2, 3}) {  // each runs on the worker parked last, job 1's
+        ASSERT_EQ(dispatch(i, false), 0);
+        ASSERT_TRUE(wait_until([&] { return finished_ == i + 1; }));
+        EXPECT_EQ(locked(jobs_[i].thread), locked(jobs_[1].thread));
+        ASSERT_TRUE(eventually([&] { return parked() == 2; }));
+    }
+    EXPECT_EQ(captured(), created({0, 1}));
 }
 
 TEST_F(ThreadPool, FourthDispatchWaitsForAFreeWorkerAndReusesIt)
 {
-    StdoutTap tap;
+    capture();
     pool_ = create_threadpool(3);
     for (int i = 0; i < 3; i++)
         ASSERT_EQ(dispatch(i, true), 0);
-    // All three hold at once, so they run on three threads.
-    ASSERT_TRUE(board_.wait_until([&] { return board_.started == 3; }));
-    std::set<pthread_t> threads = {thread_of(0), thread_of(1), thread_of(2)};
-    EXPECT_EQ(threads.size(), 3u);
+    ASSERT_TRUE(wait_until([&] { return started_ == 3; }));
 
-    std::atomic<pid_t> dispatcher_tid{0};
-    std::atomic<bool> returned{false};
     std::atomic<int> result{-2};
-    std::thread dispatcher([&] {
-        dispatcher_tid = static_cast<pid_t>(syscall(SYS_gettid));
-        result = dispatch(3, false);
-        returned = true;
-    });
-    ASSERT_TRUE(eventually([&] { return dispatcher_tid != 0 && thread_sleeping(dispatcher_tid); }));
-    EXPECT_FALSE(returned);
+    std::thread fourth;
+    ASSERT_TRUE(blocks_in(fourth, [&] { result = dispatch(3, false); }));
+    EXPECT_EQ(result, -2);
     EXPECT_EQ(total(), 3);
-    EXPECT_EQ(parked(), 0);
-    {
-        std::lock_guard<std::mutex> lock(board_.mutex);
-        EXPECT_EQ(board_.started, 3);
-    }
+    EXPECT_EQ(locked(started_), 3);
 
     release(1);
-    ASSERT_TRUE(board_.wait_until([&] { return board_.finished == 2; }));
-    dispatcher.join();
+    fourth.join();
+    ASSERT_TRUE(wait_until([&] { return finished_ == 2; }));
     EXPECT_EQ(result, 0);
-    EXPECT_EQ(thread_of(3), thread_of(1));
-    EXPECT_EQ(jobs_[3].finished_before_start, 1);
-    EXPECT_EQ(tap.count("create thread#"), 3);
+    EXPECT_EQ(locked(jobs_[3].thread), locked(jobs_[1].thread));  // so it started after job 1 ended
+    EXPECT_EQ(captured(), created({0, 1, 2}));  // no fourth thread
 }
 
 TEST_F(ThreadPool, DestroyWaitsForRunningJobsThenForEveryWorkerToExit)
@@ -288,35 +219,31 @@ TEST_F(ThreadPool, DestroyWaitsForRunningJobsThenForEveryWorkerToExit)
     ASSERT_EQ(dispatch(1, false), 0);
     ASSERT_TRUE(eventually([&] { return parked() == 1; }));
 
-    StdoutTap tap;
-    std::atomic<bool> job_done_when_destroyed{false};
-    std::thread destroyer([&] {
+    capture();
+    std::atomic<int> finished_when_destroyed{0};
+    std::thread destroyer;
+    ASSERT_TRUE(blocks_in(destroyer, [&] {
         destroy_threadpool(pool_);
-        job_done_when_destroyed = done(0);
-    });
-    ASSERT_TRUE(tap.shows("waiting for 1 thread(s) to finish\n"));
-    EXPECT_FALSE(done(0));
+        finished_when_destroyed = locked(finished_);
+    }));
+    EXPECT_EQ(locked(finished_), 1);
     release(0);
     destroyer.join();
     pool_ = nullptr;
-    EXPECT_TRUE(job_done_when_destroyed);
-    EXPECT_EQ(tap.text(),
-              "waiting for 1 thread(s) to finish\n"
-              "waiting for 2 thread(s) to exit\n");
+    EXPECT_EQ(finished_when_destroyed, 2);
+    EXPECT_EQ(captured(),
+              "waiting for 1 thread(s) to finish\nwaiting for 2 thread(s) to exit\n");
 }
 
-TEST_F(ThreadPool, DestroyOfAnIdlePoolStopsItsParkedWorkers)
+TEST_F(ThreadPool, DestroyOfAnIdlePoolOnlyStopsItsParkedWorkers)
 {
     pool_ = create_threadpool(3);
-    ASSERT_EQ(dispatch(0, true), 0);
-    ASSERT_EQ(dispatch(1, true), 0);
-    ASSERT_TRUE(board_.wait_until([&] { return board_.started == 2; }));
-    release_all();
-    ASSERT_TRUE(eventually([&] { return parked() == 2; }));
-    StdoutTap tap;
+    ASSERT_EQ(dispatch(0, false), 0);
+    ASSERT_TRUE(eventually([&] { return parked() == 1; }));
+    capture();
     destroy_threadpool(pool_);
     pool_ = nullptr;
-    EXPECT_EQ(tap.text(), "waiting for 2 thread(s) to exit\n");
+    EXPECT_EQ(captured(), "waiting for 1 thread(s) to exit\n");
 }
 
 void* count_job(void* arg)
@@ -327,7 +254,7 @@ void* count_job(void* arg)
 
 TEST_F(ThreadPool, ManyDispatchesFromSeveralThreadsRunOnAtMostTheMaximum)
 {
-    StdoutTap tap;
+    capture();
     pool_ = create_threadpool(3);
     std::atomic<int> runs{0};
     auto burst = [&] {
@@ -340,8 +267,12 @@ TEST_F(ThreadPool, ManyDispatchesFromSeveralThreadsRunOnAtMostTheMaximum)
     ASSERT_TRUE(eventually([&] { return runs == 200; }));
     destroy_threadpool(pool_);
     pool_ = nullptr;
-    EXPECT_LE(tap.count("create thread#"), 3);
-    EXPECT_GE(tap.count("create thread#"), 1);
+    std::string text = captured();
+    int threads = 0;
+    for (size_t at = 0; (at = text.find("create thread#", at)) != std::string::npos; at++)
+        threads++;
+    EXPECT_GE(threads, 1);
+    EXPECT_LE(threads, 3);
 }
 
 }  // namespace
