@@ -24,7 +24,8 @@ const char kReset[] = "\033[0m";
 // so that one call reaches each stream as one write.
 class FormattedText {
 public:
-    FormattedText(const char* format, va_list args)
+    // Argument 1 is the implicit this.
+    FormattedText(const char* format, va_list args) PAVO_PRINTF_LIKE(2, 0)
     {
         va_list copy;
         va_copy(copy, args);
@@ -60,6 +61,7 @@ void write_console(const char* colour, const char* text, bool show_text)
     funlockfile(stdout);
 }
 
+PAVO_PRINTF_LIKE(2, 0)
 void log_console_only(const char* colour, const char* format, va_list args)
 {
     FormattedText message(format, args);

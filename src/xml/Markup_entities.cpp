@@ -125,14 +125,23 @@ struct PredefEntityPool {
 constexpr PredefEntityPool BuildPredefEntityTable()
 {
     PredefEntityPool table{};
+    // Each name's bucket and case once, not once per bucket: Clang's default
+    // limit on constant evaluation steps is otherwise exceeded.
+    int anBucketOf[kEntityCount] = {};
+    bool abCapital[kEntityCount] = {};
+    for (int iDef = 0; iDef < kEntityCount; ++iDef) {
+        anBucketOf[iDef] = LowerHash(kEntityDefs[iDef].szName);
+        abCapital[iDef] = HasCapital(kEntityDefs[iDef].szName);
+    }
     int nAt = 0;
     for (int iBucket = 0; iBucket < kEntityBuckets; ++iBucket) {
         table.anBucket[iBucket] = static_cast<unsigned short>(nAt);
         // Capital forms go first, so a name HTML 4 has in two cases (Eacute
         // and eacute) finds the capital's code point whichever case was written.
         for (int nPass = 0; nPass < 2; ++nPass) {
-            for (const EntityDef& def : kEntityDefs) {
-                if (LowerHash(def.szName) != iBucket || HasCapital(def.szName) != (nPass == 0))
+            for (int iDef = 0; iDef < kEntityCount; ++iDef) {
+                const EntityDef& def = kEntityDefs[iDef];
+                if (anBucketOf[iDef] != iBucket || abCapital[iDef] != (nPass == 0))
                     continue;
                 const int nLen = NameLength(def.szName);
                 table.achPool[nAt++] = static_cast<char>('0' + nLen);
