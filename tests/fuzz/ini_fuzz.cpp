@@ -1,0 +1,115 @@
+/*
+ * ini_fuzz.cpp - libFuzzer target over the INI profile file behind
+ * korix.conf: the input becomes the file, which is read under a few section
+ * and key names (prefixes and near misses of the real ones included) and
+ * rewritten by each kind of write, every write followed by a read.
+ */
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "service/pavo_inifile.h"
+
+namespace {
+
+// A file of 64 KiB or more ends the process by assertion, by design.
+constexpr size_t kIniFileLimit = 1024 * 64;
+
+std::string g_directory;
+std::string g_path;
+
+void remove_directory()
+{
+    std::remove(g_path.c_str());
+    std::remove(g_directory.c_str());
+}
+
+const char* const kSections[] = {"system", "sys", "system2", "other", "[", "s]"};
+const char* const kKeys[] = {"userid", "aaasrvaddress", "aaasrvaddress2", "openurl", "k", "="};
+
+struct Write {
+    const char* section;
+    const char* key;
+    const char* value;
+};
+
+// A new section, a new key in an existing section (the rest of the file
+// goes through the "%%" folding), and a replaced value.
+constexpr Write kWrites[] = {
+    {"newsection", "k", "v"},
+    {"system", "newkey", "%s%n%%"},
+    {"system", "userid", "42"},
+};
+
+bool put_file(const uint8_t* data, size_t size)
+{
+    FILE* file = std::fopen(g_path.c_str(), "wb");
+    if (file == nullptr)
+        return false;
+    const bool written = std::fwrite(data, 1, size, file) == size;
+    return std::fclose(file) == 0 && written;
+}
+
+// The search runs in memory for every pair of names; the file-level reads,
+// which cost system calls, for a few pairs and both buffer sizes.
+void read_all_names()
+{
+    static char text[kIniFileLimit];
+    int file_size = 0;
+    if (!load_ini_file(g_path.c_str(), text, &file_size))
+        std::abort();
+    for (const char* section : kSections) {
+        for (const char* key : kKeys) {
+            int sec_s, sec_e, key_s, key_e, value_s, value_e;
+            if (parse_file(section, key, text, &sec_s, &sec_e, &key_s, &key_e, &value_s,
+                           &value_e) &&
+                !(sec_s <= sec_e && sec_e <= key_s && key_s <= key_e &&
+                  key_e < value_s && value_s <= value_e && value_e <= file_size))
+                __builtin_trap();  // positions out of order or beyond the text
+        }
+    }
+    for (size_t i = 0; i < 3; ++i) {
+        char small[4];
+        char value[256];
+        read_profile_string(kSections[i], kKeys[i], small, sizeof small, "default",
+                            g_path.c_str());
+        read_profile_string(kSections[i], kKeys[i + 1], value, sizeof value, nullptr,
+                            g_path.c_str());
+    }
+    read_profile_int("system", "userid", -1, g_path.c_str());
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+    const char* tmp = std::getenv("TMPDIR");
+    std::string pattern = std::string(tmp != nullptr ? tmp : "/tmp") + "/pavo-ini-fuzz-XXXXXX";
+    if (mkdtemp(&pattern[0]) == nullptr)
+        std::abort();
+    g_directory = pattern;
+    g_path = pattern + "/korix.conf";
+    std::atexit(remove_directory);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    if (size >= kIniFileLimit)
+        return 0;
+    if (!put_file(data, size))
+        std::abort();
+    read_all_names();
+    for (const Write& write : kWrites) {
+        if (!put_file(data, size))
+            std::abort();
+        write_profile_string(write.section, write.key, write.value, g_path.c_str());
+        // A rewritten file must stay loadable: below 64 KiB.
+        char value[256];
+        read_profile_string(write.section, write.key, value, sizeof value, nullptr,
+                            g_path.c_str());
+    }
+    return 0;
+}
