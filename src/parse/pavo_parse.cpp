@@ -85,8 +85,12 @@ extern "C" {
 // Never null unless even the failure result cannot be allocated.
 tpavo_result* pavo_parse(const char* xmldata, size_t datasize, tpavo_datatype datatype)
 {
-    // Taken as unsigned, so negative datatypes fall beyond the table.
-    unsigned int index = static_cast<unsigned int>(datatype);
+    // Taken as unsigned, so negative datatypes fall beyond the table. A C
+    // caller may pass any value of the enum's underlying type, but in C++
+    // only 0..31 are values of tpavo_datatype: its bits are read instead.
+    unsigned int index;
+    static_assert(sizeof index == sizeof datatype, "the enum is an unsigned int in C");
+    memcpy(&index, &datatype, sizeof index);
     if (index >= kDispatchRows || kDispatch[index].handle == nullptr)
         return pavo_new_failure_result();
     tpavo_result* result = kDispatch[index].handle(xmldata, datasize);
