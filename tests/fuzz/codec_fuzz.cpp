@@ -104,13 +104,18 @@ void check_hex_and_cipher(const std::string& bytes)
     std::string short_key = text.substr(0, text.size() % 24);
     short_key.resize(256, '\0');
     decrypt_with(text, &short_key[0], static_cast<int>(std::strlen(short_key.c_str())));
+    // And the text as its own key: one longer than 255 characters is cut.
+    std::string long_key = text;
+    decrypt_with(text, &long_key[0], static_cast<int>(long_key.size()));
 
-    if (bytes.size() <= kMaxPlainBytes) {
-        std::string message = bytes;
-        char mode[] = "2";
-        auto cipher = exact_buffer((bytes.size() / 8 + 1) * 16 + 1);
-        pavo_encrypt(mode, &message[0], static_cast<int>(message.size()), kDigestKey,
-                     static_cast<int>(sizeof kDigestKey - 1), cipher.get());
+    std::string message = bytes;
+    char mode[] = "2";
+    auto cipher = exact_buffer((bytes.size() / 8 + 1) * 16 + 1);
+    pavo_encrypt(mode, &message[0], static_cast<int>(message.size()), kDigestKey,
+                 static_cast<int>(sizeof kDigestKey - 1), cipher.get());
+    if (bytes.size() > kMaxPlainBytes) {
+        require(cipher[0] == '\0');  // beyond the contract: refused, not cut
+    } else {
         require(std::strlen(cipher.get()) == (bytes.size() / 8 + 1) * 16);
         auto plain = exact_buffer(decrypt_output_size(std::strlen(cipher.get())));
         pavo_decrypt(mode, cipher.get(), 0, kDigestKey, static_cast<int>(sizeof kDigestKey - 1),
@@ -118,8 +123,12 @@ void check_hex_and_cipher(const std::string& bytes)
         require(plain.get() == expected_plain(bytes));
     }
 
-    if (bytes.size() <= kMaxHexInput) {
-        std::string source = bytes;
+    std::string source = bytes;
+    if (bytes.size() > kMaxHexInput) {
+        char empty[1] = {'x'};
+        pavo_stringToHex(&source[0], static_cast<int>(source.size()), empty);
+        require(empty[0] == '\0');  // beyond the contract: refused
+    } else {
         auto hex = exact_buffer(2 * bytes.size() + 1);
         pavo_stringToHex(&source[0], static_cast<int>(source.size()), hex.get());
         auto back = exact_buffer(bytes.size());

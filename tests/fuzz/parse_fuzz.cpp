@@ -77,8 +77,11 @@ void parse_answer(const std::string& answer, int datatype)
 void walk_document(const std::string& answer, FuzzedDataProvider& steps)
 {
     CMarkup xml;
-    if (steps.ConsumeBool())
-        xml.SetDocFlags(CMarkup::MDF_IGNORECASE);
+    // The file modes (16, 32) only make the navigator refuse work: chosen
+    // when the two top bits are set too.
+    const uint8_t flags = steps.ConsumeIntegral<uint8_t>();
+    const int file_modes = (flags & 0xc0) == 0xc0 ? (flags & 0x30) : 0;
+    xml.SetDocFlags((flags & CMarkup::MDF_IGNORECASE) | file_modes);
     xml.SetDoc(answer);
     xml.IsWellFormed();
     xml.GetError();
@@ -130,6 +133,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     parse_answer(answer, datatype);
 
     CMarkup::UnescapeText(answer.c_str());
+    CMarkup::UnescapeText(answer.data(), static_cast<int>(answer.size()));  // zero bytes too
     FuzzedDataProvider steps(data + 1, size - 1);
     walk_document(answer, steps);
     return 0;
