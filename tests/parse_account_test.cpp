@@ -10,10 +10,7 @@
 
 namespace {
 
-using parse_test::dump_of;
-using parse_test::dump_text;
-using parse_test::info_lines;
-using parse_test::parse;
+using namespace parse_test;
 
 std::string answer(const std::string& code, const std::string& body)
 {
@@ -42,7 +39,7 @@ std::string login_body(const std::string& system_time_element)
            system_time_element;
 }
 
-class AccountAnswer : public parse_test::ParseTest {
+class AccountAnswer : public ParseTest {
 protected:
     void SetUp() override
     {

@@ -9,14 +9,7 @@
 
 namespace {
 
-using parse_test::captured_stdout;
-using parse_test::clip_numbers;
-using parse_test::dump_of;
-using parse_test::dump_text;
-using parse_test::info_lines;
-using parse_test::page_counts;
-using parse_test::parse;
-using parse_test::ParseTest;
+using namespace parse_test;
 
 // Count 10 is overwritten by the three entries read; HasChild 257 keeps its
 // low eight bits.

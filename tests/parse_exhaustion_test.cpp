@@ -8,7 +8,7 @@
 
 namespace {
 
-using parse_test::captured_stdout;
+using namespace parse_test;
 
 // Fails exactly the n-th allocation (counting from 1) and no other.
 struct FailingPool {
@@ -26,7 +26,7 @@ void* failing_malloc(size_t size, void* context)
 
 void pool_free(void* block, void*) { free(block); }
 
-class Exhaustion : public parse_test::ParseTest {
+class Exhaustion : public ParseTest {
 protected:
     void SetUp() override
     {
@@ -76,13 +76,13 @@ TEST_F(Exhaustion, EveryFailedAllocationIsSurvived)
     for (const Answer& answer : kAnswers) {
         SCOPED_TRACE(answer.text);
         fail_allocation(0);
-        parse_test::parse(answer.text, answer.datatype);
+        parse(answer.text, answer.datatype);
         const int needed = pool_.calls;
         for (int n = 1; n <= needed; ++n) {
             SCOPED_TRACE(n);
             fail_allocation(n);
             captured_stdout([&] {
-                auto result = parse_test::parse(answer.text, answer.datatype);
+                auto result = parse(answer.text, answer.datatype);
                 ASSERT_NE(result, nullptr);
                 if (n == 1) {  // the record itself: the failure result stands in
                     EXPECT_EQ(result->resultcode, -9000);

@@ -7,11 +7,7 @@
 
 namespace {
 
-using parse_test::dump_of;
-using parse_test::dump_text;
-using parse_test::info_lines;
-using parse_test::parse;
-using parse_test::ParseTest;
+using namespace parse_test;
 
 const char kOpenAnswer[] =
     "<Root><Result ResultCode=\"3\" ResultMsg=\"fine &amp; dandy\"/>"
@@ -71,7 +67,7 @@ TEST_F(ParseTest, SupportedDatatypesCarryTheirTagsAndProcedures)
 TEST_F(ParseTest, ExtendedServiceAnswerIsCopiedRawWithoutTerminator)
 {
     const char text[] = "<Root>hello</Root>";
-    auto result = parse_test::Result(pavo_parse(text, 5, DATATYPE_EXTSERVICERESULT));
+    auto result = Result(pavo_parse(text, 5, DATATYPE_EXTSERVICERESULT));
     ASSERT_NE(result, nullptr);
     EXPECT_EQ(result->resultcode, 0);
     EXPECT_EQ(result->datasize, 5u);
@@ -117,7 +113,7 @@ TEST_F(ParseTest, FrameReadsCodeAndMessageFromTheFirstElementInRoot)
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.document != nullptr ? row.document : "(null)");
-        auto result = parse_test::Result(pavo_parse(
+        auto result = Result(pavo_parse(
             row.document, row.document != nullptr ? std::strlen(row.document) : 0,
             DATATYPE_OPENRESULT));
         ASSERT_NE(result, nullptr);
@@ -132,7 +128,7 @@ TEST_F(ParseTest, FrameReadsCodeAndMessageFromTheFirstElementInRoot)
         EXPECT_EQ(result->httpretcode, 0);
         EXPECT_EQ(result->datasize, 0u);
     }
-    auto direct = parse_test::Result(pavo_parseloginresult(nullptr));
+    auto direct = Result(pavo_parseloginresult(nullptr));
     ASSERT_NE(direct, nullptr);
     EXPECT_EQ(direct->data.ptr, nullptr);
 }
@@ -180,7 +176,7 @@ TEST_F(ParseTest, TextIsKeptUntrimmedAndEmptyTextIsNull)
 
 TEST_F(ParseTest, TestParsePrintsTheTextOnly)
 {
-    EXPECT_EQ(parse_test::captured_stdout([] { pavo_test_parse("<Root/>"); }),
+    EXPECT_EQ(captured_stdout([] { pavo_test_parse("<Root/>"); }),
               "begin test parse:<Root/>\r\n");
 }
 

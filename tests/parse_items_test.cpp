@@ -6,14 +6,7 @@
 
 namespace {
 
-using parse_test::captured_stdout;
-using parse_test::clip_numbers;
-using parse_test::dump_of;
-using parse_test::dump_text;
-using parse_test::info_lines;
-using parse_test::page_counts;
-using parse_test::parse;
-using parse_test::ParseTest;
+using namespace parse_test;
 
 // Items: p2, ch1, p2 again, an unmatched code, type 3, no code.
 const char kItemAnswer[] =
@@ -32,7 +25,7 @@ const char kItemAnswer[] =
     "<Channels><Channel Code=\"ch1\" Type=\"2\" TimeShiftDuration=\"3600\"><VideoClips>"
     "<VideoClip VideoCode=\"live\"/></VideoClips></Channel></Channels></Root>";
 
-const tpavo_item* item_at(const parse_test::Result& result, int index)
+const tpavo_item* item_at(const Result& result, int index)
 {
     const tpavo_item* item = result->data.itemlistresponse;
     for (int i = 0; i < index && item != nullptr; ++i)
@@ -107,7 +100,7 @@ TEST_F(ParseTest, ItemsSharingACodeOwnSeparateCopies)
 // An unmatched code is silent; another type and a missing code are logged.
 TEST_F(ParseTest, UnmatchedUnknownAndCodelessItemsKeepNullDetail)
 {
-    parse_test::Result result;
+    Result result;
     std::string out = captured_stdout([&] { result = parse(kItemAnswer, DATATYPE_ITEMLIST); });
     EXPECT_EQ(item_at(result, 3)->detail.ptr, nullptr);
     EXPECT_EQ(item_at(result, 4)->type, PAVO_ITEMTYPE_SCHEDULE);
@@ -141,7 +134,7 @@ TEST_F(ParseTest, SameAnswerUnderItemDetailAndRelatedTags)
         EXPECT_EQ(result->datacount, 6);
         EXPECT_EQ(dump_of(result), expected);
     }
-    auto direct = parse_test::Result(pavo_parsecategoryitemlistresult(kItemAnswer));
+    auto direct = Result(pavo_parsecategoryitemlistresult(kItemAnswer));
     EXPECT_EQ(direct->datatype, DATATYPE_ITEMLIST);
 }
 
