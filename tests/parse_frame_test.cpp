@@ -84,6 +84,11 @@ TEST_F(ParseTest, ExtendedServiceAnswerIsCopiedRawWithoutTerminator)
     EXPECT_EQ(dump_text(dump_extserviceresult, result.get()), "");
     EXPECT_EQ(dump_text(dump_extserviceresult, nullptr), "");
     free_extserviceresult(nullptr);
+
+    auto missing = Result(pavo_parse(nullptr, 5, DATATYPE_EXTSERVICERESULT));
+    ASSERT_NE(missing, nullptr);
+    EXPECT_EQ(missing->resultcode, -9000);
+    EXPECT_EQ(missing->data.ptr, nullptr);
 }
 
 // The code and message come from the first element inside Root, whatever its
