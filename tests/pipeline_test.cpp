@@ -104,7 +104,8 @@ TEST_F(Pipeline, FailedTransferReportsCurlCodeOrStatus)
 }
 
 // A file store truncates an older file; without a path, or on an error
-// status, it fails and leaves the file alone.
+// status, it fails and leaves the file alone. A path that cannot be opened
+// still reports success (the open is not checked), with nothing written.
 TEST_F(Pipeline, FileStoreWritesExactBodyOverAnOlderFile)
 {
     const std::string target = dir_.file("download.bin");
@@ -121,6 +122,13 @@ TEST_F(Pipeline, FileStoreWritesExactBodyOverAnOlderFile)
     EXPECT_EQ(post(url("/files/x").c_str(), "", STORETYPE_FILE, nullptr).result, -1);
     EXPECT_EQ(post(url("/files/none").c_str(), "", STORETYPE_FILE, target.c_str()).result, -1);
     EXPECT_EQ(read_file(target), body);
+
+    const std::string unopenable = dir_.file("no-such-dir/download.bin");
+    sim_->set_answer("/files/x", "body");
+    Transfer unchecked = post(url("/files/x").c_str(), "", STORETYPE_FILE, unopenable.c_str());
+    EXPECT_EQ(unchecked.result, 0);
+    EXPECT_EQ(unchecked.httpretcode, 200);
+    EXPECT_FALSE(file_exists(unopenable));
 }
 
 TEST_F(Pipeline, PhaseFourKeepsNothing)

@@ -212,6 +212,7 @@ TEST_F(ServiceRequests, EmptyOpenUrlIsAPipelineFailureStoringNothing)
 TEST_F(ServiceRequests, LoginSendsFourPairsWithTheRawAuthenticatorLast)
 {
     open_account();
+    pavo_writeprop("bizfield", "BIZ7");
     ASSERT_EQ(pavo_login(9), PAVO_STATUS_SUCCESS);
     SimRequest request = only_request();
     EXPECT_EQ(request.path, "/Service/Login");
@@ -228,7 +229,7 @@ TEST_F(ServiceRequests, LoginSendsFourPairsWithTheRawAuthenticatorLast)
     ASSERT_EQ(source.size(), 7u);
     EXPECT_EQ(source[kSourceUser], kSimUserId);
     EXPECT_EQ(source[kSourceTvid], kSimTvid);
-    EXPECT_EQ(source[kSourceBiz], "");
+    EXPECT_EQ(source[kSourceBiz], "BIZ7");
     EXPECT_EQ(source[kTimestamp].size(), 14u);
 }
 
@@ -341,6 +342,7 @@ TEST_F(ServiceRequests, LogoutEncodesItsAuthenticatorAndKeepsTheLoginState)
 {
     open_and_login();
     const std::string token = property("usertoken");
+    pavo_writeprop("bizfield", "BIZ7");
     ASSERT_EQ(pavo_logout(4), PAVO_STATUS_SUCCESS);
     SimRequest request = only_request();
     EXPECT_EQ(request.path, "/Service/Logout");
@@ -353,7 +355,7 @@ TEST_F(ServiceRequests, LogoutEncodesItsAuthenticatorAndKeepsTheLoginState)
     std::vector<std::string> source =
         source_fields(decipher_authenticator(pairs[1].second, kSimUserId));
     ASSERT_EQ(source.size(), 7u);
-    EXPECT_EQ(source[kSourceBiz], "");
+    EXPECT_EQ(source[kSourceBiz], "") << "logout authenticates an empty business field";
 
     // The logout parser tags its result as a recharge.
     ASSERT_NE(successful_result(DATATYPE_RECHARGERESULT), nullptr);
