@@ -377,7 +377,10 @@ void pavo_inner_storeresult(tpavo_result* result, tpavo_httpecode httpecode, lon
         result->httpecode = httpecode;
         result->httpretcode = httpretcode;
     }
-    pavo_setlastresult(result);
+    // A store that cannot keep the result (no node, or no store) must not
+    // leak it: nobody else holds it.
+    if (pavo_setlastresult(result) != 0)
+        pavo_iner_freeresultitem(result);
 }
 
 pavo_status_t pavo_query_status(void)
