@@ -28,6 +28,10 @@ struct SeenEvent {
 // Callbacks run on the thread that pumps, the test's own: no lock needed.
 std::vector<SeenEvent> g_seen;
 
+// The resource download of the table below: set before the requests start.
+std::string g_download_url;
+std::string g_download_target;
+
 template <pavo_callbacktype Slot>
 int copy_event(tpavo_event* event)
 {
@@ -126,6 +130,11 @@ const AsyncCase kAsyncCases[] = {
      EPAVO_UPGRADERES, DATATYPE_UPGRADEOSRESULT},
     {"statusreport", [](unsigned id) { pavo_statusreport(id); }, PAVO_CALLBACK_TMMANAGE,
      EPAVO_STATUSREPORT, -1},
+    {"downloadresource",
+     [](unsigned id) {
+         pavo_downloadresource(id, g_download_url.c_str(), g_download_target.c_str());
+     },
+     PAVO_CALLBACK_EPG, EPAVO_RESOURCEDOWNLOAD, -1},
     {"logout", [](unsigned id) { pavo_logout(id); }, PAVO_CALLBACK_AAA, EPAVO_LOGOUT,
      DATATYPE_RECHARGERESULT},
     {"login", [](unsigned id) { pavo_login(id); }, PAVO_CALLBACK_AAA, EPAVO_LOGIN,
@@ -136,36 +145,27 @@ const AsyncCase kAsyncCases[] = {
 
 TEST_F(ServiceAsync, EachRequestReachesTheCallbackOfItsTypeParsedByItsEventType)
 {
+    g_download_url = sim_->base_url() + "/files/pavo-os-2.1.0.img";
+    g_download_target = workdir_->file("os.img");
     unsigned eventid = 100;
     for (const AsyncCase& c : kAsyncCases) {
+        SCOPED_TRACE(c.name);
         const unsigned id = ++eventid;
         start_request([&c, id] { c.call(id); });
         const SeenEvent* seen = wait_for_event(static_cast<int>(id));
-        ASSERT_NE(seen, nullptr) << c.name;
-        EXPECT_EQ(seen->slot, c.slot) << c.name;
-        EXPECT_EQ(seen->eventtype, c.eventtype) << c.name;
-        EXPECT_EQ(seen->eventscope, EPAVO_SCOPE_RESPONSE) << c.name;
-        EXPECT_EQ(seen->has_result, c.datatype >= 0) << c.name;
+        ASSERT_NE(seen, nullptr);
+        EXPECT_EQ(seen->slot, c.slot);
+        EXPECT_EQ(seen->eventtype, c.eventtype);
+        EXPECT_EQ(seen->eventscope, EPAVO_SCOPE_RESPONSE);
+        EXPECT_EQ(seen->has_result, c.datatype >= 0);
         if (seen->has_result) {
-            EXPECT_EQ(seen->datatype, c.datatype) << c.name;
-            EXPECT_EQ(seen->resultcode, 0) << c.name;
-            EXPECT_EQ(seen->httpretcode, 200) << c.name;
+            EXPECT_EQ(seen->datatype, c.datatype);
+            EXPECT_EQ(seen->resultcode, 0);
+            EXPECT_EQ(seen->httpretcode, 200);
         }
     }
     EXPECT_EQ(pavo_getstate(), PAVO_STATE_OPENED);
-}
-
-TEST_F(ServiceAsync, DownloadEventCarriesNoResultAndTheFileIsWritten)
-{
-    const std::string target = workdir_->path() + "/os.img";
-    const std::string url = sim_->base_url() + "/files/pavo-os-2.1.0.img";
-    start_request([url, target] { pavo_downloadresource(78, url.c_str(), target.c_str()); });
-    const SeenEvent* seen = wait_for_event(78);
-    ASSERT_NE(seen, nullptr);
-    EXPECT_EQ(seen->slot, PAVO_CALLBACK_EPG);
-    EXPECT_EQ(seen->eventtype, EPAVO_RESOURCEDOWNLOAD);
-    EXPECT_FALSE(seen->has_result);
-    EXPECT_EQ(read_file(target),
+    EXPECT_EQ(read_file(g_download_target),
               read_file(std::string(PAVO_SIM_DATA) + "/files/pavo-os-2.1.0.img"));
 }
 
