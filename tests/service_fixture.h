@@ -168,7 +168,6 @@ protected:
     }
 
 public:
-
     // Open by terminal code and log in; the record of requests is cleared afterwards.
     void open_account()
     {
@@ -199,8 +198,10 @@ public:
         return ip;
     }
 
-    static std::string tvprofile() { return std::string(kChipProfile) + ";" + kClientProfile +
-                                            ";KORIXOS/1001"; }
+    static std::string tvprofile()
+    {
+        return std::string(kChipProfile) + ";" + kClientProfile + ";KORIXOS/1001";
+    }
 
     // UserID, UserGroup, TVProfile, UserToken of the live session, encoded.
     static FormPairs session_four()
