@@ -69,14 +69,6 @@ protected:
         pavo_setfuncmode(FUNCMODE_ASYNC);
     }
 
-    // Starts the request on a thread of its own, never joined: the call returns only after
-    // the 100-second pause, long after the test is over.
-    template <typename Request>
-    static void start_request(Request request)
-    {
-        std::thread(request).detach();
-    }
-
     // Pumps messages until an event with this id has been seen; bounded.
     static const SeenEvent* wait_for_event(int eventid)
     {
@@ -151,7 +143,8 @@ TEST_F(ServiceAsync, EachRequestReachesTheCallbackOfItsTypeParsedByItsEventType)
     for (const AsyncCase& c : kAsyncCases) {
         SCOPED_TRACE(c.name);
         const unsigned id = ++eventid;
-        start_request([&c, id] { c.call(id); });
+        // Never joined: the call returns only after the 100-second pause.
+        std::thread([&c, id] { c.call(id); }).detach();
         const SeenEvent* seen = wait_for_event(static_cast<int>(id));
         ASSERT_NE(seen, nullptr);
         EXPECT_EQ(seen->slot, c.slot);
@@ -182,7 +175,7 @@ TEST_F(ServiceAsync, RelatedItemsAreDatatypeNineSyncAndElevenThroughACallback)
     const std::string first_code = result->data.itemlistresponse->code;
 
     pavo_setfuncmode(FUNCMODE_ASYNC);
-    start_request([] { pavo_queryrelateitemlist(79, 1, "P1001", 0, 0, 1, 10); });
+    std::thread([] { pavo_queryrelateitemlist(79, 1, "P1001", 0, 0, 1, 10); }).detach();
     const SeenEvent* seen = wait_for_event(79);
     ASSERT_NE(seen, nullptr);
     EXPECT_EQ(seen->eventtype, EPAVO_QUERYRELATEITEMLIST);

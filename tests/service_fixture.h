@@ -8,6 +8,7 @@
 #include <openssl/evp.h>
 
 #include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -54,16 +55,11 @@ inline std::string form_body(const FormPairs& pairs)
 inline FormPairs split_form(const std::string& body)
 {
     FormPairs pairs;
-    size_t start = 0;
-    while (start < body.size()) {
-        size_t end = body.find('&', start);
-        if (end == std::string::npos)
-            end = body.size();
-        std::string pair = body.substr(start, end - start);
+    std::istringstream stream(body);
+    for (std::string pair; std::getline(stream, pair, '&');) {
         size_t equals = pair.find('=');
         pairs.emplace_back(pair.substr(0, equals),
                            equals == std::string::npos ? "" : pair.substr(equals + 1));
-        start = end + 1;
     }
     return pairs;
 }
@@ -106,11 +102,9 @@ inline std::vector<std::string> authenticator_fields(const std::string& hex,
     std::vector<std::string> fields;
     if (!ok)
         return fields;
-    const std::string source(reinterpret_cast<char*>(out.data()), size_t(size + last));
-    size_t start = 0;
-    for (size_t end; (end = source.find('$', start)) != std::string::npos; start = end + 1)
-        fields.push_back(source.substr(start, end - start));
-    fields.push_back(source.substr(start));
+    std::istringstream source(std::string(reinterpret_cast<char*>(out.data()), size + last));
+    for (std::string field; std::getline(source, field, '$');)
+        fields.push_back(field);
     return fields;
 }
 
