@@ -78,12 +78,22 @@ TEST_F(Maintenance, RequestsBelowLoginAreRefusedWithNothingSent)
     EXPECT_TRUE(sim_->requests().empty());
 }
 
-// The resource answer's parser tags it like the system one.
-TEST_F(Maintenance, UpgradeAnswersOfferTheSystemImageAndTheResourcePackage)
+// The resource answer's parser tags it like the system one. The status report, answered
+// or not, shows only in its return value: the upgrade answer stays the last result.
+TEST_F(Maintenance, UpgradeAnswersOfferTheirFilesAndTheReportKeepsTheLastResult)
 {
     open_and_login();
-    ASSERT_EQ(pavo_upgradeos(1), PAVO_STATUS_SUCCESS);
+    ASSERT_EQ(pavo_upgraderes(1), PAVO_STATUS_SUCCESS);
     tpavo_result* result = successful_result(DATATYPE_UPGRADEOSRESULT);
+    ASSERT_NE(result, nullptr);
+    const tpavo_upgraderesresponse* res = result->data.upgraderesresponse;
+    ASSERT_NE(res, nullptr);
+    EXPECT_EQ(res->updatemode, 0);
+    EXPECT_STREQ(res->lastedversion, "2026.01");
+    EXPECT_EQ(std::string(res->fileurl), sim_->base_url() + "/files/skin-2026.01.res");
+
+    ASSERT_EQ(pavo_upgradeos(2), PAVO_STATUS_SUCCESS);
+    result = successful_result(DATATYPE_UPGRADEOSRESULT);
     ASSERT_NE(result, nullptr);
     const tpavo_upgradeosresponse* os = result->data.upgradeosresponse;
     ASSERT_NE(os, nullptr);
@@ -92,31 +102,13 @@ TEST_F(Maintenance, UpgradeAnswersOfferTheSystemImageAndTheResourcePackage)
     EXPECT_EQ(std::string(os->fileurl), sim_->base_url() + "/files/pavo-os-2.1.0.img");
     EXPECT_EQ(std::string(os->filehash), sha1_text(sim_file("pavo-os-2.1.0.img")));
 
-    ASSERT_EQ(pavo_upgraderes(1), PAVO_STATUS_SUCCESS);
-    result = successful_result(DATATYPE_UPGRADEOSRESULT);
-    ASSERT_NE(result, nullptr);
-    const tpavo_upgraderesresponse* res = result->data.upgraderesresponse;
-    ASSERT_NE(res, nullptr);
-    EXPECT_EQ(res->updatemode, 0);
-    EXPECT_STREQ(res->lastedversion, "2026.01");
-    EXPECT_EQ(std::string(res->fileurl), sim_->base_url() + "/files/skin-2026.01.res");
-    EXPECT_EQ(pavo_getstate(), PAVO_STATE_LOGINED);
-}
-
-// Answered or not, the report shows only in its return value.
-TEST_F(Maintenance, StatusReportLeavesThePreviousLastResult)
-{
-    open_and_login();
-    ASSERT_EQ(pavo_upgradeos(1), PAVO_STATUS_SUCCESS);
-    tpavo_result* upgrade = pavo_getresult();
-    ASSERT_NE(upgrade, nullptr);
-    ASSERT_EQ(pavo_statusreport(2), PAVO_STATUS_SUCCESS);
-    EXPECT_EQ(pavo_getresult(), upgrade);
-    EXPECT_EQ(upgrade->datatype, DATATYPE_UPGRADEOSRESULT);
-
+    ASSERT_EQ(pavo_statusreport(3), PAVO_STATUS_SUCCESS);
+    EXPECT_EQ(pavo_getresult(), result);
     sim_->set_fault("/Service/Report", 503);
-    EXPECT_EQ(pavo_statusreport(3), PAVO_STATUS_FAILURE);
-    EXPECT_EQ(pavo_getresult(), upgrade);
+    EXPECT_EQ(pavo_statusreport(4), PAVO_STATUS_FAILURE);
+    EXPECT_EQ(pavo_getresult(), result);
+    EXPECT_EQ(result->datatype, DATATYPE_UPGRADEOSRESULT);
+    EXPECT_EQ(pavo_getstate(), PAVO_STATE_LOGINED);
 }
 
 TEST_F(Maintenance, DownloadBeforeOpeningWritesTheExactBytes)
