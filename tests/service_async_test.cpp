@@ -167,8 +167,9 @@ TEST_F(ServiceAsync, EachRequestReachesTheCallbackOfItsTypeParsedByItsEventType)
             EXPECT_EQ(seen->resultcode, 0);
             EXPECT_EQ(seen->httpretcode, 200);
         }
-        if (c.datatype == DATATYPE_RELATIVEITEMLIST)
+        if (c.datatype == DATATYPE_RELATIVEITEMLIST) {
             EXPECT_EQ(seen->text, related_code);
+        }
     }
     EXPECT_EQ(pavo_getstate(), PAVO_STATE_OPENED);
     EXPECT_EQ(read_file(g_download_target),
