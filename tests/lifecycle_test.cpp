@@ -58,9 +58,11 @@ TEST_F(Lifecycle, StartAndCleanupMoveBetweenNoneAndInited)
 {
     EXPECT_EQ(pavo_getstate(), PAVO_STATE_NONE);
     EXPECT_EQ(pavo_getfuncmode(), FUNCMODE_ASYNC);
-    // Cleanup without a start succeeds and leaves the state alone.
+    // Cleanup without a start succeeds, logs only its first line and leaves the state alone.
     pavo_setstate(PAVO_STATE_OPENED);
+    testing::internal::CaptureStdout();
     EXPECT_EQ(pavo_cleanup(), PAVO_STATUS_SUCCESS);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "\033[1;32mpavo cleanup begin\r\n\033[0m");
     EXPECT_EQ(pavo_getstate(), PAVO_STATE_OPENED);
     pavo_setstate(PAVO_STATE_NONE);
 
@@ -232,9 +234,11 @@ TEST_F(Lifecycle, FileLogIsTruncatedAndHoldsOnlyBareInformationTextWhileConsoleG
     pavo_log_warn("a warning\r\n");
     pavo_log_debug("a debug line\r\n");
     pavo_log_info("an information %s %d\r\n", "line", 2);
+    log_info("console only %d\r\n", 3);  // the second set ignores the log mode
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "\033[1;31man error 1\r\n\033[0m\033[1;33ma warning\r\n\033[0ma debug line\r\n\033[0m"
-              "\033[1;32m\033[0m");  // file only: information shows its bare colours
+              "\033[1;32m\033[0m"  // file only: information shows its bare colours
+              "\033[1;32mconsole only 3\r\n\033[0m");
     pavo_cleanup();
     EXPECT_EQ(read_file(dir_.file("pavo.log")),
               "messagequeue init begin\r\nmessagequeue init end\r\npavo init end\r\n"

@@ -64,6 +64,9 @@ TEST(MarkupVerdict, WellFormedDocumentWithEveryNodeKindHasNoFindings)
     EXPECT_TRUE(xml.FindElem("r"));
     EXPECT_EQ(xml.GetAttrib("a"), ">");
     EXPECT_TRUE(xml.SetDoc(std::string("<a/>\0<b/>", 9)));  // the text ends at the zero byte
+    // Only the "C" of "<![CDATA[" and the "D" of "<!DOCTYPE" are looked at.
+    EXPECT_TRUE(xml.SetDoc("<r><![Cx[<y/>]]><!Dz [<q>]></r>"));
+    EXPECT_EQ(xml.GetError(), "");
 }
 
 // Bytes 97 to 127 start names too, "{" and "~" included.

@@ -8,7 +8,7 @@
 
 namespace {
 
-using parse_test::captured_stdout;
+using namespace parse_test;
 
 // Fails exactly the n-th allocation (counting from 1) and no other.
 struct FailingPool {
@@ -26,7 +26,7 @@ void* failing_malloc(size_t size, void* context)
 
 void pool_free(void* block, void*) { free(block); }
 
-class Exhaustion : public parse_test::ParseTest {
+class Exhaustion : public ParseTest {
 protected:
     void SetUp() override
     {
@@ -39,24 +39,11 @@ protected:
         g_pavo_env.mpool = nullptr;
         MyMemePoolDestruct(handle_);
     }
-    void fail_allocation(int n)
-    {
-        pool_.calls = 0;
-        pool_.fail_at = n;
-    }
-    int allocations() const { return pool_.calls; }
+    void fail_allocation(int n) { pool_ = {0, n}; }
 
     FailingPool pool_;
     HMYMEMPOOL handle_ = nullptr;
 };
-
-const char kItemAnswer[] =
-    "<Root><Result ResultCode=\"0\" ResultMsg=\"m\"/><Programee Count=\"2\">"
-    "<Item Type=\"1\" Code=\"p\" Name=\"n\"/><Item Type=\"2\" Code=\"c\" Name=\"n\"/>"
-    "</Programee><Programs><Program Code=\"p\" Name=\"x\"><VideoClips>"
-    "<VideoClip VideoCode=\"v1\" Duration=\"d\"/><VideoClip VideoCode=\"v2\"/></VideoClips>"
-    "</Program></Programs><Channels><Channel Code=\"c\" Name=\"y\"><VideoClips>"
-    "<VideoClip VideoCode=\"v3\"/></VideoClips></Channel></Channels></Root>";
 
 struct Answer {
     const char* text;
@@ -68,16 +55,19 @@ const Answer kAnswers[] = {
      "</ServerAuthenticator><UserToken>t</UserToken><DRMSrvAddress2>d</DRMSrvAddress2>"
      "<SystemTime>2010-01-01 00:00:00</SystemTime></Response></Root>",
      DATATYPE_LOGINRESULT},
-    {"<Root><Result ResultCode=\"0\" ResultMsg=\"m\"/><Response><UserID>u</UserID>"
-     "<NickName>n</NickName></Response></Root>",
-     DATATYPE_OPENRESULT},
     {"<Root><Result ResultCode=\"0\"/><Categorys><Category Code=\"a\" Name=\"b\"/>"
      "<Category Code=\"c\"/></Categorys></Root>",
      DATATYPE_CATEGORYLIST},
     {"<Root><Result ResultCode=\"0\"><Schedules><Schedule Name=\"a\"/><Schedule Name=\"b\"/>"
      "</Schedules></Result></Root>",
      DATATYPE_SCHEDULELIST},
-    {kItemAnswer, DATATYPE_ITEM},
+    {"<Root><Result ResultCode=\"0\" ResultMsg=\"m\"/><Programee Count=\"2\">"
+     "<Item Type=\"1\" Code=\"p\" Name=\"n\"/><Item Type=\"2\" Code=\"c\" Name=\"n\"/>"
+     "</Programee><Programs><Program Code=\"p\" Name=\"x\"><VideoClips>"
+     "<VideoClip VideoCode=\"v1\" Duration=\"d\"/><VideoClip VideoCode=\"v2\"/></VideoClips>"
+     "</Program></Programs><Channels><Channel Code=\"c\" Name=\"y\"><VideoClips>"
+     "<VideoClip VideoCode=\"v3\"/></VideoClips></Channel></Channels></Root>",
+     DATATYPE_ITEM},
     {"raw", DATATYPE_EXTSERVICERESULT},
 };
 
@@ -86,13 +76,13 @@ TEST_F(Exhaustion, EveryFailedAllocationIsSurvived)
     for (const Answer& answer : kAnswers) {
         SCOPED_TRACE(answer.text);
         fail_allocation(0);
-        parse_test::parse(answer.text, answer.datatype);
-        const int needed = allocations();
+        parse(answer.text, answer.datatype);
+        const int needed = pool_.calls;
         for (int n = 1; n <= needed; ++n) {
             SCOPED_TRACE(n);
             fail_allocation(n);
             captured_stdout([&] {
-                auto result = parse_test::parse(answer.text, answer.datatype);
+                auto result = parse(answer.text, answer.datatype);
                 ASSERT_NE(result, nullptr);
                 if (n == 1) {  // the record itself: the failure result stands in
                     EXPECT_EQ(result->resultcode, -9000);

@@ -1,6 +1,6 @@
 // Tests of the platform simulator itself, through its test support and a plain HTTP client:
 // start and stop, the request record, each fault kind, queued answers, the account flow
-// with authenticators built here on OpenSSL, token checks, document shapes and downloads.
+// with authenticators built here on OpenSSL, token checks and document shapes.
 #include "support/platform_sim.h"
 
 #include <gtest/gtest.h>
@@ -9,29 +9,15 @@
 #include <sys/wait.h>
 #include <pugixml.hpp>
 
-#include <fstream>
-#include <map>
-#include <sstream>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "service_fixture.h"
 
 namespace pavo_test {
 namespace {
-
-std::string to_hex(const unsigned char* bytes, size_t size) {
-    static const char kDigits[] = "0123456789ABCDEF";
-    std::string hex;
-    for (size_t i = 0; i < size; ++i) {
-        hex += kDigits[bytes[i] >> 4];
-        hex += kDigits[bytes[i] & 15];
-    }
-    return hex;
-}
-
-std::string sha1_hex(const std::string& text) {
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned int size = 0;
-    EVP_Digest(text.data(), text.size(), digest, &size, EVP_sha1(), nullptr);
-    return to_hex(digest, size);
-}
 
 // What a terminal sends: the source enciphered with 3DES-ECB under the first 24 characters
 // of the SHA-1 text of the key seed, in upper-case hexadecimal.
@@ -39,7 +25,7 @@ std::string authenticator(const std::string& key_seed, const std::string& user_i
                           const std::string& tvid, const std::string& bizfield = "") {
     const std::string source =
         "4821907$" + user_id + "$" + tvid + "$10.0.0.5$" + bizfield + "$20260102030405$Korix";
-    const std::string key = sha1_hex(key_seed).substr(0, 24);
+    const std::string key = sha1_text(key_seed).substr(0, 24);
     EVP_CIPHER_CTX* context = EVP_CIPHER_CTX_new();
     unsigned char out[1024];
     int size = 0;
@@ -50,26 +36,20 @@ std::string authenticator(const std::string& key_seed, const std::string& user_i
                       static_cast<int>(source.size()));
     EVP_EncryptFinal_ex(context, out + size, &last);
     EVP_CIPHER_CTX_free(context);
-    return to_hex(out, static_cast<size_t>(size + last));
+    std::string hex;
+    for (int i = 0; i < size + last; ++i) {
+        char digits[3];
+        std::snprintf(digits, sizeof digits, "%02X", out[i]);
+        hex += digits;
+    }
+    return hex;
 }
 
-// Encodes like the terminal for ASCII text: letters and digits kept, the rest %XY.
-std::string form(const std::vector<std::pair<std::string, std::string>>& fields) {
-    std::string body;
-    for (const auto& [key, value] : fields) {
-        body += key + "=";
-        for (unsigned char c : value) {
-            if (std::isalnum(c)) {
-                body += static_cast<char>(c);
-            } else {
-                char escaped[4];
-                std::snprintf(escaped, sizeof escaped, "%%%02X", c);
-                body += escaped;
-            }
-        }
-        body += "&";
-    }
-    return body;
+// Every value encoded as the terminal encodes ASCII text.
+std::string form(const FormPairs& fields) {
+    FormPairs encoded;
+    for (const auto& [key, value] : fields) encoded.emplace_back(key, form_encoded(value));
+    return form_body(encoded);
 }
 
 struct Answer {
@@ -104,33 +84,32 @@ protected:
         return answer;
     }
 
+    // Opens by card ("1") or terminal code ("2"); the open key is "482613".
+    std::unique_ptr<Answer> open(const std::string& mode, const std::string& param,
+                                 const std::string& tvid, const std::string& auth) const {
+        return post("/Open", form({{"OpenMode", mode}, {"OpenParam", param}, {"TVID", tvid},
+                                   {"Authenticator", auth}}));
+    }
+    std::unique_ptr<Answer> open_card(const std::string& card, const std::string& tvid) const {
+        return open("1", card, tvid, authenticator("482613", card, tvid));
+    }
+
     std::string open_and_login() const {
-        auto opened = post(
-            "/Open", form({{"OpenMode", "1"},
-                           {"OpenParam", kSimUserCard},
-                           {"TVID", kSimTvid},
-                           {"TVProfile", "chip;client;KORIXOS/1001"},
-                           {"PAVOVersion", "1.0.0.1"},
-                           {"Reserve", ""},
-                           {"Authenticator", authenticator("482613", kSimUserCard, kSimTvid)}}));
-        EXPECT_EQ(opened->result_code(), 0) << opened->body;
+        EXPECT_EQ(open_card(kSimUserCard, kSimTvid)->result_code(), 0);
         auto logged_in = login(kSimUserId, authenticator(kSimUserId, kSimUserId, kSimTvid));
         EXPECT_EQ(logged_in->result_code(), 0) << logged_in->body;
         return logged_in->field("UserToken");
     }
 
     std::unique_ptr<Answer> login(const std::string& user_id, const std::string& auth) const {
-        return post("/Service/Login", form({{"UserID", user_id},
-                                            {"PAVOVersion", "1.0.0.1"},
-                                            {"TVProfile", "chip;client;KORIXOS/1001"},
-                                            {"Authenticator", auth}}));
+        return post("/Service/Login",
+                    form({{"UserID", user_id}, {"PAVOVersion", "1.0.0.1"},
+                          {"TVProfile", "chip;client;KORIXOS/1001"}, {"Authenticator", auth}}));
     }
 
     // The session four, the given fields, then "IP".
-    static std::string query(const std::string& token,
-                             std::vector<std::pair<std::string, std::string>> fields) {
-        fields.insert(fields.begin(), {{"UserID", kSimUserId},
-                                       {"UserGroup", "family"},
+    static std::string query(const std::string& token, FormPairs fields) {
+        fields.insert(fields.begin(), {{"UserID", kSimUserId}, {"UserGroup", "family"},
                                        {"TVProfile", "chip;client;KORIXOS/1001"},
                                        {"UserToken", token}});
         fields.push_back({"IP", "10.0.0.5"});
@@ -164,19 +143,20 @@ TEST_F(PlatformSimTest, RecordsRequestsInOrderByteForByte) {
     EXPECT_TRUE(sim.requests().empty());
 }
 
-TEST_F(PlatformSimTest, FaultAnswersWithStatusUntilCleared) {
+TEST_F(PlatformSimTest, FaultsAnswerWithStatusCloseOrDelayUntilCleared) {
     sim.set_fault("/Service/Report", 503);
     EXPECT_EQ(post("/Service/Report", "")->http_status, 503);
     EXPECT_EQ(post("/Service/Report", "")->http_status, 503);
     EXPECT_EQ(post("/Service/Logout", "")->http_status, 200);
     sim.clear_faults();
     EXPECT_EQ(post("/Service/Report", "")->result_code(), 0);
-}
 
-TEST_F(PlatformSimTest, FaultClosesConnectionWithoutAnswer) {
+    sim.set_fault("/Service/Report", 0, 20);  // a delay without status still answers
+    EXPECT_EQ(post("/Service/Report", "")->result_code(), 0);
+
     sim.set_fault("/Service/Report", 0, 0, true);
-    httplib::Result result = client()->Post("/Service/Report", "UserID=u1001&", "text/plain");
-    EXPECT_FALSE(result);
+    sim.clear_requests();
+    EXPECT_FALSE(client()->Post("/Service/Report", "UserID=u1001&", "text/plain"));
     EXPECT_EQ(sim.requests().size(), 1u);
 }
 
@@ -201,11 +181,7 @@ TEST_F(PlatformSimTest, QueuedAnswersReplaceTheNextAnswersInOrder) {
 }
 
 TEST_F(PlatformSimTest, OpenAndLoginAnswerSessionAndAddresses) {
-    auto opened =
-        post("/Open", form({{"OpenMode", "1"},
-                            {"OpenParam", kSimUserCard},
-                            {"TVID", kSimTvid},
-                            {"Authenticator", authenticator("482613", kSimUserCard, kSimTvid)}}));
+    auto opened = open_card(kSimUserCard, kSimTvid);
     ASSERT_EQ(opened->result_code(), 0) << opened->body;
     EXPECT_EQ(opened->field("UserID"), kSimUserId);
     EXPECT_EQ(opened->field("NickName"), "Li Wei");
@@ -220,35 +196,26 @@ TEST_F(PlatformSimTest, OpenAndLoginAnswerSessionAndAddresses) {
     EXPECT_EQ(logged_in->field("ServiceAddress"), sim.base_url() + "/ExtService");
     EXPECT_EQ(logged_in->field("SystemTime"), kSimClock);
     // The terminal reads the fields with a forward-only search: their order is the contract.
-    std::vector<std::string> order;
+    std::string order;
     for (pugi::xml_node field : logged_in->document.child("Root").child("Response").children())
-        order.push_back(field.name());
-    EXPECT_EQ(order, (std::vector<std::string>{
-                         "ServerAuthenticator", "UserToken",         "UserID",
-                         "UserGroup",           "UserLevel",         "ValidPoints",
-                         "ActExpiredDate",      "AAASrvAddress",     "AAASrvAddress2",
-                         "EpgSrvAddress",       "EpgSrvAddress2",    "PlaySrvAddress",
-                         "PlaySrvAddress2",     "UpgradeSrvAddress", "UpgradeSrvAddress2",
-                         "IMGSrvAddress",       "ServiceAddress",    "DRMSrvAddress",
-                         "DRMSrvAddress2",      "SystemTime"}));
+        order += std::string(field.name()) + " ";
+    EXPECT_EQ(order,
+              "ServerAuthenticator UserToken UserID UserGroup UserLevel ValidPoints ActExpiredDate "
+              "AAASrvAddress AAASrvAddress2 EpgSrvAddress EpgSrvAddress2 PlaySrvAddress "
+              "PlaySrvAddress2 UpgradeSrvAddress UpgradeSrvAddress2 IMGSrvAddress ServiceAddress "
+              "DRMSrvAddress DRMSrvAddress2 SystemTime ");
 }
 
 TEST_F(PlatformSimTest, OpenBindsAnUnboundCardToItsFirstTerminal) {
     const std::string first = "000000PAVO0000STB100V4000000SIM0000007";
     const std::string second = "000000PAVO0000STB100V4000000SIM0000008";
-    auto open_card = [&](const std::string& tvid) {
-        return post("/Open",
-                    form({{"OpenMode", "1"},
-                          {"OpenParam", "8860000000001002"},
-                          {"TVID", tvid},
-                          {"Authenticator", authenticator("482613", "8860000000001002", tvid)}}));
-    };
-    EXPECT_EQ(open_card(first)->field("UserID"), "u1002");
-    EXPECT_EQ(open_card(first)->result_code(), 0);
-    EXPECT_EQ(open_card(second)->result_code(), -104);
+    const std::string card = "8860000000001002";
+    EXPECT_EQ(open_card(card, first)->field("UserID"), "u1002");
+    EXPECT_EQ(open_card(card, first)->result_code(), 0);
+    EXPECT_EQ(open_card(card, second)->result_code(), -104);
     EXPECT_EQ(login("u1002", authenticator("u1002", "u1002", first))->result_code(), 0);
     sim.reset();
-    EXPECT_EQ(open_card(second)->result_code(), 0);
+    EXPECT_EQ(open_card(card, second)->result_code(), 0);
 }
 
 TEST_F(PlatformSimTest, OpenChecksModeParameterAndAuthenticator) {
@@ -266,24 +233,15 @@ TEST_F(PlatformSimTest, OpenChecksModeParameterAndAuthenticator) {
         {"other parameter inside", "2", hotel, authenticator("482613", "u2001", hotel), -103},
         {"unknown card", "1", "123", authenticator("482613", "123", hotel), -105},
     };
-    for (const auto& open : cases) {
-        auto answer = post("/Open", form({{"OpenMode", open.mode},
-                                          {"OpenParam", open.param},
-                                          {"TVID", hotel},
-                                          {"Authenticator", open.auth}}));
-        EXPECT_EQ(answer->result_code(), open.code) << open.what;
-    }
+    for (const auto& c : cases)
+        EXPECT_EQ(open(c.mode, c.param, hotel, c.auth)->result_code(), c.code) << c.what;
 }
 
-TEST_F(PlatformSimTest, DelayWithoutStatusStillAnswers) {
-    sim.set_fault("/Service/Report", 0, 20);
-    EXPECT_EQ(post("/Service/Report", "")->result_code(), 0);
-}
-
-TEST_F(PlatformSimTest, UnknownPathsAndServiceGetsAnswer404) {
+TEST_F(PlatformSimTest, UnknownPathsServiceGetsAndEscapingFilesAnswer404) {
     EXPECT_EQ(post("/Service/NoSuchService", "")->http_status, 404);
     EXPECT_EQ(client()->Get("/Service/Login")->status, 404);
     EXPECT_EQ(client()->Get("/files/")->status, 404);
+    EXPECT_EQ(client()->Post("/files/..%2Faccounts.ini", "", "")->status, 404);
 }
 
 TEST_F(PlatformSimTest, LoginRejectsBadAuthenticators) {
@@ -318,19 +276,19 @@ TEST_F(PlatformSimTest, QueriesNeedALiveTokenOfTheirUser) {
     auto logout = post("/Service/Logout",
                        form({{"UserID", kSimUserId},
                              {"Authenticator", authenticator(kSimUserId, kSimUserId, kSimTvid)},
-                             {"UserToken", token},
-                             {"IP", "10.0.0.5"}}));
+                             {"UserToken", token}, {"IP", "10.0.0.5"}}));
     EXPECT_EQ(logout->result_code(), 0) << logout->body;
     EXPECT_EQ(post("/Service/QueryCategory", query(token, {}))->result_code(), -101);
 }
 
-TEST_F(PlatformSimTest, ScheduleListStandsInsideResult) {
+// The shapes the terminal's parsers depend on: schedules inside Result, the clip container
+// as a programme's first child, 64-bit file sizes.
+TEST_F(PlatformSimTest, CatalogueAnswersHaveTheShapesTheTerminalReads) {
     const std::string token = open_and_login();
-    auto answer = post("/Service/QuerySchedule", query(token, {{"ChannelCode", "CH01"},
-                                                               {"StartDate", "2026-01-02"},
-                                                               {"EndDate", "2026-01-02"},
-                                                               {"PageIndex", "1"},
-                                                               {"PageSize", "2"}}));
+    auto answer = post("/Service/QuerySchedule",
+                       query(token, {{"ChannelCode", "CH01"}, {"StartDate", "2026-01-02"},
+                                     {"EndDate", "2026-01-02"}, {"PageIndex", "1"},
+                                     {"PageSize", "2"}}));
     ASSERT_EQ(answer->result_code(), 0) << answer->body;
     pugi::xml_node schedules = answer->document.child("Root").child("Result").child("Schedules");
     ASSERT_TRUE(schedules) << answer->body;
@@ -339,14 +297,10 @@ TEST_F(PlatformSimTest, ScheduleListStandsInsideResult) {
     EXPECT_STREQ(schedules.first_child().attribute("Name").value(), "Morning Headlines");
     EXPECT_STREQ(schedules.first_child().attribute("ChannelCode").value(), "CH01");
     EXPECT_FALSE(answer->document.child("Root").child("Schedules"));
-}
 
-TEST_F(PlatformSimTest, ItemListCarriesDetailsWithClipContainerFirst) {
-    const std::string token = open_and_login();
-    auto answer = post("/Service/QueryProgramee", query(token, {{"CategoryCode", "C0101"},
-                                                                {"PageIndex", "1"},
-                                                                {"PageSize", "10"},
-                                                                {"Withdetail", "1"}}));
+    answer = post("/Service/QueryProgramee",
+                  query(token, {{"CategoryCode", "C0101"}, {"PageIndex", "1"},
+                                {"PageSize", "10"}, {"Withdetail", "1"}}));
     ASSERT_EQ(answer->result_code(), 0) << answer->body;
     pugi::xml_node root = answer->document.child("Root");
     EXPECT_STREQ(root.first_child().name(), "Result");
@@ -370,14 +324,11 @@ TEST_F(PlatformSimTest, ExtendedServiceEchoesDecodedFields) {
 TEST_F(PlatformSimTest, RechargeAddsPointsAndVouchersWorkOnce) {
     const std::string token = open_and_login();
     auto recharge = [&](const std::string& parameter) {
-        return post(
-            "/Service/Recharge",
-            form({{"UserID", kSimUserId},
-                  {"ChargeType", "1"},
-                  {"Reserve1", ""},
-                  {"Authenticator", authenticator(kSimUserId, kSimUserId, kSimTvid, parameter)},
-                  {"UserToken", token},
-                  {"IP", "10.0.0.5"}}));
+        return post("/Service/Recharge",
+                    form({{"UserID", kSimUserId}, {"ChargeType", "1"}, {"Reserve1", ""},
+                          {"Authenticator",
+                           authenticator(kSimUserId, kSimUserId, kSimTvid, parameter)},
+                          {"UserToken", token}, {"IP", "10.0.0.5"}}));
     };
     EXPECT_EQ(recharge("V100")->field("ValidPoints"), "600");
     EXPECT_EQ(recharge("V100")->result_code(), -107);
@@ -386,35 +337,13 @@ TEST_F(PlatformSimTest, RechargeAddsPointsAndVouchersWorkOnce) {
     EXPECT_EQ(post("/Service/QueryCategory", query(token, {}))->result_code(), -101);
 }
 
-TEST_F(PlatformSimTest, UpgradeOfferFileDownloadsByEmptyPost) {
-    const std::string token = open_and_login();
-    auto offer = post("/Service/UpgradeOS", query(token, {}));
-    ASSERT_EQ(offer->result_code(), 0) << offer->body;
-    const std::string url = offer->field("FileURL");
-    ASSERT_EQ(url.rfind(sim.base_url() + "/files/", 0), 0u) << url;
-
-    httplib::Result file = client()->Post(url.substr(sim.base_url().size()), "", "");
-    ASSERT_TRUE(file);
-    EXPECT_EQ(file->status, 200);
-    std::ifstream on_disk(std::string(PAVO_SIM_DATA) + "/files/pavo-os-2.1.0.img",
-                          std::ios::binary);
-    std::stringstream expected;
-    expected << on_disk.rdbuf();
-    EXPECT_EQ(file->body, expected.str());
-    EXPECT_EQ(offer->field("FileHash"), sha1_hex(file->body));
-    EXPECT_EQ(client()->Post("/files/..%2Faccounts.ini", "", "")->status, 404);
-}
-
 TEST_F(PlatformSimTest, PlayAnswersStreamOrDownloadAddress) {
     const std::string token = open_and_login();
     auto play = [&](const char* type, const char* code, const char* clip, const char* service) {
-        return post("/Service/Play", query(token, {{"CategoryCode", ""},
-                                                   {"ItemType", type},
-                                                   {"ItemCode", code},
-                                                   {"ClipCode", clip},
-                                                   {"ServiceType", service},
-                                                   {"StartTime", ""},
-                                                   {"EndTime", ""}}));
+        return post("/Service/Play",
+                    query(token, {{"CategoryCode", ""}, {"ItemType", type}, {"ItemCode", code},
+                                  {"ClipCode", clip}, {"ServiceType", service},
+                                  {"StartTime", ""}, {"EndTime", ""}}));
     };
     EXPECT_EQ(play("1", "P1001", "P1001-SD", "0")->field("PlayURL"),
               "rtsp://127.0.0.1:5540/vod/P1001-SD.ts");
@@ -426,15 +355,8 @@ TEST_F(PlatformSimTest, PlayAnswersStreamOrDownloadAddress) {
 
 TEST(SimWorkDirTest, WritesKorixConfPointingAtSimulator) {
     PlatformSim sim;
-    std::string conf_text;
-    {
-        SimWorkDir dir(sim, {{"userid", "u1001"}});
-        std::ifstream conf(dir.path() + "/korix.conf");
-        std::stringstream text;
-        text << conf.rdbuf();
-        conf_text = text.str();
-    }
-    EXPECT_EQ(conf_text,
+    SimWorkDir dir(sim, {{"userid", "u1001"}});
+    EXPECT_EQ(read_file(dir.file("korix.conf")),
               "[system]\nopenurl=" + sim.base_url() + "/Open\nlogmode=1\nuserid=u1001\n");
 }
 

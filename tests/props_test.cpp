@@ -11,8 +11,6 @@
 
 namespace {
 
-const char kTvid[] = "0001234567000ABCDEFGV6000123456789ABCD";
-
 std::string read_prop(const char* name, int size = PAVO_PROP_SIZE)
 {
     std::string buffer(static_cast<size_t>(size), 'X');
@@ -22,10 +20,10 @@ std::string read_prop(const char* name, int size = PAVO_PROP_SIZE)
 
 class PropsTest : public ::testing::Test {
 protected:
-    void SetUp() override { start(6); }
+    void SetUp() override { start(6, dir_.path()); }
     void TearDown() override { pavo_cleanup(); }
 
-    void start(int ipversion)
+    void start(int ipversion, const std::string& workdirectory)
     {
         pavo_init_param param = {};
         param.oem_name = const_cast<char*>("1234567");
@@ -33,11 +31,16 @@ protected:
         param.device_id = const_cast<char*>("123456789ABCD");
         param.chipprofile = const_cast<char*>("chip");
         param.clientprofile = const_cast<char*>("client");
-        param.workdirectory = const_cast<char*>(dir_.path().c_str());
+        param.workdirectory = const_cast<char*>(workdirectory.c_str());
         param.perpetualdirectory = const_cast<char*>("/perpetual");
         param.tmpdirectory = const_cast<char*>("/scratch");
         param.ipversion = ipversion;
         ASSERT_EQ(pavo_init(&param), PAVO_STATUS_SUCCESS);
+    }
+    void restart(int ipversion, const std::string& workdirectory)
+    {
+        pavo_cleanup();
+        start(ipversion, workdirectory);
     }
 
     std::string config_path() const { return dir_.file("korix.conf"); }
@@ -45,30 +48,25 @@ protected:
     TempDir dir_;
 };
 
-struct NamedValue {
-    const char* name;
-    std::string value;
-};
-
 TEST_F(PropsTest, ReadOnlyNamesShowStartUpValues)
 {
-    const NamedValue rows[] = {
-        {"pavoversion", "1.0.0.1"},
-        {"ipversion", "6"},
-        {"oem_name", "1234567"},
-        {"terminal_type", "ABCDEFG"},
-        {"device_id", "123456789ABCD"},
-        {"chipprofile", "chip"},
-        {"clientprofile", "client"},
-        {"workdirectory", dir_.path()},
-        {"perpetualdirectory", "/perpetual"},
-        {"tmpdirectory", "/scratch"},
+    const struct {
+        const char* name;
+        std::string value;
+    } rows[] = {
+        {"pavoversion", "1.0.0.1"},    {"ipversion", "6"},
+        {"oem_name", "1234567"},       {"terminal_type", "ABCDEFG"},
+        {"device_id", "123456789ABCD"}, {"chipprofile", "chip"},
+        {"clientprofile", "client"},   {"workdirectory", dir_.path()},
+        {"perpetualdirectory", "/perpetual"}, {"tmpdirectory", "/scratch"},
     };
-    for (const NamedValue& row : rows) {
+    for (const auto& row : rows) {
         EXPECT_EQ(read_prop(row.name), row.value) << row.name;
         EXPECT_EQ(pavo_writeprop(row.name, "x"), 0) << row.name;
         EXPECT_EQ(read_prop(row.name), row.value) << row.name << " is read-only";
     }
+    restart(4, dir_.path());
+    EXPECT_EQ(read_prop("ipversion"), "4");
 }
 
 TEST_F(PropsTest, WritableNamesTakeTheirOwnValue)
@@ -98,54 +96,33 @@ TEST_F(PropsTest, UnknownOrMisspeltNamesReadEmpty)
     EXPECT_EQ(read_prop(nullptr), "");
 }
 
-TEST_F(PropsTest, ReadZeroFillsAndCutsToBufferSizeMinusOne)
+TEST_F(PropsTest, ReadsAreCutToBufferSizeMinusOneAndWritesToTheField)
 {
     char buffer[16];
     std::memset(buffer, 'X', sizeof buffer);
     pavo_readprop("tvid", buffer, 10);
-    EXPECT_STREQ(buffer, std::string(kTvid, 9).c_str());
+    EXPECT_STREQ(buffer, "000123456") << "the TVID's first nine characters";
     EXPECT_EQ(buffer[10], 'X') << "nothing past buffersize is touched";
 
     std::memset(buffer, 'X', sizeof buffer);
     pavo_readprop("nosuchname", buffer, 12);
-    for (int i = 0; i < 12; ++i)
-        EXPECT_EQ(buffer[i], '\0') << i;
-    EXPECT_EQ(buffer[12], 'X');
+    EXPECT_EQ(std::string(buffer, 13), std::string(12, '\0') + "X") << "zero-filled";
     EXPECT_EQ(read_prop("ipversion", 1), "");
+
+    pavo_writeprop("serviceaddress", std::string(300, 'a').c_str());
+    EXPECT_EQ(read_prop("serviceaddress", 512), std::string(255, 'a'));
 }
 
-TEST_F(PropsTest, IpVersionFollowsTheLastStart)
-{
-    pavo_cleanup();
-    start(4);
-    EXPECT_EQ(read_prop("ipversion"), "4");
-}
-
-TEST_F(PropsTest, WrittenValuesAreTextNotFormats)
+TEST_F(PropsTest, WrittenValuesAreTextNotFormatsAndNullChangesNothing)
 {
     pavo_writeprop("userlevel", "50%%");
     EXPECT_EQ(read_prop("userlevel"), "50%");
     pavo_writeprop("userlevel", "%s%n%d");
+    EXPECT_EQ(pavo_writeprop("userlevel", nullptr), 0);
     EXPECT_EQ(read_prop("userlevel"), "%s%n%d");
     pavo_setusertoken("a%%b%s");
-    EXPECT_STREQ(pavo_getusertoken(), "a%b%s");
-}
-
-TEST_F(PropsTest, NullValueChangesNothing)
-{
-    pavo_writeprop("userid", "kept");
-    EXPECT_EQ(pavo_writeprop("userid", nullptr), 0);
-    pavo_setusertoken("token");
     pavo_setusertoken(nullptr);
-    EXPECT_EQ(read_prop("userid"), "kept");
-    EXPECT_STREQ(pavo_getusertoken(), "token");
-}
-
-TEST_F(PropsTest, LongValueIsCutToTheField)
-{
-    std::string value(300, 'a');
-    pavo_writeprop("serviceaddress", value.c_str());
-    EXPECT_EQ(read_prop("serviceaddress", 512), std::string(255, 'a'));
+    EXPECT_STREQ(pavo_getusertoken(), "a%b%s");
 }
 
 TEST_F(PropsTest, UserTokenIsTheFieldItself)
@@ -160,40 +137,28 @@ TEST_F(PropsTest, ConfigPathIsUnderTheWorkDirectoryAndBounded)
 {
     char path[PAVO_PROP_SIZE];
     EXPECT_EQ(std::string(pavo_inner_configpath(path, sizeof path)), config_path());
-
     std::string deep = "/" + std::string(300, 'd');
-    pavo_cleanup();
-    pavo_init_param param = {};
-    param.workdirectory = const_cast<char*>(deep.c_str());
-    ASSERT_EQ(pavo_init(&param), PAVO_STATUS_SUCCESS);
+    restart(6, deep);
     EXPECT_EQ(std::string(pavo_inner_configpath(path, sizeof path)), deep.substr(0, 255));
 }
 
-TEST_F(PropsTest, WriteConfigToSystemSetsPropertyAtOnce)
+// A value written to any section also sets the writable property of that
+// name at once; other keys touch only the file.
+TEST_F(PropsTest, WriteConfigSetsSameNamedPropertyWhateverTheSection)
 {
     EXPECT_EQ(pavo_writeconfig("system", "aaasrvaddress", "10.0.0.1:8080"), 0);
     EXPECT_EQ(read_file(config_path()), "[system]\naaasrvaddress=10.0.0.1:8080\n");
     EXPECT_EQ(read_prop("aaasrvaddress"), "10.0.0.1:8080");
-    char buffer[64];
+    EXPECT_EQ(pavo_writeconfig("custom", "mykey", "v"), 0);
+    EXPECT_EQ(read_file(config_path()),
+              "[system]\naaasrvaddress=10.0.0.1:8080\n\n[custom]\nmykey=v\n");
+    EXPECT_EQ(read_prop("mykey"), "");
+    EXPECT_EQ(pavo_writeconfig("custom", "userlevel", "gold"), 0);
+    EXPECT_EQ(read_prop("userlevel"), "gold");
+    char buffer[16];
     EXPECT_STREQ(pavo_readconfig("system", "aaasrvaddress", buffer, sizeof buffer),
                  "10.0.0.1:8080");
-}
-
-TEST_F(PropsTest, WriteConfigToOtherSectionTouchesOnlyTheFile)
-{
-    pavo_writeconfig("system", "userid", "42");
-    EXPECT_EQ(pavo_writeconfig("custom", "mykey", "v"), 0);
-    EXPECT_EQ(read_file(config_path()), "[system]\nuserid=42\n\n[custom]\nmykey=v\n");
-    EXPECT_EQ(read_prop("mykey"), "");
-    char buffer[8];
     EXPECT_STREQ(pavo_readconfig("custom", "mykey", buffer, sizeof buffer), "v");
-}
-
-TEST_F(PropsTest, WriteConfigSetsSameNamedPropertyWhateverTheSection)
-{
-    pavo_writeconfig("custom", "userlevel", "gold");
-    EXPECT_EQ(read_prop("userlevel"), "gold");
-    EXPECT_EQ(read_file(config_path()), "[custom]\nuserlevel=gold\n");
 }
 
 TEST_F(PropsTest, WriteConfigWithoutNameOrValueWritesNothing)
@@ -208,16 +173,14 @@ TEST_F(PropsTest, ReadConfigOfMissingKeyIsEmpty)
     char buffer[8];
     std::memset(buffer, 'X', sizeof buffer);
     EXPECT_EQ(pavo_readconfig("system", "nokey", buffer, sizeof buffer), buffer);
-    for (char c : buffer)
-        EXPECT_EQ(c, '\0');
+    EXPECT_EQ(std::string(buffer, sizeof buffer), std::string(8, '\0'));
 }
 
 TEST_F(PropsTest, SystemValuesWrittenToConfigReturnAtNextStart)
 {
     pavo_writeconfig("system", "userid", "u-7");
     pavo_writeconfig("system", "bizfield", "biz");
-    pavo_cleanup();
-    start(6);
+    restart(6, dir_.path());
     EXPECT_EQ(read_prop("userid"), "u-7");
     EXPECT_EQ(read_prop("bizfield"), "biz");
 }

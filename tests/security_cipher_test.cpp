@@ -136,6 +136,10 @@ TEST(TripleDes, KeyIsItsFirst24CharactersPaddedWithZeros)
     const std::string text = "authenticator source";
     EXPECT_EQ(encrypt("abc", text), encrypt("abc" + std::string(21, '0'), text));
     EXPECT_EQ(encrypt("", text), encrypt(std::string(24, '0'), text));
+    std::vector<char> out(64);
+    char mode[] = "2", plain[] = "authenticator source";
+    pavo_encrypt(mode, plain, static_cast<int>(text.size()), nullptr, 5, out.data());
+    EXPECT_EQ(out.data(), encrypt("", text));   // a null key is the empty text
     EXPECT_NE(encrypt("abc", text), encrypt("abd", text));
     std::string prefix = kDigestKey.substr(0, 24);
     EXPECT_EQ(encrypt(kDigestKey, text), encrypt(prefix + "ZZZZ", text));

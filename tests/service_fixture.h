@@ -8,6 +8,7 @@
 #include <openssl/evp.h>
 
 #include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -54,16 +55,11 @@ inline std::string form_body(const FormPairs& pairs)
 inline FormPairs split_form(const std::string& body)
 {
     FormPairs pairs;
-    size_t start = 0;
-    while (start < body.size()) {
-        size_t end = body.find('&', start);
-        if (end == std::string::npos)
-            end = body.size();
-        std::string pair = body.substr(start, end - start);
+    std::istringstream stream(body);
+    for (std::string pair; std::getline(stream, pair, '&');) {
         size_t equals = pair.find('=');
         pairs.emplace_back(pair.substr(0, equals),
                            equals == std::string::npos ? "" : pair.substr(equals + 1));
-        start = end + 1;
     }
     return pairs;
 }
@@ -82,9 +78,11 @@ inline std::string sha1_text(const std::string& text)
     return hex;
 }
 
-// The plain source of an authenticator: 3DES-ECB under the first 24 characters of the
-// SHA-1 text of key_seed, PKCS#5 padding; empty when it does not decipher.
-inline std::string decipher_authenticator(const std::string& hex, const std::string& key_seed)
+// The "$"-separated fields of an authenticator's plain source (six, then "Korix"):
+// 3DES-ECB under the first 24 characters of the SHA-1 text of key_seed, PKCS#5 padding;
+// none when it does not decipher.
+inline std::vector<std::string> authenticator_fields(const std::string& hex,
+                                                     const std::string& key_seed)
 {
     std::string bytes;
     for (size_t i = 0; i + 1 < hex.size(); i += 2)
@@ -101,19 +99,12 @@ inline std::string decipher_authenticator(const std::string& hex, const std::str
                                 static_cast<int>(bytes.size())) == 1 &&
               EVP_DecryptFinal_ex(context, out.data() + size, &last) == 1;
     EVP_CIPHER_CTX_free(context);
-    if (!ok)
-        return std::string();
-    return std::string(reinterpret_cast<char*>(out.data()), static_cast<size_t>(size + last));
-}
-
-// The six "$"-separated fields of an authenticator source before "Korix".
-inline std::vector<std::string> source_fields(const std::string& source)
-{
     std::vector<std::string> fields;
-    size_t start = 0;
-    for (size_t end; (end = source.find('$', start)) != std::string::npos; start = end + 1)
-        fields.push_back(source.substr(start, end - start));
-    fields.push_back(source.substr(start));
+    if (!ok)
+        return fields;
+    std::istringstream source(std::string(reinterpret_cast<char*>(out.data()), size + last));
+    for (std::string field; std::getline(source, field, '$');)
+        fields.push_back(field);
     return fields;
 }
 
@@ -170,6 +161,7 @@ protected:
         ASSERT_EQ(pavo_init(&param), PAVO_STATUS_SUCCESS);
     }
 
+public:
     // Open by terminal code and log in; the record of requests is cleared afterwards.
     void open_account()
     {
@@ -200,8 +192,10 @@ protected:
         return ip;
     }
 
-    static std::string tvprofile() { return std::string(kChipProfile) + ";" + kClientProfile +
-                                            ";KORIXOS/1001"; }
+    static std::string tvprofile()
+    {
+        return std::string(kChipProfile) + ";" + kClientProfile + ";KORIXOS/1001";
+    }
 
     // UserID, UserGroup, TVProfile, UserToken of the live session, encoded.
     static FormPairs session_four()
@@ -223,6 +217,19 @@ protected:
         std::vector<SimRequest> requests = sim_->requests();
         EXPECT_EQ(requests.size(), 1u);
         return requests.empty() ? SimRequest{} : requests.back();
+    }
+
+    // The deciphered fields of the authenticator that is pair `index` of the one request;
+    // seven empty fields (and a failure) when it does not decipher.
+    static std::vector<std::string> sent_source(size_t index, const std::string& key_seed)
+    {
+        FormPairs pairs = split_form(only_request().body);
+        std::vector<std::string> fields;
+        if (index < pairs.size())
+            fields = authenticator_fields(pairs[index].second, key_seed);
+        EXPECT_EQ(fields.size(), 7u) << "authenticator " << index;
+        fields.resize(7);
+        return fields;
     }
 
     // The last result of a request that the platform answered with success over HTTP 200;
@@ -250,6 +257,7 @@ protected:
         return pavo_getresult();
     }
 
+protected:
     std::unique_ptr<TempDir> workdir_;
 };
 

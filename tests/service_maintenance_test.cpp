@@ -23,9 +23,7 @@ std::string sim_file(const std::string& name)
 // first in the program (ctest runs every test in a process of its own anyway).
 TEST_F(Maintenance, ServerTimeIsZeroBeforeLoginAndThePlatformClockAfter)
 {
-    struct timeval tv;
-    tv.tv_sec = 99;
-    tv.tv_usec = 777;
+    struct timeval tv = {99, 777};
     ASSERT_EQ(pavo_get_time(&tv), 0);
     EXPECT_EQ(tv.tv_sec, 0);
     EXPECT_EQ(tv.tv_usec, 777);
@@ -54,83 +52,69 @@ TEST_F(Maintenance, RequestsPostTheSessionFourAndIpOnly)
 {
     open_and_login();
     for (const MaintenanceCase& c : kMaintenanceCases) {
+        SCOPED_TRACE(c.name);
         sim_->clear_requests();
-        ASSERT_EQ(c.call(), PAVO_STATUS_SUCCESS) << c.name;
+        ASSERT_EQ(c.call(), PAVO_STATUS_SUCCESS);
         SimRequest request = only_request();
-        EXPECT_EQ(request.path, c.path) << c.name;
+        EXPECT_EQ(request.path, c.path);
         FormPairs expected = session_four();
         expected.push_back(ip_pair());
-        EXPECT_EQ(request.body, form_body(expected)) << c.name;
+        EXPECT_EQ(request.body, form_body(expected));
     }
 }
 
 TEST_F(Maintenance, RequestsBelowLoginAreRefusedWithNothingSent)
 {
     tpavo_result* marker = store_marker_result();
-    for (const MaintenanceCase& c : kMaintenanceCases)
-        EXPECT_EQ(c.call(), PAVO_STATUS_FAILURE_NOTLOGINED) << c.name;
-    EXPECT_EQ(pavo_getresult(), marker);
-    open_account();
-    marker = store_marker_result();
-    for (const MaintenanceCase& c : kMaintenanceCases)
-        EXPECT_EQ(c.call(), PAVO_STATUS_FAILURE_NOTLOGINED) << c.name;
+    for (int opened = 0; opened < 2; ++opened) {
+        if (opened) {
+            open_account();
+            marker = store_marker_result();
+        }
+        for (const MaintenanceCase& c : kMaintenanceCases)
+            EXPECT_EQ(c.call(), PAVO_STATUS_FAILURE_NOTLOGINED) << c.name;
+        EXPECT_EQ(pavo_getresult(), marker);
+    }
     EXPECT_TRUE(sim_->requests().empty());
-    EXPECT_EQ(pavo_getresult(), marker);
 }
 
-TEST_F(Maintenance, UpgradeOsAnswerOffersTheSystemImage)
-{
-    open_and_login();
-    ASSERT_EQ(pavo_upgradeos(1), PAVO_STATUS_SUCCESS);
-    tpavo_result* result = successful_result(DATATYPE_UPGRADEOSRESULT);
-    ASSERT_NE(result, nullptr);
-    const tpavo_upgradeosresponse* offer = result->data.upgradeosresponse;
-    ASSERT_NE(offer, nullptr);
-    EXPECT_EQ(offer->upgrademode, 1);
-    EXPECT_STREQ(offer->lastedversion, "2.1.0");
-    EXPECT_EQ(std::string(offer->fileurl), sim_->base_url() + "/files/pavo-os-2.1.0.img");
-    EXPECT_EQ(std::string(offer->filehash), sha1_text(sim_file("pavo-os-2.1.0.img")));
-    EXPECT_EQ(pavo_getstate(), PAVO_STATE_LOGINED);
-}
-
-TEST_F(Maintenance, UpgradeResAnswerOffersTheResourcePackage)
+// The resource answer's parser tags it like the system one. The status report, answered
+// or not, shows only in its return value: the upgrade answer stays the last result.
+TEST_F(Maintenance, UpgradeAnswersOfferTheirFilesAndTheReportKeepsTheLastResult)
 {
     open_and_login();
     ASSERT_EQ(pavo_upgraderes(1), PAVO_STATUS_SUCCESS);
-    // The resource answer's parser tags it like the system one.
     tpavo_result* result = successful_result(DATATYPE_UPGRADEOSRESULT);
     ASSERT_NE(result, nullptr);
-    const tpavo_upgraderesresponse* offer = result->data.upgraderesresponse;
-    ASSERT_NE(offer, nullptr);
-    EXPECT_EQ(offer->updatemode, 0);
-    EXPECT_STREQ(offer->lastedversion, "2026.01");
-    EXPECT_EQ(std::string(offer->fileurl), sim_->base_url() + "/files/skin-2026.01.res");
-}
+    const tpavo_upgraderesresponse* res = result->data.upgraderesresponse;
+    ASSERT_NE(res, nullptr);
+    EXPECT_EQ(res->updatemode, 0);
+    EXPECT_STREQ(res->lastedversion, "2026.01");
+    EXPECT_EQ(std::string(res->fileurl), sim_->base_url() + "/files/skin-2026.01.res");
 
-TEST_F(Maintenance, StatusReportLeavesThePreviousLastResult)
-{
-    open_and_login();
-    ASSERT_EQ(pavo_upgradeos(1), PAVO_STATUS_SUCCESS);
-    tpavo_result* upgrade = pavo_getresult();
-    ASSERT_NE(upgrade, nullptr);
-    ASSERT_EQ(pavo_statusreport(2), PAVO_STATUS_SUCCESS);
-    EXPECT_EQ(pavo_getresult(), upgrade);
-    EXPECT_EQ(upgrade->datatype, DATATYPE_UPGRADEOSRESULT);
-}
+    ASSERT_EQ(pavo_upgradeos(2), PAVO_STATUS_SUCCESS);
+    result = successful_result(DATATYPE_UPGRADEOSRESULT);
+    ASSERT_NE(result, nullptr);
+    const tpavo_upgradeosresponse* os = result->data.upgradeosresponse;
+    ASSERT_NE(os, nullptr);
+    EXPECT_EQ(os->upgrademode, 1);
+    EXPECT_STREQ(os->lastedversion, "2.1.0");
+    EXPECT_EQ(std::string(os->fileurl), sim_->base_url() + "/files/pavo-os-2.1.0.img");
+    EXPECT_EQ(std::string(os->filehash), sha1_text(sim_file("pavo-os-2.1.0.img")));
 
-TEST_F(Maintenance, StatusReportShowsAnHttpErrorOnlyInItsReturnValue)
-{
-    open_and_login();
-    tpavo_result* marker = store_marker_result();
+    ASSERT_EQ(pavo_statusreport(3), PAVO_STATUS_SUCCESS);
+    EXPECT_EQ(pavo_getresult(), result);
     sim_->set_fault("/Service/Report", 503);
-    EXPECT_EQ(pavo_statusreport(2), PAVO_STATUS_FAILURE);
-    EXPECT_EQ(pavo_getresult(), marker);
+    EXPECT_EQ(pavo_statusreport(4), PAVO_STATUS_FAILURE);
+    EXPECT_EQ(pavo_getresult(), result);
+    EXPECT_EQ(result->datatype, DATATYPE_UPGRADEOSRESULT);
+    EXPECT_EQ(pavo_getstate(), PAVO_STATE_LOGINED);
 }
 
 TEST_F(Maintenance, DownloadBeforeOpeningWritesTheExactBytes)
 {
     ASSERT_EQ(pavo_getstate(), PAVO_STATE_INITED);
-    const std::string target = workdir_->path() + "/skin.res";
+    const std::string target = workdir_->file("skin.res");
     const std::string url = sim_->base_url() + "/files/skin-2026.01.res";
     ASSERT_EQ(pavo_downloadresource(5, url.c_str(), target.c_str()), PAVO_STATUS_SUCCESS);
     EXPECT_EQ(read_file(target), sim_file("skin-2026.01.res"));
@@ -152,33 +136,24 @@ TEST_F(Maintenance, DownloadBeforeOpeningWritesTheExactBytes)
     pavo_freeresult(result);
 }
 
-TEST_F(Maintenance, DownloadOfAMissingFileFailsAndStoresNothing)
+// A missing file, an unreachable address and null arguments: failure, no file, the last
+// result kept; null arguments send nothing at all.
+TEST_F(Maintenance, FailedDownloadWritesNoFileAndStoresNothing)
 {
     tpavo_result* marker = store_marker_result();
-    const std::string target = workdir_->path() + "/missing";
-    const std::string url = sim_->base_url() + "/files/no-such-file";
-    EXPECT_EQ(pavo_downloadresource(5, url.c_str(), target.c_str()), PAVO_STATUS_FAILURE);
-    EXPECT_FALSE(file_exists(target));
-    EXPECT_EQ(pavo_getresult(), marker);
-}
-
-TEST_F(Maintenance, DownloadFromAnUnreachableAddressFails)
-{
-    tpavo_result* marker = store_marker_result();
-    const std::string target = workdir_->path() + "/unreachable";
-    EXPECT_EQ(pavo_downloadresource(5, "http://127.0.0.1:1/files/x", target.c_str()),
-              PAVO_STATUS_FAILURE);
-    EXPECT_FALSE(file_exists(target));
-    EXPECT_EQ(pavo_getresult(), marker);
-}
-
-TEST_F(Maintenance, DownloadWithoutUrlOrPathSendsNothing)
-{
-    const std::string url = sim_->base_url() + "/files/skin-2026.01.res";
-    const std::string target = workdir_->path() + "/x";
-    EXPECT_EQ(pavo_downloadresource(5, nullptr, target.c_str()), PAVO_STATUS_FAILURE);
-    EXPECT_EQ(pavo_downloadresource(5, url.c_str(), nullptr), PAVO_STATUS_FAILURE);
-    EXPECT_TRUE(sim_->requests().empty());
+    const std::string missing = sim_->base_url() + "/files/no-such-file";
+    const std::string target = workdir_->file("x");
+    const char* const cases[][2] = {{missing.c_str(), target.c_str()},
+                                    {"http://127.0.0.1:1/files/x", target.c_str()},
+                                    {nullptr, target.c_str()},
+                                    {missing.c_str(), nullptr}};
+    for (const auto& [url, path] : cases) {
+        SCOPED_TRACE(url ? url : "(null url)");
+        EXPECT_EQ(pavo_downloadresource(5, url, path), PAVO_STATUS_FAILURE);
+        EXPECT_FALSE(file_exists(target));
+        EXPECT_EQ(pavo_getresult(), marker);
+    }
+    EXPECT_EQ(sim_->requests().size(), 1u) << "only the missing file was asked for";
 }
 
 }  // namespace

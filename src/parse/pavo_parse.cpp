@@ -25,6 +25,9 @@ tpavo_result* parse_text(const char* xmldata, size_t)
 // bytes, no terminating NUL added.
 tpavo_result* copy_extservice_answer(const char* xmldata, size_t datasize)
 {
+    // No text behind a non-zero size: the failure result, not a wild read.
+    if (xmldata == nullptr && datasize != 0)
+        return nullptr;
     tpavo_result* result = static_cast<tpavo_result*>(pavo_malloc(sizeof(tpavo_result)));
     if (result == nullptr)
         return nullptr;

@@ -54,7 +54,8 @@ void make_key_schedules(const char* key, int keylen, KeySchedules* schedules)
     int length = (key == nullptr || keylen < 0) ? 0 : keylen;
     if (length > kKeyBufferSize - 1)
         length = kKeyBufferSize - 1;
-    std::memcpy(keybuffer, key, static_cast<size_t>(length));
+    if (length > 0)
+        std::memcpy(keybuffer, key, static_cast<size_t>(length));
 
     DES_cblock keys[3] = {{0}, {0}, {0}};
     pavo_generatekeys(keybuffer, length, &keys[0], &keys[1], &keys[2]);

@@ -69,6 +69,12 @@ void pavo_free(void* ptr)
         MyMemPoolFree(g_pavo_env.mpool, ptr);
 }
 
-void pavo_sleep(int seconds) { sleep(static_cast<unsigned>(seconds)); }
+// A negative count would become a sleep of decades through the unsigned
+// conversion; it sleeps not at all.
+void pavo_sleep(int seconds)
+{
+    if (seconds > 0)
+        sleep(static_cast<unsigned>(seconds));
+}
 
 }  // extern "C"

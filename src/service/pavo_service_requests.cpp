@@ -141,20 +141,6 @@ struct AuthenticatorSources {
 constexpr AuthenticatorSources kNoAuthenticator = {KeySource::none, AuthUser::user_id,
                                                 AuthBusiness::empty};
 
-// Session write-back of a successful synchronous answer: the pipeline's own
-// procedures, the same the asynchronous path runs.
-using WritebackHook = void (*)(const tpavo_result* result);
-
-void write_back_open(const tpavo_result* result)
-{
-    pavo_inner_openwriteback(result->data.openresponse);
-}
-
-void write_back_login(const tpavo_result* result)
-{
-    pavo_inner_loginwriteback(result->data.loginresponse);
-}
-
 struct FieldList {
     const FormField* fields;
     size_t count;
@@ -173,12 +159,10 @@ struct RequestRow {
     pavo_status_t refusal;
     pavo_callbacktype callback;
     tpavo_eventtype event;
+    // The synchronous parse; the message callback chooses its own by event
+    // type, which differs only for the related item list (9 here, 11 there).
     tpavo_datatype sync_datatype;
-    // What the pipeline's message callback parses the answer as; it differs
-    // only for the related item list (9 here, 11 there), on purpose.
-    tpavo_datatype async_datatype;
     AuthenticatorSources auth;
-    WritebackHook writeback;
     bool never_parsed;  // the status report leaves the last result as it was
     bool logs_profile;  // login writes the terminal profile between separators
     FieldList form;
@@ -203,49 +187,41 @@ constexpr pavo_callbacktype kManage = PAVO_CALLBACK_TMMANAGE;
 // "QueryProgramee" is the platform's spelling.
 constexpr RequestRow kRequests[kRequestCount] = {
     {"openurl", nullptr, kInited, kNotInited, kAaa, EPAVO_OPEN, DATATYPE_OPENRESULT,
-     DATATYPE_OPENRESULT, {KeySource::open_seed, AuthUser::text_argument_0, AuthBusiness::bizfield},
-     write_back_open, false, false, fields_of(kOpenFields)},
+     {KeySource::open_seed, AuthUser::text_argument_0, AuthBusiness::bizfield}, false, false,
+     fields_of(kOpenFields)},
     {"aaasrvaddress", "Login", kOpened, kNotOpened, kAaa, EPAVO_LOGIN, DATATYPE_LOGINRESULT,
-     DATATYPE_LOGINRESULT, {KeySource::user_id, AuthUser::user_id, AuthBusiness::bizfield},
-     write_back_login, false, true, fields_of(kLoginFields)},
+     {KeySource::user_id, AuthUser::user_id, AuthBusiness::bizfield}, false, true,
+     fields_of(kLoginFields)},
     {"aaasrvaddress", "Logout", kLogined, kNotLogined, kAaa, EPAVO_LOGOUT,
-     DATATYPE_LOGOUTRESULT, DATATYPE_LOGOUTRESULT,
-     {KeySource::user_id, AuthUser::user_id, AuthBusiness::empty}, nullptr, false, false,
-     fields_of(kLogoutFields)},
+     DATATYPE_LOGOUTRESULT, {KeySource::user_id, AuthUser::user_id, AuthBusiness::empty},
+     false, false, fields_of(kLogoutFields)},
     {"aaasrvaddress", "Recharge", kLogined, kNotLogined, kEpg, EPAVO_RECHARGE,
-     DATATYPE_RECHARGERESULT, DATATYPE_RECHARGERESULT,
-     {KeySource::user_id, AuthUser::user_id, AuthBusiness::text_argument_0}, nullptr, false,
-     false, fields_of(kRechargeFields)},
+     DATATYPE_RECHARGERESULT,
+     {KeySource::user_id, AuthUser::user_id, AuthBusiness::text_argument_0}, false, false,
+     fields_of(kRechargeFields)},
     {"epgsrvaddress", "QueryCategory", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYLIST,
-     DATATYPE_CATEGORYLIST, DATATYPE_CATEGORYLIST, kNoAuthenticator, nullptr, false, false,
-     fields_of(kCategoryListFields)},
+     DATATYPE_CATEGORYLIST, kNoAuthenticator, false, false, fields_of(kCategoryListFields)},
     {"epgsrvaddress", "QueryProgramee", kLogined, kNotLogined, kEpg,
-     EPAVO_QUERYCATEGORYITEMLIST, DATATYPE_ITEMLIST, DATATYPE_ITEMLIST, kNoAuthenticator,
-     nullptr, false, false, fields_of(kCategoryItemListFields)},
+     EPAVO_QUERYCATEGORYITEMLIST, DATATYPE_ITEMLIST, kNoAuthenticator, false, false,
+     fields_of(kCategoryItemListFields)},
     {"epgsrvaddress", "QueryRelative", kLogined, kNotLogined, kEpg, EPAVO_QUERYRELATEITEMLIST,
-     DATATYPE_ITEMLIST, DATATYPE_RELATIVEITEMLIST, kNoAuthenticator, nullptr, false, false,
-     fields_of(kRelateItemListFields)},
+     DATATYPE_ITEMLIST, kNoAuthenticator, false, false, fields_of(kRelateItemListFields)},
     {"epgsrvaddress", "QueryDetail", kLogined, kNotLogined, kEpg,
-     EPAVO_QUERYCATEGORYITEMDETAIL, DATATYPE_ITEM, DATATYPE_ITEM, kNoAuthenticator, nullptr,
-     false, false, fields_of(kItemDetailFields)},
+     EPAVO_QUERYCATEGORYITEMDETAIL, DATATYPE_ITEM, kNoAuthenticator, false, false,
+     fields_of(kItemDetailFields)},
     {"epgsrvaddress", "QuerySchedule", kLogined, kNotLogined, kEpg, EPAVO_QUERYSCHEDULELIST,
-     DATATYPE_SCHEDULELIST, DATATYPE_SCHEDULELIST, kNoAuthenticator, nullptr, false, false,
-     fields_of(kScheduleListFields)},
+     DATATYPE_SCHEDULELIST, kNoAuthenticator, false, false, fields_of(kScheduleListFields)},
     {"playsrvaddress", "Play", kLogined, kNotLogined, kAaa, EPAVO_QUERYPLAYURL,
-     DATATYPE_QUERYPLAYURLRESULT, DATATYPE_QUERYPLAYURLRESULT, kNoAuthenticator, nullptr,
-     false, false, fields_of(kPlayUrlFields)},
+     DATATYPE_QUERYPLAYURLRESULT, kNoAuthenticator, false, false, fields_of(kPlayUrlFields)},
     {"serviceaddress", nullptr, kLogined, kNotLogined, kAaa, EPAVO_QUERYEXTSERVICE,
-     DATATYPE_EXTSERVICERESULT, DATATYPE_EXTSERVICERESULT, kNoAuthenticator, nullptr, false,
-     false, fields_of(kExtendServiceFields)},
+     DATATYPE_EXTSERVICERESULT, kNoAuthenticator, false, false,
+     fields_of(kExtendServiceFields)},
     {"upgradesrvaddress", "UpgradeOS", kLogined, kNotLogined, kManage, EPAVO_UPGRADEOS,
-     DATATYPE_UPGRADEOSRESULT, DATATYPE_UPGRADEOSRESULT, kNoAuthenticator, nullptr, false,
-     false, fields_of(kMaintenanceFields)},
+     DATATYPE_UPGRADEOSRESULT, kNoAuthenticator, false, false, fields_of(kMaintenanceFields)},
     {"upgradesrvaddress", "UpgradeRes", kLogined, kNotLogined, kManage, EPAVO_UPGRADERES,
-     DATATYPE_UPGRADERESRESULT, DATATYPE_UPGRADERESRESULT, kNoAuthenticator, nullptr, false,
-     false, fields_of(kMaintenanceFields)},
+     DATATYPE_UPGRADERESRESULT, kNoAuthenticator, false, false, fields_of(kMaintenanceFields)},
     {"upgradesrvaddress", "Report", kLogined, kNotLogined, kManage, EPAVO_STATUSREPORT,
-     DATATYPE_NORMAL, DATATYPE_NORMAL, kNoAuthenticator, nullptr, true, false,
-     fields_of(kMaintenanceFields)},
+     DATATYPE_NORMAL, kNoAuthenticator, true, false, fields_of(kMaintenanceFields)},
 };
 
 // Arguments as the exported function gathered them; indexes are per row.
@@ -384,9 +360,7 @@ pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& ar
             response != nullptr
                 ? pavo_parse(static_cast<const char*>(response), responsesize, row.sync_datatype)
                 : nullptr;
-        if (result != nullptr && result->resultcode >= 0 && result->data.ptr != nullptr &&
-            row.writeback != nullptr)
-            row.writeback(result);
+        pavo_inner_writeback(row.event, result);
         pavo_inner_storeresult(result, httpecode, httpretcode);
     }
     pavo_free(response);
@@ -403,7 +377,10 @@ void pavo_inner_storeresult(tpavo_result* result, tpavo_httpecode httpecode, lon
         result->httpecode = httpecode;
         result->httpretcode = httpretcode;
     }
-    pavo_setlastresult(result);
+    // A store that cannot keep the result (no node, or no store) must not
+    // leak it: nobody else holds it.
+    if (pavo_setlastresult(result) != 0)
+        pavo_iner_freeresultitem(result);
 }
 
 pavo_status_t pavo_query_status(void)

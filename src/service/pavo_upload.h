@@ -64,12 +64,12 @@ int pavo_globalmessagecallback(int eventtype, int eventscope, int eventhandle, v
 /* Releases a job record and every block it owns. */
 void pavo_inner_freejob(t_httpjobarg* job);
 
-/* Session write-back of a successful answer; the caller has checked that the
- * result code is not negative and the record is present. Login: state
- * LOGINED and seventeen session properties. Open: state OPENED and the user
- * id and account addresses persisted in section "system" of korix.conf. */
-void pavo_inner_loginwriteback(const tpavo_loginresponse* response);
-void pavo_inner_openwriteback(const tpavo_openresponse* response);
+/* Session write-back of a parsed answer of this event type, shared by both
+ * modes; only a result with a non-negative code and a record counts. Login:
+ * state LOGINED and seventeen session properties. Open: state OPENED and the
+ * user id and account addresses persisted in section "system" of korix.conf.
+ * Every other event type writes nothing. */
+void pavo_inner_writeback(int eventtype, const tpavo_result* result);
 
 #ifdef __cplusplus
 }

@@ -11,15 +11,8 @@ namespace {
 
 using WritebackHook = void (*)(const tpavo_result* result);
 
-void write_back_login(const tpavo_result* result)
-{
-    pavo_inner_loginwriteback(result->data.loginresponse);
-}
-
-void write_back_open(const tpavo_result* result)
-{
-    pavo_inner_openwriteback(result->data.openresponse);
-}
+void write_back_login(const tpavo_result* result);
+void write_back_open(const tpavo_result* result);
 
 // How an answer of each event type is parsed, and what a successful one
 // writes back into the session. Event types not listed are not parsed and
@@ -94,6 +87,21 @@ constexpr NamedMember<tpavo_openresponse> kOpenValues[] = {
     {"aaasrvaddress2", &tpavo_openresponse::aaasrvaddress2},
 };
 
+void write_back_login(const tpavo_result* result)
+{
+    pavo_setstate(PAVO_STATE_LOGINED);
+    for (const auto& value : kLoginValues)
+        pavo_writeprop(value.name, result->data.loginresponse->*value.member);
+}
+
+// Open persists what login only keeps in memory; the asymmetry is kept.
+void write_back_open(const tpavo_result* result)
+{
+    pavo_setstate(PAVO_STATE_OPENED);
+    for (const auto& value : kOpenValues)
+        pavo_writeconfig("system", value.name, result->data.openresponse->*value.member);
+}
+
 tpavo_result* parse_answer(int eventtype, const t_httpjobarg* job)
 {
     const AnswerKind* kind = find_answer_kind(eventtype);
@@ -101,9 +109,7 @@ tpavo_result* parse_answer(int eventtype, const t_httpjobarg* job)
         return nullptr;
     tpavo_result* result = pavo_parse(static_cast<const char*>(job->response),
                                       static_cast<size_t>(job->responsesize), kind->datatype);
-    if (result != nullptr && result->resultcode >= 0 && result->data.ptr != nullptr &&
-        kind->writeback != nullptr)
-        kind->writeback(result);
+    pavo_inner_writeback(eventtype, result);
     return result;
 }
 
@@ -120,23 +126,12 @@ int release_answer(t_httpjobarg* job)
 
 extern "C" {
 
-void pavo_inner_loginwriteback(const tpavo_loginresponse* response)
+void pavo_inner_writeback(int eventtype, const tpavo_result* result)
 {
-    if (response == nullptr)
-        return;
-    pavo_setstate(PAVO_STATE_LOGINED);
-    for (const auto& value : kLoginValues)
-        pavo_writeprop(value.name, response->*value.member);
-}
-
-// Open persists what login only keeps in memory; the asymmetry is kept.
-void pavo_inner_openwriteback(const tpavo_openresponse* response)
-{
-    if (response == nullptr)
-        return;
-    pavo_setstate(PAVO_STATE_OPENED);
-    for (const auto& value : kOpenValues)
-        pavo_writeconfig("system", value.name, response->*value.member);
+    const AnswerKind* kind = find_answer_kind(eventtype);
+    if (kind != nullptr && kind->writeback != nullptr && result != nullptr &&
+        result->resultcode >= 0 && result->data.ptr != nullptr)
+        kind->writeback(result);
 }
 
 int pavo_globalmessagecallback(int eventtype, int eventscope, int eventhandle, void* data,

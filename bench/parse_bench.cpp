@@ -1,0 +1,143 @@
+// Costs a terminal pays per request besides the network: parsing a catalogue
+// page into records and freeing it, the login answer, enciphering an
+// authenticator, form-encoding, and the pooled allocator against malloc.
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "pavo.h"
+#include "service/pavo_global.h"
+
+namespace {
+
+// Installs the library's memory pool the way pavo_init does, once.
+void ensure_pool()
+{
+    if (g_pavo_env.mpool == nullptr)
+        g_pavo_env.mpool = PAVO_MemPoolConstruct();
+}
+
+std::string clip(int n)
+{
+    return "<VideoClip Type=\"1\" VideoCode=\"V" + std::to_string(n) +
+           "\" EpisodeIndex=\"1\" OrderCode=\"3\" Price=\"200\" FileSize=\"4294967297\""
+           " Duration=\"01:32:00\" AudioType=\"2\" IsDRM=\"1\" CanDownload=\"0\""
+           " CanOnlinePlay=\"1\" ScreenFormat=\"2\" Captioning=\"1\" BitRateType=\"3\""
+           " VideoType=\"1\" Resolution=\"1080\"/>";
+}
+
+// An item list page: items that each refer to a programme with two clips.
+std::string item_list_answer(int items)
+{
+    std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><Root>"
+                       "<Result ResultCode=\"0\" ResultMsg=\"ok\"/><Programee TotalCount=\"" +
+                       std::to_string(items) + "\" Count=\"" + std::to_string(items) +
+                       "\" PageIndex=\"1\" PageSize=\"" + std::to_string(items) + "\">";
+    for (int i = 0; i < items; ++i)
+        text += "<Item Type=\"1\" Code=\"P" + std::to_string(i) +
+                "\" ParentCode=\"C01\" Name=\"Programme &amp; friends " + std::to_string(i) +
+                "\" StartTime=\"20260101\" EndTime=\"20261231\" Desc=\"A description\""
+                " Icon1=\"/img/a.png\" Icon2=\"/img/b.png\" Flag=\"0\" Summary=\"Summary\"/>";
+    text += "</Programee><Programs>";
+    for (int i = 0; i < items; ++i)
+        text += "<Program Code=\"P" + std::to_string(i) +
+                "\" Name=\"Programme\" Type=\"1\" EpisodeNum=\"1\" Actor=\"A. Actor\""
+                " Director=\"D. Director\" Region=\"EU\" Language=\"en\" ProgramType=\"Film\""
+                " Keywords=\"k\" RatingLevel=\"PG\" Desc=\"d\" Status=\"1\""
+                " SmallImage1=\"/s1\" SmallImage2=\"/s2\" BigImage1=\"/b1\" BigImage2=\"/b2\">"
+                "<VideoClips>" + clip(2 * i) + clip(2 * i + 1) + "</VideoClips></Program>";
+    text += "</Programs><Channels/></Root>";
+    return text;
+}
+
+const char kLoginAnswer[] =
+    "<Root><Result ResultCode=\"0\" ResultMsg=\"ok\"/><Response>"
+    "<ServerAuthenticator>AB12</ServerAuthenticator><UserToken>0123456789abcdef</UserToken>"
+    "<UserID>u1001</UserID><UserGroup>family</UserGroup><UserLevel>1</UserLevel>"
+    "<ValidPoints>500</ValidPoints><ActExpiredDate>2027-01-01</ActExpiredDate>"
+    "<AAASrvAddress>http://10.0.0.1</AAASrvAddress><AAASrvAddress2>http://10.0.0.2</AAASrvAddress2>"
+    "<EpgSrvAddress>http://10.0.0.3</EpgSrvAddress><EpgSrvAddress2>http://10.0.0.4</EpgSrvAddress2>"
+    "<PlaySrvAddress>http://10.0.0.5</PlaySrvAddress><PlaySrvAddress2>http://10.0.0.6</PlaySrvAddress2>"
+    "<UpgradeSrvAddress>http://10.0.0.7</UpgradeSrvAddress>"
+    "<UpgradeSrvAddress2>http://10.0.0.8</UpgradeSrvAddress2>"
+    "<IMGSrvAddress>http://10.0.0.9</IMGSrvAddress><ServiceAddress>http://10.0.0.10</ServiceAddress>"
+    "<DRMSrvAddress>http://10.0.0.11</DRMSrvAddress><DRMSrvAddress2>http://10.0.0.12</DRMSrvAddress2>"
+    "<SystemTime>2026-01-02 03:04:05</SystemTime></Response></Root>";
+
+void parse_and_free(benchmark::State& state, const std::string& text, tpavo_datatype datatype)
+{
+    ensure_pool();
+    for (auto _ : state) {
+        tpavo_result* result = pavo_parse(text.c_str(), text.size(), datatype);
+        benchmark::DoNotOptimize(result);
+        pavo_iner_freeresultitem(result);
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
+                            static_cast<int64_t>(text.size()));
+}
+
+void BM_ParseItemListPage(benchmark::State& state)
+{
+    parse_and_free(state, item_list_answer(static_cast<int>(state.range(0))), DATATYPE_ITEMLIST);
+}
+BENCHMARK(BM_ParseItemListPage)->Arg(20)->Arg(200);
+
+void BM_ParseLoginAnswer(benchmark::State& state)
+{
+    parse_and_free(state, kLoginAnswer, DATATYPE_LOGINRESULT);
+}
+BENCHMARK(BM_ParseLoginAnswer);
+
+// The authenticator's cost without its log lines: key text and cipher of a
+// typical source.
+void BM_EncipherAuthenticator(benchmark::State& state)
+{
+    char source[] = "48213907$u1001$000000PAVO0000STB100V4000000SIM0000001$192.168.1.20$$"
+                    "20260102030405$Korix";
+    char userid[] = "u1001";
+    char mode[] = "2";
+    static char out[8192];
+    for (auto _ : state) {
+        char key[41];
+        pavo_sha1(userid, 5, key);
+        pavo_encrypt(mode, source, static_cast<int>(sizeof source - 1), key, 40, out);
+        benchmark::DoNotOptimize(out);
+    }
+}
+BENCHMARK(BM_EncipherAuthenticator);
+
+void BM_UrlEncode(benchmark::State& state)
+{
+    std::string text(256, 'a');
+    for (size_t i = 0; i < text.size(); i += 4)
+        text[i] = ' ';
+    static char out[8192];
+    for (auto _ : state)
+        benchmark::DoNotOptimize(pavo_urlencode(text.c_str(), out));
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * 256);
+}
+BENCHMARK(BM_UrlEncode);
+
+void BM_PooledAllocation(benchmark::State& state)
+{
+    ensure_pool();
+    for (auto _ : state) {
+        void* block = pavo_malloc(48);
+        benchmark::DoNotOptimize(block);
+        pavo_free(block);
+    }
+}
+BENCHMARK(BM_PooledAllocation);
+
+void BM_SystemAllocation(benchmark::State& state)
+{
+    for (auto _ : state) {
+        void* block = calloc(1, 48);
+        benchmark::DoNotOptimize(block);
+        free(block);
+    }
+}
+BENCHMARK(BM_SystemAllocation);
+
+}  // namespace
