@@ -42,7 +42,11 @@ extern "C" {
 
 pavo_status_t pavo_iner_registercallback(pavo_callbacktype type, pavo_callback cb)
 {
-    int slot = static_cast<int>(type);
+    // A C caller may pass any int; in C++ only 0..7 are values of the enum,
+    // so its bits are read rather than the enum itself.
+    int slot;
+    static_assert(sizeof slot == sizeof type, "the enum has the size of an int");
+    memcpy(&slot, &type, sizeof slot);
     if (!valid_callback_type(slot))
         return PAVO_STATUS_FAILURE;
     pavo_relaxed_store(g_pavo_env.callback[slot], cb);
