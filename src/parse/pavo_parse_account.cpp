@@ -5,7 +5,6 @@
  * server clock g_servertime that the login answer sets. Reached via pavo_parse.
  */
 #include "parse/pavo_parse_frame.h"
-#include "service/pavo_global.h"
 #include "xml/Markup.h"
 
 extern "C" {

@@ -100,16 +100,6 @@ tpavo_result* pavo_parse_answer(const char* xmldata, const pavo_answer_kind& kin
     return result;
 }
 
-char* pavo_copy_bytes(const char* bytes, size_t length)
-{
-    char* copy = static_cast<char*>(pavo_malloc(length + 1));
-    if (copy != nullptr) {
-        memcpy(copy, bytes, length);
-        copy[length] = '\0';
-    }
-    return copy;
-}
-
 char* pavo_copy_text(const std::string& text)
 {
     return text.empty() ? nullptr : pavo_copy_bytes(text.data(), text.size());

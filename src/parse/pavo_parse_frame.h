@@ -12,7 +12,7 @@
 
 #include <string>
 
-#include "pavo.h"
+#include "runtime/pavo_runtime.h"
 
 class CMarkup;
 
@@ -75,7 +75,6 @@ tpavo_result* pavo_parse_answer(const char* xmldata, const pavo_answer_kind& kin
 tpavo_result* pavo_new_failure_result(void);
 
 /* Text and number fields */
-char* pavo_copy_bytes(const char* bytes, size_t length);
 char* pavo_copy_text(const std::string& text);
 char* pavo_copy_cstring(const char* text);
 void pavo_store_field(void* record, const pavo_field& field, const std::string& text);

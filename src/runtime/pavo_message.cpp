@@ -7,7 +7,6 @@
 #include <assert.h>
 
 #include "runtime/pavo_message.h"
-#include "service/pavo_global.h"
 
 extern "C" {
 
@@ -119,7 +118,7 @@ int pavo_postmessage(pavo_messagecallback cb, int eventtype, int eventscope, int
     t_pavo_message* message = static_cast<t_pavo_message*>(pavo_malloc(sizeof *message));
     if (message == nullptr) {
         pthread_mutex_unlock(&g_messagequeue->queue_lock);
-        return 0;
+        return -1;  // the caller still owns what it meant to post
     }
     message->mdata = {data, datasize, cb, eventtype, eventscope, eventid, cbdata, cbdatasize};
     message->next = nullptr;

@@ -13,8 +13,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "runtime/pavo_runtime.h"
 #include "runtime/pavo_threadpool.h"
-#include "service/pavo_global.h"
 
 namespace {
 

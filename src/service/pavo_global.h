@@ -10,7 +10,7 @@
 #include <pthread.h>
 #include <stdio.h>
 
-#include "pavo.h"
+#include "runtime/pavo_runtime.h"
 
 #define PAVO_VERSION_TEXT "1.0.0.1"
 #define PAVO_KORIX_PROFILE "KORIXOS/1001"
@@ -113,21 +113,6 @@ char* pavo_getusertoken(void);
 void pavo_setusertoken(const char* usertoken);
 
 #ifdef __cplusplus
-}
-
-/* State, modes, callback slots and the server clock are shared by threads
- * without a lock; they are read and written as relaxed atomics of their own
- * size so that the behaviour stays and the data race goes. */
-template <typename T>
-inline T pavo_relaxed_load(const T& value)
-{
-    return __atomic_load_n(&value, __ATOMIC_RELAXED);
-}
-
-template <typename T, typename U>
-inline void pavo_relaxed_store(T& target, U value)
-{
-    __atomic_store_n(&target, static_cast<T>(value), __ATOMIC_RELAXED);
 }
 #endif
 

@@ -19,18 +19,14 @@
 
 #include "runtime/pavo_format.h"
 #include "service/pavo_global.h"
-#include "service/pavo_inifile.h"
 #include "service/pavo_service_props.h"
+#include "service/pavo_settings.h"
 
 namespace {
-
-const char kConfigSection[] = "system";
 
 // Room for 16 interface records of the 32-bit target's 32 bytes each.
 constexpr int kInterfaceListSize = 512;
 
-// The queue keeps at least this many messages; "msgqueuesize" only raises it.
-constexpr int kMinMessageQueueSize = 100;
 constexpr int kWorkerThreads = 3;
 
 constexpr int kTvidOemLength = 10;
@@ -136,43 +132,12 @@ void copy_identity(tpavo_env& env, const pavo_init_param& param)
     pavo_log_info("***TVID:%s\r\n", env.tvid);
 }
 
-void read_config_text(const char* key, char (&field)[PAVO_PROP_SIZE], const char* conf)
-{
-    read_profile_string(kConfigSection, key, field, sizeof field, "", conf);
-}
-
-int read_config_number(const char* key, const char* conf)
-{
-    char text[PAVO_PROP_SIZE] = {0};
-    read_config_text(key, text, conf);
-    return atoi(text);
-}
-
 void read_config(tpavo_env& env)
 {
     char conf[PAVO_PROP_SIZE];
     pavo_inner_configpath(conf, sizeof conf);
     pavo_log_info("conf file:%s\r\n", conf);
-
-    clear_field(env.openurl);
-    read_config_text("openurl", env.openurl, conf);
-
-    // In emulator mode the log stays as the application set it up.
-    if (pavo_relaxed_load(env.workmode) == 0) {
-        env.logfileptr = nullptr;
-        int logmode = read_config_number("logmode", conf);
-        pavo_relaxed_store(env.logmode, logmode == 0 ? 1 : logmode);
-        read_config_text("logdirectory", env.logdirectory, conf);
-        pavo_log_init();
-    }
-
-    read_config_text("userid", env.userid, conf);
-    read_config_text("bizfield", env.bizfield, conf);
-    read_config_text("aaasrvaddress", env.aaasrvaddress, conf);
-    read_config_text("aaasrvaddress2", env.aaasrvaddress2, conf);
-
-    int queuesize = read_config_number("msgqueuesize", conf);
-    env.msgqueuesize = queuesize > kMinMessageQueueSize ? queuesize : kMinMessageQueueSize;
+    pavo_inner_readsettings(&env, conf);
 }
 
 // Appends count copies of text, never past the buffer's last byte.

@@ -31,25 +31,17 @@ pavo_status_t pavo_downloadresource(unsigned eventid, const char* resourceurl,
 
     // The download posts an empty body; the pipeline writes the answer to the
     // file instead of handing it back.
-    char body[8192] = {0};
-    void* response = nullptr;
-    size_t responsesize = 0;
     tpavo_httpecode httpecode = PAVO_HTTPE_OK;
     long httpretcode = 0;
     int status = pavo_addhttpjob(STORETYPE_FILE, localpath, PAVO_CALLBACK_EPG, 0,
                                  static_cast<int>(eventid), EPAVO_RESOURCEDOWNLOAD,
-                                 EPAVO_SCOPE_REQUEST, resourceurl, body, 0, &response,
-                                 &responsesize, &httpecode, &httpretcode);
+                                 EPAVO_SCOPE_REQUEST, resourceurl, "", 0, nullptr, nullptr,
+                                 &httpecode, &httpretcode);
     if (status == 0 && pavo_getfuncmode() == FUNCMODE_SYNC) {
-        // A bare result: code 0, the transfer's codes, no data.
-        tpavo_result* result = static_cast<tpavo_result*>(pavo_malloc(sizeof(tpavo_result)));
-        if (result != nullptr) {
-            result->resultcode = 0;
-            result->datatype = DATATYPE_NORMAL;
-        }
-        pavo_inner_storeresult(result, httpecode, httpretcode);
+        pavo_answer answer = {nullptr, 0, httpecode, httpretcode};
+        pavo_inner_finishrequest(nullptr, &answer, nullptr, EPAVO_RESOURCEDOWNLOAD,
+                                 static_cast<int>(eventid));
     }
-    pavo_free(response);
     return static_cast<pavo_status_t>(status);
 }
 

@@ -1,12 +1,16 @@
 /*
  * pavo_service_props.h - internal helpers of the session property store
  * (pavo_service_props.cpp) shared with the lifecycle: the path of the
- * configuration file korix.conf. The exported property calls are in pavo.h.
+ * configuration file korix.conf, and the session write-back of open and login
+ * answers (pavo_service_writeback.cpp) that the request rows name. The
+ * exported property calls are in pavo.h.
  */
 #ifndef PAVO_SERVICE_PROPS_H
 #define PAVO_SERVICE_PROPS_H
 
 #include <stddef.h>
+
+#include "pavo.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -15,6 +19,16 @@ extern "C" {
 /* "workdirectory/korix.conf" into path, cut to pathsize - 1 characters; the
  * library always passes a 256-byte buffer. Returns path. */
 char* pavo_inner_configpath(char* path, size_t pathsize);
+
+/* Session write-back of a successful answer (non-negative code, a record). */
+typedef void (*pavo_writeback_fn)(const tpavo_result* result);
+
+/* Login: state LOGINED and seventeen session properties. */
+void pavo_inner_writeback_login(const tpavo_result* result);
+
+/* Open: state OPENED and the user id and account addresses persisted in
+ * section "system" of korix.conf. */
+void pavo_inner_writeback_open(const tpavo_result* result);
 
 #ifdef __cplusplus
 }

@@ -3,12 +3,14 @@
  * static table of its members (open, login, logout, recharge, the catalogue
  * and play queries, extended service, upgrade checks and status report), plus
  * pavo_query_status. The frame reads the session, builds the authenticator
- * and form body in fixed buffers and hands them to the pipeline (pavo_upload).
+ * and form body in fixed buffers and hands them to the pipeline (pavo_upload);
+ * pavo_inner_finishrequest ends every request in both modes.
  */
 #include <stdio.h>
 #include <string.h>
 
 #include "service/pavo_global.h"
+#include "service/pavo_service_props.h"
 #include "service/pavo_service_requests.h"
 #include "service/pavo_upload.h"
 
@@ -152,21 +154,28 @@ constexpr FieldList fields_of(const FormField (&fields)[N])
     return {fields, N};
 }
 
-struct RequestRow {
+}  // namespace
+
+// One request, everything about it in both modes. The related item list is
+// parsed as an item list for a synchronous caller and as a relative item list
+// for a callback; the status report is never parsed. Both kept so.
+struct pavo_request_row {
     const char* base_property;
     const char* service_name;  // null: the property is the whole URL
     tpavo_state required_state;
     pavo_status_t refusal;
     pavo_callbacktype callback;
     tpavo_eventtype event;
-    // The synchronous parse; the message callback chooses its own by event
-    // type, which differs only for the related item list (9 here, 11 there).
     tpavo_datatype sync_datatype;
+    tpavo_datatype async_datatype;
+    bool never_parsed;
+    pavo_writeback_fn writeback;  // what a successful answer writes into the session
     AuthenticatorSources auth;
-    bool never_parsed;  // the status report leaves the last result as it was
     bool logs_profile;  // login writes the terminal profile between separators
     FieldList form;
 };
+
+namespace {
 
 enum Request {
     kOpen, kLogin, kLogout, kRecharge, kCategoryList, kCategoryItemList, kRelateItemList,
@@ -185,43 +194,53 @@ constexpr pavo_callbacktype kEpg = PAVO_CALLBACK_EPG;
 constexpr pavo_callbacktype kManage = PAVO_CALLBACK_TMMANAGE;
 
 // "QueryProgramee" is the platform's spelling.
-constexpr RequestRow kRequests[kRequestCount] = {
+constexpr pavo_request_row kRequests[kRequestCount] = {
     {"openurl", nullptr, kInited, kNotInited, kAaa, EPAVO_OPEN, DATATYPE_OPENRESULT,
-     {KeySource::open_seed, AuthUser::text_argument_0, AuthBusiness::bizfield}, false, false,
+     DATATYPE_OPENRESULT, false, pavo_inner_writeback_open,
+     {KeySource::open_seed, AuthUser::text_argument_0, AuthBusiness::bizfield}, false,
      fields_of(kOpenFields)},
     {"aaasrvaddress", "Login", kOpened, kNotOpened, kAaa, EPAVO_LOGIN, DATATYPE_LOGINRESULT,
-     {KeySource::user_id, AuthUser::user_id, AuthBusiness::bizfield}, false, true,
+     DATATYPE_LOGINRESULT, false, pavo_inner_writeback_login,
+     {KeySource::user_id, AuthUser::user_id, AuthBusiness::bizfield}, true,
      fields_of(kLoginFields)},
     {"aaasrvaddress", "Logout", kLogined, kNotLogined, kAaa, EPAVO_LOGOUT,
-     DATATYPE_LOGOUTRESULT, {KeySource::user_id, AuthUser::user_id, AuthBusiness::empty},
-     false, false, fields_of(kLogoutFields)},
+     DATATYPE_LOGOUTRESULT, DATATYPE_LOGOUTRESULT, false, nullptr,
+     {KeySource::user_id, AuthUser::user_id, AuthBusiness::empty}, false,
+     fields_of(kLogoutFields)},
     {"aaasrvaddress", "Recharge", kLogined, kNotLogined, kEpg, EPAVO_RECHARGE,
-     DATATYPE_RECHARGERESULT,
-     {KeySource::user_id, AuthUser::user_id, AuthBusiness::text_argument_0}, false, false,
+     DATATYPE_RECHARGERESULT, DATATYPE_RECHARGERESULT, false, nullptr,
+     {KeySource::user_id, AuthUser::user_id, AuthBusiness::text_argument_0}, false,
      fields_of(kRechargeFields)},
     {"epgsrvaddress", "QueryCategory", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYLIST,
-     DATATYPE_CATEGORYLIST, kNoAuthenticator, false, false, fields_of(kCategoryListFields)},
+     DATATYPE_CATEGORYLIST, DATATYPE_CATEGORYLIST, false, nullptr, kNoAuthenticator, false,
+     fields_of(kCategoryListFields)},
     {"epgsrvaddress", "QueryProgramee", kLogined, kNotLogined, kEpg,
-     EPAVO_QUERYCATEGORYITEMLIST, DATATYPE_ITEMLIST, kNoAuthenticator, false, false,
-     fields_of(kCategoryItemListFields)},
+     EPAVO_QUERYCATEGORYITEMLIST, DATATYPE_ITEMLIST, DATATYPE_ITEMLIST, false, nullptr,
+     kNoAuthenticator, false, fields_of(kCategoryItemListFields)},
     {"epgsrvaddress", "QueryRelative", kLogined, kNotLogined, kEpg, EPAVO_QUERYRELATEITEMLIST,
-     DATATYPE_ITEMLIST, kNoAuthenticator, false, false, fields_of(kRelateItemListFields)},
+     DATATYPE_ITEMLIST, DATATYPE_RELATIVEITEMLIST, false, nullptr, kNoAuthenticator, false,
+     fields_of(kRelateItemListFields)},
     {"epgsrvaddress", "QueryDetail", kLogined, kNotLogined, kEpg,
-     EPAVO_QUERYCATEGORYITEMDETAIL, DATATYPE_ITEM, kNoAuthenticator, false, false,
-     fields_of(kItemDetailFields)},
+     EPAVO_QUERYCATEGORYITEMDETAIL, DATATYPE_ITEM, DATATYPE_ITEM, false, nullptr,
+     kNoAuthenticator, false, fields_of(kItemDetailFields)},
     {"epgsrvaddress", "QuerySchedule", kLogined, kNotLogined, kEpg, EPAVO_QUERYSCHEDULELIST,
-     DATATYPE_SCHEDULELIST, kNoAuthenticator, false, false, fields_of(kScheduleListFields)},
+     DATATYPE_SCHEDULELIST, DATATYPE_SCHEDULELIST, false, nullptr, kNoAuthenticator, false,
+     fields_of(kScheduleListFields)},
     {"playsrvaddress", "Play", kLogined, kNotLogined, kAaa, EPAVO_QUERYPLAYURL,
-     DATATYPE_QUERYPLAYURLRESULT, kNoAuthenticator, false, false, fields_of(kPlayUrlFields)},
+     DATATYPE_QUERYPLAYURLRESULT, DATATYPE_QUERYPLAYURLRESULT, false, nullptr,
+     kNoAuthenticator, false, fields_of(kPlayUrlFields)},
     {"serviceaddress", nullptr, kLogined, kNotLogined, kAaa, EPAVO_QUERYEXTSERVICE,
-     DATATYPE_EXTSERVICERESULT, kNoAuthenticator, false, false,
-     fields_of(kExtendServiceFields)},
+     DATATYPE_EXTSERVICERESULT, DATATYPE_EXTSERVICERESULT, false, nullptr, kNoAuthenticator,
+     false, fields_of(kExtendServiceFields)},
     {"upgradesrvaddress", "UpgradeOS", kLogined, kNotLogined, kManage, EPAVO_UPGRADEOS,
-     DATATYPE_UPGRADEOSRESULT, kNoAuthenticator, false, false, fields_of(kMaintenanceFields)},
+     DATATYPE_UPGRADEOSRESULT, DATATYPE_UPGRADEOSRESULT, false, nullptr, kNoAuthenticator,
+     false, fields_of(kMaintenanceFields)},
     {"upgradesrvaddress", "UpgradeRes", kLogined, kNotLogined, kManage, EPAVO_UPGRADERES,
-     DATATYPE_UPGRADERESRESULT, kNoAuthenticator, false, false, fields_of(kMaintenanceFields)},
+     DATATYPE_UPGRADERESRESULT, DATATYPE_UPGRADERESRESULT, false, nullptr, kNoAuthenticator,
+     false, fields_of(kMaintenanceFields)},
     {"upgradesrvaddress", "Report", kLogined, kNotLogined, kManage, EPAVO_STATUSREPORT,
-     DATATYPE_NORMAL, kNoAuthenticator, true, false, fields_of(kMaintenanceFields)},
+     DATATYPE_NORMAL, DATATYPE_NORMAL, true, nullptr, kNoAuthenticator, false,
+     fields_of(kMaintenanceFields)},
 };
 
 // Arguments as the exported function gathered them; indexes are per row.
@@ -302,7 +321,7 @@ const char* field_value(const FormField& field, const RequestArgs& args,
 
 pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& args)
 {
-    const RequestRow& row = kRequests[which];
+    const pavo_request_row& row = kRequests[which];
 
     // The URL comes first, before the state test; an empty base address gives
     // "/Service/Name" and goes out as it is.
@@ -355,32 +374,76 @@ pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& ar
                                  static_cast<int>(eventid), row.event, EPAVO_SCOPE_REQUEST, url,
                                  body, static_cast<int>(strlen(body)), &response, &responsesize,
                                  &httpecode, &httpretcode);
-    if (status == 0 && !row.never_parsed && pavo_getfuncmode() == FUNCMODE_SYNC) {
-        tpavo_result* result =
-            response != nullptr
-                ? pavo_parse(static_cast<const char*>(response), responsesize, row.sync_datatype)
-                : nullptr;
-        pavo_inner_writeback(row.event, result);
-        pavo_inner_storeresult(result, httpecode, httpretcode);
+    // A failed transfer leaves the last result as it was.
+    if (status == 0 && pavo_getfuncmode() == FUNCMODE_SYNC) {
+        pavo_answer answer = {response, responsesize, httpecode, httpretcode};
+        pavo_inner_finishrequest(&row, &answer, nullptr, row.event, static_cast<int>(eventid));
     }
     pavo_free(response);
     return static_cast<pavo_status_t>(status);
+}
+
+// A bare result for a transfer that has no answer to parse: code 0, no data.
+tpavo_result* new_bare_result()
+{
+    return static_cast<tpavo_result*>(pavo_malloc(sizeof(tpavo_result)));
+}
+
+tpavo_result* parse_answer(const pavo_request_row* row, const pavo_answer& answer, bool stored)
+{
+    if (row == nullptr)
+        return stored ? new_bare_result() : nullptr;
+    if (row->never_parsed || answer.bytes == nullptr)
+        return nullptr;
+    tpavo_result* result = pavo_parse(static_cast<const char*>(answer.bytes), answer.size,
+                                      stored ? row->sync_datatype : row->async_datatype);
+    if (row->writeback != nullptr && result != nullptr && result->resultcode >= 0 &&
+        result->data.ptr != nullptr)
+        row->writeback(result);
+    return result;
 }
 
 }  // namespace
 
 extern "C" {
 
-void pavo_inner_storeresult(tpavo_result* result, tpavo_httpecode httpecode, long httpretcode)
+const pavo_request_row* pavo_inner_findrequest(int eventtype)
 {
-    if (result != nullptr) {
-        result->httpecode = httpecode;
-        result->httpretcode = httpretcode;
+    for (const pavo_request_row& row : kRequests) {
+        if (row.event == eventtype)
+            return &row;
     }
-    // A store that cannot keep the result (no node, or no store) must not
-    // leak it: nobody else holds it.
-    if (pavo_setlastresult(result) != 0)
-        pavo_iner_freeresultitem(result);
+    return nullptr;
+}
+
+void pavo_inner_finishrequest(const pavo_request_row* row, const pavo_answer* answer,
+                              pavo_callback callback, int eventtype, int eventid)
+{
+    const bool stored = callback == nullptr;
+    tpavo_result* result = parse_answer(row, *answer, stored);
+    if (result != nullptr) {
+        result->httpecode = answer->httpecode;
+        result->httpretcode = answer->httpretcode;
+    }
+    if (stored) {
+        // A store that cannot keep the result (no node, or no store) must
+        // not leak it: nobody else holds it.
+        if (pavo_setlastresult(result) != 0)
+            pavo_iner_freeresultitem(result);
+        return;
+    }
+    // Whatever scope was posted, the application sees a response; the
+    // handle, extra text and data type carry nothing.
+    tpavo_event event = {};
+    event.eventtype = static_cast<tpavo_eventtype>(eventtype);
+    event.eventscope = EPAVO_SCOPE_RESPONSE;
+    event.eventid = eventid;
+    event.data = result;
+    event.datasize = 4;
+    callback(&event);
+    // The result is the callback's only while it runs; it never reaches the
+    // result store.
+    pavo_iner_freeresultitem(result);
 }
 
 pavo_status_t pavo_query_status(void)

@@ -1,7 +1,8 @@
 /*
  * pavo_service_requests.h - internal helpers of the service requests shared
  * between the request frame (pavo_service_requests.cpp), the encoder
- * (pavo_service_encode.cpp) and the download (pavo_service_maintenance.cpp).
+ * (pavo_service_encode.cpp), the download (pavo_service_maintenance.cpp) and
+ * the delivery of asynchronous answers (pavo_upload_callback.cpp).
  * The exported requests themselves are declared in pavo.h.
  */
 #ifndef PAVO_SERVICE_REQUESTS_H
@@ -19,9 +20,29 @@ extern "C" {
  * characters and a NUL, the cut falling wherever the bound does. */
 char* pavo_inner_urlencode_bounded(const char* sIn, char* sOut, size_t outsize);
 
-/* The synchronous ending of every request: a non-null result receives the
- * transfer's codes, and the result (null too) becomes the last result. */
-void pavo_inner_storeresult(tpavo_result* result, tpavo_httpecode httpecode, long httpretcode);
+/* A request's row in the request table (pavo_service_requests.cpp). */
+struct pavo_request_row;
+
+/* What a transfer brought back: the answer's bytes (null when none) and the
+ * transfer's codes. */
+typedef struct {
+    const void* bytes;
+    size_t size;
+    tpavo_httpecode httpecode;
+    long httpretcode;
+} pavo_answer;
+
+/* The row of the request with this event type, or null (the download). */
+const struct pavo_request_row* pavo_inner_findrequest(int eventtype);
+
+/* The one ending of every request: parse the answer as the row says, write a
+ * successful one back into the session, give the result the transfer's
+ * codes, then deliver it to callback as a response event of eventtype and
+ * eventid and free it, or, with no callback, make it the last result. A null
+ * row (a download) gives a bare result (code 0) when stored and null data
+ * when delivered. */
+void pavo_inner_finishrequest(const struct pavo_request_row* row, const pavo_answer* answer,
+                              pavo_callback callback, int eventtype, int eventid);
 
 #ifdef __cplusplus
 }

@@ -8,7 +8,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "parse/pavo_parse_frame.h"
 #include "service/pavo_global.h"
 #include "service/pavo_upload.h"
 
@@ -107,7 +106,11 @@ int add_async_job(tpavo_storetype storetype, const char* localpath, int cbtype, 
                                 eventscope, url, data, datasize);
     if (job == nullptr)
         return -1;
-    pavo_iner_addjob(pavo_inner_httpjob, job);
+    // A job no worker takes is nobody's: it is freed and the request fails.
+    if (pavo_iner_addjob(pavo_inner_httpjob, job) != 0) {
+        pavo_inner_freejob(job);
+        return -1;
+    }
     // Kept on purpose: an asynchronous request does not return to the
     // application for 100 seconds while the worker runs and the answer
     // waits in the queue.
@@ -174,9 +177,8 @@ int pavo_iner_addjob(dispatch_fn job, void* arg)
 {
     t_threadpool pool = g_pavo_env.threadpool;
     if (pool != nullptr)
-        pool_add_worker(pool, job, arg);
-    else
-        job(arg);
+        return pool_add_worker(pool, job, arg);
+    job(arg);
     return 0;
 }
 
@@ -194,9 +196,10 @@ void* pavo_inner_httpjob(void* arg)
     int posted = pavo_postmessage(pavo_globalmessagecallback, job->eventtype, job->eventscope,
                                   job->eventhandle, job->response, job->responsesize, job,
                                   sizeof(int));
-    // A post refused because the mode turned synchronous meanwhile would
-    // leave the job and the answer to nobody: release them here. A full
-    // queue reports 0 and keeps its documented behaviour (both are lost).
+    // A post refused (the mode turned synchronous meanwhile, or no node for
+    // the message) would leave the job and the answer to nobody: release them
+    // here. A full queue reports 0 and keeps its documented behaviour (both
+    // are lost).
     if (posted == -1)
         pavo_inner_freejob(job);
     return nullptr;

@@ -1,8 +1,8 @@
 /*
- * pavo_upload.h - the request pipeline: the HTTP job record, the transfer
- * over libcurl, the worker job, the global message callback that delivers
- * asynchronous answers, and the session write-back of open and login
- * answers shared with the synchronous service requests.
+ * pavo_upload.h - the request pipeline, which only moves bytes: the HTTP job
+ * record, the transfer over libcurl, the worker job, and the global message
+ * callback that hands posted answers to the request ending
+ * (pavo_inner_finishrequest in pavo_service_requests.h).
  */
 #ifndef PAVO_UPLOAD_H
 #define PAVO_UPLOAD_H
@@ -63,13 +63,6 @@ int pavo_globalmessagecallback(int eventtype, int eventscope, int eventhandle, v
 
 /* Releases a job record and every block it owns. */
 void pavo_inner_freejob(t_httpjobarg* job);
-
-/* Session write-back of a parsed answer of this event type, shared by both
- * modes; only a result with a non-negative code and a record counts. Login:
- * state LOGINED and seventeen session properties. Open: state OPENED and the
- * user id and account addresses persisted in section "system" of korix.conf.
- * Every other event type writes nothing. */
-void pavo_inner_writeback(int eventtype, const tpavo_result* result);
 
 #ifdef __cplusplus
 }

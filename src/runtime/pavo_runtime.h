@@ -1,0 +1,41 @@
+/*
+ * pavo_runtime.h - what the runtime offers the folders above it beyond the
+ * public pavo.h: the relaxed-atomic helpers, the byte copy into the pool and
+ * the no-argument format helper. The allocator front itself is public.
+ */
+#ifndef PAVO_RUNTIME_H
+#define PAVO_RUNTIME_H
+
+#include <stddef.h>
+
+#include "pavo.h"
+#include "runtime/pavo_format.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* length bytes into a new pooled block of length + 1 bytes, NUL-terminated;
+ * null when the block cannot be allocated. */
+char* pavo_copy_bytes(const char* bytes, size_t length);
+
+#ifdef __cplusplus
+}
+
+/* State, modes, callback slots and the server clock are shared by threads
+ * without a lock; they are read and written as relaxed atomics of their own
+ * size so that the behaviour stays and the data race goes. */
+template <typename T>
+inline T pavo_relaxed_load(const T& value)
+{
+    return __atomic_load_n(&value, __ATOMIC_RELAXED);
+}
+
+template <typename T, typename U>
+inline void pavo_relaxed_store(T& target, U value)
+{
+    __atomic_store_n(&target, static_cast<T>(value), __ATOMIC_RELAXED);
+}
+#endif
+
+#endif /* PAVO_RUNTIME_H */
