@@ -1,10 +1,13 @@
 /*
  * encrypthelper.h - the two triple-DES helpers whose prototypes need
  * OpenSSL's DES types, kept out of pavo.h so the public header does not pull
- * in libcrypto. The rest of the authenticator interface is in pavo.h.
+ * in libcrypto, and what the authenticator's files share (hex text, the
+ * bounded cipher). The rest of the authenticator interface is in pavo.h.
  */
 #ifndef PAVO_ENCRYPTHELPER_H
 #define PAVO_ENCRYPTHELPER_H
+
+#include <stddef.h>
 
 #include <openssl/des.h>
 
@@ -23,6 +26,14 @@ void pavo_generatekeys(char* Password, int PasswordLen, DES_cblock* key1, DES_cb
 /* libcrypto's DES_ecb3_encrypt unchanged: enc non-zero enciphers. */
 void pavo_DES_ecb3_encrypt(DES_cblock* input, DES_cblock* output, DES_key_schedule* ks1,
                            DES_key_schedule* ks2, DES_key_schedule* ks3, int enc);
+
+/* Two upper-case hex characters a byte, high nibble first, then a NUL. */
+void pavo_inner_upperhex(const unsigned char* bytes, size_t count, char* out);
+
+/* Enciphers at most 1023 bytes into upper-case hex; a longer (or negative)
+ * length gives an empty cipher text. */
+void pavo_inner_encrypt_text(const char* message, int messagelen, const char* key, int keylen,
+                             char* outmessage);
 
 #ifdef __cplusplus
 }

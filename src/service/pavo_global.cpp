@@ -6,7 +6,7 @@
 #include <string.h>
 #include <unistd.h>
 
-#include "runtime/pavo_format.h"
+#include "runtime/pavo_runtime.h"
 #include "service/pavo_global.h"
 
 extern "C" {

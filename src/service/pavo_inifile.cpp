@@ -10,7 +10,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "runtime/pavo_format.h"
+#include "runtime/pavo_runtime.h"
 #include "service/pavo_inifile.h"
 
 namespace {

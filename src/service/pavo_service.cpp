@@ -17,7 +17,7 @@
 
 #include <curl/curl.h>
 
-#include "runtime/pavo_format.h"
+#include "runtime/pavo_runtime.h"
 #include "service/pavo_global.h"
 #include "service/pavo_service_props.h"
 #include "service/pavo_settings.h"

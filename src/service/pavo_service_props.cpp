@@ -9,7 +9,7 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "runtime/pavo_format.h"
+#include "runtime/pavo_runtime.h"
 #include "service/pavo_global.h"
 #include "service/pavo_inifile.h"
 #include "service/pavo_service_props.h"

@@ -329,10 +329,10 @@ pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& ar
     char base[PAVO_PROP_SIZE] = {0};
     pavo_readprop(row.base_property, base, sizeof base);
     // Cut silently at 255 characters, as every address copy is.
-    const int url_length = row.service_name != nullptr
-                               ? snprintf(url, sizeof url, "%s/Service/%s", base, row.service_name)
-                               : snprintf(url, sizeof url, "%s", base);
-    (void)url_length;
+    if (row.service_name != nullptr)
+        snprintf(url, sizeof url, "%s/Service/%s", base, row.service_name);
+    else
+        snprintf(url, sizeof url, "%s", base);
 
     if (pavo_getstate() < row.required_state)
         return row.refusal;

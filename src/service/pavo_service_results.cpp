@@ -1,8 +1,8 @@
 /*
- * pavo_service_results.cpp - what the application gets back from a request:
- * the per-thread result store that synchronous requests fill and
- * pavo_getresult reads, the callback registry that asynchronous answers are
- * delivered to, the message pump entry and the last-error value.
+ * pavo_service_results.cpp - the per-thread result store that synchronous
+ * requests fill (through pavo_inner_finishrequest) and pavo_getresult reads,
+ * and the release and dump of a result. The callback registry is in
+ * pavo_service_results_callbacks.cpp.
  */
 #include <pthread.h>
 #include <string.h>
@@ -10,8 +10,6 @@
 #include "service/pavo_global.h"
 
 namespace {
-
-bool valid_callback_type(int type) { return type >= 0 && type < PAVO_CALLBACK_SLOTS; }
 
 // The store's mutex exists only between pavo_resultlist_init and
 // pavo_resultlist_cleanup; outside that span there is nothing to lock.
@@ -25,55 +23,9 @@ public:
     StoreLock& operator=(const StoreLock&) = delete;
 };
 
-char* copy_text(const char* text)
-{
-    size_t length = strlen(text);
-    char* copy = static_cast<char*>(pavo_malloc(length + 1));
-    if (copy != nullptr)
-        memcpy(copy, text, length);
-    return copy;
-}
-
 }  // namespace
 
 extern "C" {
-
-/* Callback registry */
-
-pavo_status_t pavo_iner_registercallback(pavo_callbacktype type, pavo_callback cb)
-{
-    // A C caller may pass any int; in C++ only 0..7 are values of the enum,
-    // so its bits are read rather than the enum itself.
-    int slot;
-    static_assert(sizeof slot == sizeof type, "the enum has the size of an int");
-    memcpy(&slot, &type, sizeof slot);
-    if (!valid_callback_type(slot))
-        return PAVO_STATUS_FAILURE;
-    pavo_relaxed_store(g_pavo_env.callback[slot], cb);
-    return PAVO_STATUS_SUCCESS;
-}
-
-pavo_status_t pavo_registercallback(pavo_callbacktype type, pavo_callback cb)
-{
-    return pavo_iner_registercallback(type, cb);
-}
-
-pavo_callback pavo_iner_getcallback(int type)
-{
-    if (!valid_callback_type(type))
-        return nullptr;
-    return pavo_relaxed_load(g_pavo_env.callback[type]);
-}
-
-int pavo_checkmessage(void) { return pavo_iner_checkmessage(); }
-
-/* Last error: nothing in the library sets it; start-up resets it to 0. */
-
-void pavo_setlasterror(int error) { pavo_relaxed_store(g_pavo_env.errorno, error); }
-
-int pavo_inner_getlasterror(void) { return pavo_relaxed_load(g_pavo_env.errorno); }
-
-int pavo_getlasterror(void) { return pavo_inner_getlasterror(); }
 
 /* Result store */
 
@@ -135,7 +87,7 @@ int pavo_setlastresult_match(int resultcode, const char* resultmsg, tpavo_dataty
         return -1;
     result->resultcode = resultcode;
     if (resultmsg != nullptr && resultmsg[0] != '\0')
-        result->resultmsg = copy_text(resultmsg);
+        result->resultmsg = pavo_copy_bytes(resultmsg, strlen(resultmsg));
     result->datatype = datatype;
     result->datasize = static_cast<uint32_t>(datasize);
     result->freeproc = nullptr;

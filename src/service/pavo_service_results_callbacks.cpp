@@ -1,0 +1,56 @@
+/*
+ * pavo_service_results_callbacks.cpp - where asynchronous answers go: the
+ * callback registry (eight slots), the message pump entry pavo_checkmessage
+ * and the last-error value. Start-up fills the built-in slots; the delivery
+ * in pavo_upload_callback.cpp reads them.
+ */
+#include <string.h>
+
+#include "service/pavo_global.h"
+
+namespace {
+
+bool valid_callback_type(int type) { return type >= 0 && type < PAVO_CALLBACK_SLOTS; }
+
+}  // namespace
+
+extern "C" {
+
+/* Callback registry */
+
+pavo_status_t pavo_iner_registercallback(pavo_callbacktype type, pavo_callback cb)
+{
+    // A C caller may pass any int; in C++ only 0..7 are values of the enum,
+    // so its bits are read rather than the enum itself.
+    int slot;
+    static_assert(sizeof slot == sizeof type, "the enum has the size of an int");
+    memcpy(&slot, &type, sizeof slot);
+    if (!valid_callback_type(slot))
+        return PAVO_STATUS_FAILURE;
+    pavo_relaxed_store(g_pavo_env.callback[slot], cb);
+    return PAVO_STATUS_SUCCESS;
+}
+
+pavo_status_t pavo_registercallback(pavo_callbacktype type, pavo_callback cb)
+{
+    return pavo_iner_registercallback(type, cb);
+}
+
+pavo_callback pavo_iner_getcallback(int type)
+{
+    if (!valid_callback_type(type))
+        return nullptr;
+    return pavo_relaxed_load(g_pavo_env.callback[type]);
+}
+
+int pavo_checkmessage(void) { return pavo_iner_checkmessage(); }
+
+/* Last error: nothing in the library sets it; start-up resets it to 0. */
+
+void pavo_setlasterror(int error) { pavo_relaxed_store(g_pavo_env.errorno, error); }
+
+int pavo_inner_getlasterror(void) { return pavo_relaxed_load(g_pavo_env.errorno); }
+
+int pavo_getlasterror(void) { return pavo_inner_getlasterror(); }
+
+}  // extern "C"
