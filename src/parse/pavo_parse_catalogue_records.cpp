@@ -7,6 +7,28 @@
 #include "parse/pavo_parse_catalogue.h"
 #include "parse/pavo_parse_catalogue_fields.h"
 
+namespace {
+
+// The record's fields as the table lists them, unlinked from its list;
+// failure_message (if any) is logged when no block is left.
+template <typename Record>
+Record* dup_record(const Record* record, pavo_field_table fields, const char* failure_message)
+{
+    if (record == nullptr)
+        return nullptr;
+    Record* copy = static_cast<Record*>(pavo_malloc(sizeof(Record)));
+    if (copy == nullptr) {
+        if (failure_message != nullptr)
+            pavo_log_err("%s", failure_message);
+        return nullptr;
+    }
+    pavo_copy_fields(copy, record, fields);
+    copy->next = nullptr;
+    return copy;
+}
+
+}  // namespace
+
 void pavo_dump_program(const tpavo_program* program)
 {
     pavo_log_info("***************program**********************\r\n");
@@ -29,16 +51,7 @@ extern "C" {
 
 tpavo_videoclip* dup_videoclip(tpavo_videoclip* videoclip)
 {
-    if (videoclip == nullptr)
-        return nullptr;
-    tpavo_videoclip* copy = static_cast<tpavo_videoclip*>(pavo_malloc(sizeof(tpavo_videoclip)));
-    if (copy == nullptr) {
-        pavo_log_err("dup videoclip failed\r\n");
-        return nullptr;
-    }
-    pavo_copy_fields(copy, videoclip, pavo_fields(kClipCopyFields));
-    copy->next = nullptr;
-    return copy;
+    return dup_record(videoclip, pavo_fields(kClipCopyFields), "dup videoclip failed\r\n");
 }
 
 tpavo_videoclip* dup_videocliplist(tpavo_videoclip* videoclip)
@@ -60,31 +73,21 @@ tpavo_videoclip* dup_videocliplist(tpavo_videoclip* videoclip)
     return head;
 }
 
+// A channel copy fails silently, a programme copy says so: both kept.
 tpavo_channel* dup_channel(tpavo_channel* channel)
 {
-    if (channel == nullptr)
-        return nullptr;
-    tpavo_channel* copy = static_cast<tpavo_channel*>(pavo_malloc(sizeof(tpavo_channel)));
-    if (copy == nullptr)
-        return nullptr;
-    pavo_copy_fields(copy, channel, pavo_fields(kChannelFields));
-    copy->next = nullptr;
-    copy->pvideoclip = dup_videocliplist(channel->pvideoclip);
+    tpavo_channel* copy = dup_record(channel, pavo_fields(kChannelFields), nullptr);
+    if (copy != nullptr)
+        copy->pvideoclip = dup_videocliplist(channel->pvideoclip);
     return copy;
 }
 
 tpavo_program* dup_program(tpavo_program* program)
 {
-    if (program == nullptr)
-        return nullptr;
-    tpavo_program* copy = static_cast<tpavo_program*>(pavo_malloc(sizeof(tpavo_program)));
-    if (copy == nullptr) {
-        pavo_log_err("dup program error\r\n");
-        return nullptr;
-    }
-    pavo_copy_fields(copy, program, pavo_fields(kProgramFields));
-    copy->next = nullptr;
-    copy->pvideoclip = dup_videocliplist(program->pvideoclip);
+    tpavo_program* copy = dup_record(program, pavo_fields(kProgramFields),
+                                     "dup program error\r\n");
+    if (copy != nullptr)
+        copy->pvideoclip = dup_videocliplist(program->pvideoclip);
     return copy;
 }
 

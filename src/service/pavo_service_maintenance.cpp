@@ -33,16 +33,16 @@ pavo_status_t pavo_downloadresource(unsigned eventid, const char* resourceurl,
     // file instead of handing it back.
     tpavo_httpecode httpecode = PAVO_HTTPE_OK;
     long httpretcode = 0;
-    int status = pavo_addhttpjob(STORETYPE_FILE, localpath, PAVO_CALLBACK_EPG, 0,
+    pavo_status_t status = pavo_addhttpjob(STORETYPE_FILE, localpath, PAVO_CALLBACK_EPG, 0,
                                  static_cast<int>(eventid), EPAVO_RESOURCEDOWNLOAD,
                                  EPAVO_SCOPE_REQUEST, resourceurl, "", 0, nullptr, nullptr,
                                  &httpecode, &httpretcode);
-    if (status == 0 && pavo_getfuncmode() == FUNCMODE_SYNC) {
+    if (status == PAVO_STATUS_SUCCESS && pavo_getfuncmode() == FUNCMODE_SYNC) {
         pavo_answer answer = {nullptr, 0, httpecode, httpretcode};
         pavo_inner_finishrequest(nullptr, &answer, nullptr, EPAVO_RESOURCEDOWNLOAD,
                                  static_cast<int>(eventid));
     }
-    return static_cast<pavo_status_t>(status);
+    return status;
 }
 
 }  // extern "C"

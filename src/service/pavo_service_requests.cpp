@@ -370,17 +370,17 @@ pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& ar
     size_t responsesize = 0;
     tpavo_httpecode httpecode = PAVO_HTTPE_OK;
     long httpretcode = 0;
-    int status = pavo_addhttpjob(STORETYPE_MEM, nullptr, row.callback, 0,
+    pavo_status_t status = pavo_addhttpjob(STORETYPE_MEM, nullptr, row.callback, 0,
                                  static_cast<int>(eventid), row.event, EPAVO_SCOPE_REQUEST, url,
                                  body, static_cast<int>(strlen(body)), &response, &responsesize,
                                  &httpecode, &httpretcode);
     // A failed transfer leaves the last result as it was.
-    if (status == 0 && pavo_getfuncmode() == FUNCMODE_SYNC) {
+    if (status == PAVO_STATUS_SUCCESS && pavo_getfuncmode() == FUNCMODE_SYNC) {
         pavo_answer answer = {response, responsesize, httpecode, httpretcode};
         pavo_inner_finishrequest(&row, &answer, nullptr, row.event, static_cast<int>(eventid));
     }
     pavo_free(response);
-    return static_cast<pavo_status_t>(status);
+    return status;
 }
 
 // A bare result for a transfer that has no answer to parse: code 0, no data.

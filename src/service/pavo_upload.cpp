@@ -56,15 +56,15 @@ void* chunk_to_pool(const MemoryStruct* chunk)
 
 // The open is not checked for the outcome: a path that cannot be opened
 // still counts as stored (nothing is written), so a download reports success.
-int store_in_file(const char* localpath, const MemoryStruct* chunk)
+pavo_status_t store_in_file(const char* localpath, const MemoryStruct* chunk)
 {
     FILE* file = fopen(localpath, "wb");
     if (file == nullptr)
-        return 0;
+        return PAVO_STATUS_SUCCESS;
     if (chunk->data != nullptr && chunk->size != 0)
         fwrite(chunk->data, 1, chunk->size, file);
     fclose(file);
-    return 0;
+    return PAVO_STATUS_SUCCESS;
 }
 
 t_httpjobarg* new_job(tpavo_storetype storetype, const char* localpath, int cbtype, int phase,
@@ -96,36 +96,38 @@ t_httpjobarg* new_job(tpavo_storetype storetype, const char* localpath, int cbty
     return job;
 }
 
-int add_async_job(tpavo_storetype storetype, const char* localpath, int cbtype, int phase,
-                  int eventhandle, int eventtype, int eventscope, const char* url,
-                  const char* data, int datasize)
+pavo_status_t add_async_job(tpavo_storetype storetype, const char* localpath, int cbtype,
+                            int phase, int eventhandle, int eventtype, int eventscope,
+                            const char* url, const char* data, int datasize)
 {
     if (data != nullptr && datasize < 0)
-        return -1;
+        return PAVO_STATUS_FAILURE;
     t_httpjobarg* job = new_job(storetype, localpath, cbtype, phase, eventhandle, eventtype,
                                 eventscope, url, data, datasize);
     if (job == nullptr)
-        return -1;
+        return PAVO_STATUS_FAILURE;
     // A job no worker takes is nobody's: it is freed and the request fails.
     if (pavo_iner_addjob(pavo_inner_httpjob, job) != 0) {
         pavo_inner_freejob(job);
-        return -1;
+        return PAVO_STATUS_FAILURE;
     }
     // Kept on purpose: an asynchronous request does not return to the
     // application for 100 seconds while the worker runs and the answer
     // waits in the queue.
     pavo_sleep(100);
-    return 0;
+    return PAVO_STATUS_SUCCESS;
 }
 
-int run_sync_job(tpavo_storetype storetype, const char* localpath, int phase, const char* url,
-                 const char* data, void** returndata, size_t* returndatasize,
-                 tpavo_httpecode* httpecode, long* httpretcode)
+pavo_status_t run_sync_job(tpavo_storetype storetype, const char* localpath, int phase,
+                           const char* url, const char* data, void** returndata,
+                           size_t* returndatasize, tpavo_httpecode* httpecode,
+                           long* httpretcode)
 {
     MemoryStruct* chunk = new_chunk();
     if (chunk == nullptr)
-        return -1;
-    int result = pavo_upload(url, data, phase, storetype, chunk, localpath, httpecode, httpretcode);
+        return PAVO_STATUS_FAILURE;
+    pavo_status_t result =
+        pavo_upload(url, data, phase, storetype, chunk, localpath, httpecode, httpretcode);
     // Whatever the outcome, a memory request gets a block (1 byte if empty).
     if (storetype == STORETYPE_MEM) {
         if (returndata != nullptr)
@@ -152,16 +154,17 @@ void pavo_inner_freejob(t_httpjobarg* job)
     pavo_free(job);
 }
 
-int pavo_addhttpjob(tpavo_storetype storetype, const char* localpath, int cbtype, int phase,
-                    int eventhandle, int eventtype, int eventscope, const char* url,
-                    const char* data, int datasize, void** returndata, size_t* returndatasize,
-                    tpavo_httpecode* httpecode, long* httpretcode)
+pavo_status_t pavo_addhttpjob(tpavo_storetype storetype, const char* localpath, int cbtype,
+                              int phase, int eventhandle, int eventtype, int eventscope,
+                              const char* url, const char* data, int datasize,
+                              void** returndata, size_t* returndatasize,
+                              tpavo_httpecode* httpecode, long* httpretcode)
 {
     if (returndata != nullptr)
         *returndata = nullptr;
     if (url == nullptr || url[0] == '\0') {
         pavo_log_info("error,reason url is not ok\r\n");
-        return -1;
+        return PAVO_STATUS_FAILURE;
     }
     if (data != nullptr)
         pavo_log_info("post url data:%s\r\n", data);
@@ -173,13 +176,14 @@ int pavo_addhttpjob(tpavo_storetype storetype, const char* localpath, int cbtype
 }
 
 // Without a worker pool the job runs at once on the calling thread.
-int pavo_iner_addjob(dispatch_fn job, void* arg)
+pavo_status_t pavo_iner_addjob(dispatch_fn job, void* arg)
 {
     t_threadpool pool = g_pavo_env.threadpool;
     if (pool != nullptr)
-        return pool_add_worker(pool, job, arg);
+        return pool_add_worker(pool, job, arg) == 0 ? PAVO_STATUS_SUCCESS
+                                                     : PAVO_STATUS_FAILURE;
     job(arg);
-    return 0;
+    return PAVO_STATUS_SUCCESS;
 }
 
 void* pavo_inner_httpjob(void* arg)
@@ -205,19 +209,19 @@ void* pavo_inner_httpjob(void* arg)
     return nullptr;
 }
 
-int pavo_upload(const char* url, const char* userdata, int phase, tpavo_storetype storetype,
-                MemoryStruct* chunk, const char* localpath, tpavo_httpecode* httpecode,
-                long* httpretcode)
+pavo_status_t pavo_upload(const char* url, const char* userdata, int phase,
+                          tpavo_storetype storetype, MemoryStruct* chunk, const char* localpath,
+                          tpavo_httpecode* httpecode, long* httpretcode)
 {
     pavo_log_info("phase=%d, pavo_upload url=%s \r\n", phase, url != nullptr ? url : "(null)");
     // Kept: a failed transfer still reports status 200.
     if (httpretcode != nullptr)
         *httpretcode = 200;
     if (url == nullptr || chunk == nullptr)
-        return -1;
+        return PAVO_STATUS_FAILURE;
     CurlEasy curl;
     if (curl.get() == nullptr)
-        return -1;
+        return PAVO_STATUS_FAILURE;
     // A null body would make libcurl read the body from standard input.
     curl_easy_setopt(curl.get(), CURLOPT_URL, url);
     curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, userdata != nullptr ? userdata : "");
@@ -234,17 +238,17 @@ int pavo_upload(const char* url, const char* userdata, int phase, tpavo_storetyp
         pavo_log_info("Curl told us error %d \r\n", static_cast<int>(code));
         if (httpecode != nullptr)
             *httpecode = trans_to_pavocode(code);
-        return -1;
+        return PAVO_STATUS_FAILURE;
     }
     long status = 0;
     CURLcode info = curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
     if (info == CURLE_OK && httpretcode != nullptr)
         *httpretcode = status;
     if (info != CURLE_OK || status != 200)
-        return -1;
+        return PAVO_STATUS_FAILURE;
     if (storetype == STORETYPE_FILE)
-        return localpath != nullptr ? store_in_file(localpath, chunk) : -1;
-    return 0;
+        return localpath != nullptr ? store_in_file(localpath, chunk) : PAVO_STATUS_FAILURE;
+    return PAVO_STATUS_SUCCESS;
 }
 
 // Grows the buffer by exactly the received amount plus the NUL. On a failed

@@ -47,15 +47,18 @@ typedef struct __t_httpjobarg {
 extern "C" {
 #endif
 
-int pavo_addhttpjob(tpavo_storetype storetype, const char* localpath, int cbtype, int phase,
-                    int eventhandle, int eventtype, int eventscope, const char* url,
-                    const char* data, int datasize, void** returndata, size_t* returndatasize,
-                    tpavo_httpecode* httpecode, long* httpretcode);
-int pavo_iner_addjob(dispatch_fn job, void* arg);
+/* The pipeline reports PAVO_STATUS_SUCCESS or PAVO_STATUS_FAILURE (-1); a job
+ * it cannot hand on is freed before the failure is reported. */
+pavo_status_t pavo_addhttpjob(tpavo_storetype storetype, const char* localpath, int cbtype,
+                              int phase, int eventhandle, int eventtype, int eventscope,
+                              const char* url, const char* data, int datasize,
+                              void** returndata, size_t* returndatasize,
+                              tpavo_httpecode* httpecode, long* httpretcode);
+pavo_status_t pavo_iner_addjob(dispatch_fn job, void* arg);
 void* pavo_inner_httpjob(void* arg);
-int pavo_upload(const char* url, const char* userdata, int phase, tpavo_storetype storetype,
-                MemoryStruct* chunk, const char* localpath, tpavo_httpecode* httpecode,
-                long* httpretcode);
+pavo_status_t pavo_upload(const char* url, const char* userdata, int phase,
+                          tpavo_storetype storetype, MemoryStruct* chunk, const char* localpath,
+                          tpavo_httpecode* httpecode, long* httpretcode);
 size_t chunkdata_callback(void* ptr, size_t size, size_t nmemb, void* data);
 tpavo_httpecode trans_to_pavocode(CURLcode code);
 int pavo_globalmessagecallback(int eventtype, int eventscope, int eventhandle, void* data,
