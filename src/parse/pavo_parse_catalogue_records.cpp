@@ -27,6 +27,16 @@ Record* dup_record(const Record* record, pavo_field_table fields, const char* fa
     return copy;
 }
 
+// A list answer gives up its whole list and keeps the emptied result.
+void free_list_answer(void* result, size_t next_offset, pavo_field_table fields)
+{
+    tpavo_result* answer = static_cast<tpavo_result*>(result);
+    if (answer == nullptr || answer->data.ptr == nullptr)
+        return;
+    pavo_free_list(answer->data.ptr, next_offset, fields);
+    answer->data.ptr = nullptr;
+}
+
 }  // namespace
 
 void pavo_dump_program(const tpavo_program* program)
@@ -121,22 +131,12 @@ void free_schedule(tpavo_schedule* schedule)
 
 void free_categorylistresult(void* result)
 {
-    tpavo_result* answer = static_cast<tpavo_result*>(result);
-    if (answer == nullptr || answer->data.ptr == nullptr)
-        return;
-    pavo_free_list(answer->data.ptr, offsetof(tpavo_category, next),
-                   pavo_fields(kCategoryFields));
-    answer->data.ptr = nullptr;
+    free_list_answer(result, offsetof(tpavo_category, next), pavo_fields(kCategoryFields));
 }
 
 void free_schedulelistresult(void* result)
 {
-    tpavo_result* answer = static_cast<tpavo_result*>(result);
-    if (answer == nullptr || answer->data.ptr == nullptr)
-        return;
-    pavo_free_list(answer->data.ptr, offsetof(tpavo_schedule, next),
-                   pavo_fields(kScheduleFields));
-    answer->data.ptr = nullptr;
+    free_list_answer(result, offsetof(tpavo_schedule, next), pavo_fields(kScheduleFields));
 }
 
 /* Printing */
