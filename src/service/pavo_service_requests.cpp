@@ -329,10 +329,11 @@ pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& ar
     char base[PAVO_PROP_SIZE] = {0};
     pavo_readprop(row.base_property, base, sizeof base);
     // Cut silently at 255 characters, as every address copy is.
-    if (row.service_name != nullptr)
-        snprintf(url, sizeof url, "%s/Service/%s", base, row.service_name);
-    else
-        snprintf(url, sizeof url, "%s", base);
+    snprintf(url, sizeof url, "%s", base);
+    if (row.service_name != nullptr) {
+        const size_t used = strlen(url);
+        snprintf(url + used, sizeof url - used, "/Service/%s", row.service_name);
+    }
 
     if (pavo_getstate() < row.required_state)
         return row.refusal;
