@@ -1,7 +1,8 @@
 /*
  * pavo_runtime.h - what the runtime offers the folders above it beyond the
  * public pavo.h: the relaxed-atomic helpers, the byte copy into the pool and
- * the no-argument format helper. The allocator front itself is public.
+ * the no-argument format helper. The allocator front itself is public; the
+ * service layer binds it to the place that holds the pool handle.
  */
 #ifndef PAVO_RUNTIME_H
 #define PAVO_RUNTIME_H
@@ -18,6 +19,9 @@ extern "C" {
 /* length bytes into a new pooled block of length + 1 bytes, NUL-terminated;
  * null when the block cannot be allocated. */
 char* pavo_copy_bytes(const char* bytes, size_t length);
+
+/* The allocator front reads the pool handle from *slot at every call. */
+void pavo_inner_bindallocator(HMYMEMPOOL* slot);
 
 #ifdef __cplusplus
 }

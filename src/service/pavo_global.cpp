@@ -1,6 +1,7 @@
 /*
  * pavo_global.cpp - the process-wide environment g_pavo_env, its zero state,
- * the state and mode accessors, and the allocator front over the memory pool.
+ * the state and mode accessors; it binds the runtime's allocator front to the
+ * environment's pool.
  * Start-up and shut-down that fill and empty the record live in pavo_service.cpp.
  */
 #include <string.h>
@@ -13,6 +14,17 @@ extern "C" {
 
 tpavo_env g_pavo_env;
 int g_global_inited = 0;
+
+}  // extern "C"
+
+namespace {
+// Bound at load: the front reads the pool from the environment, wherever
+// start-up (or a test) puts it.
+[[maybe_unused]] const bool g_allocator_bound =
+    (pavo_inner_bindallocator(&g_pavo_env.mpool), true);
+}  // namespace
+
+extern "C" {
 
 int pavo_global_init(void)
 {
@@ -50,23 +62,6 @@ void pavo_setlogfiledir(const char* dir)
     if (dir == nullptr)
         return;
     snprintf(g_pavo_env.logdirectory, sizeof g_pavo_env.logdirectory, "%s", dir);
-}
-
-void* pavo_malloc(size_t size)
-{
-    void* block = MyMemPoolMalloc(g_pavo_env.mpool, size);
-    if (block != nullptr)
-        memset(block, 0, size);
-    return block;
-}
-
-// The product is not checked for overflow, as the interface always did.
-void* pavo_alloc(size_t count, size_t size) { return pavo_malloc(count * size); }
-
-void pavo_free(void* ptr)
-{
-    if (ptr != nullptr)
-        MyMemPoolFree(g_pavo_env.mpool, ptr);
 }
 
 // A negative count would become a sleep of decades through the unsigned
