@@ -1,0 +1,47 @@
+/*
+ * pavo_cli.h - the `pavo` command: one row per subcommand (its request, its
+ * arguments, its help and the printer of its result) in pavo_cli_commands.cpp,
+ * run by the one frame in pavo_cli.cpp.
+ */
+#ifndef PAVO_CLI_H
+#define PAVO_CLI_H
+
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "pavo.h"
+
+// The subcommand's arguments after defaults are filled in, in row order.
+struct CliArgs {
+    std::vector<std::string> values;
+    const char* text(size_t i) const { return values[i].c_str(); }
+    int number(size_t i) const { return atoi(values[i].c_str()); }
+};
+
+using CliRequest = pavo_status_t (*)(unsigned eventid, const CliArgs& args);
+// Turns the request's result (null where the request leaves none) into JSON.
+using CliPrinter = nlohmann::json (*)(const tpavo_result* result, const CliArgs& args);
+
+enum CliNeed { kNeedNothing, kNeedOpened, kNeedLogined };
+
+enum CliFlags {
+    kNoResult = 1,  // the request leaves no last result (the status report)
+};
+
+struct CliCommand {
+    const char* name;
+    CliRequest request;  // null: the printer alone answers (status, time)
+    // "NAME" is required, "NAME=default" optional; in this order on the command line.
+    std::vector<const char*> args;
+    const char* help;
+    CliPrinter printer;
+    CliNeed need;
+    int flags;
+};
+
+const std::vector<CliCommand>& cli_commands();
+const char* cli_state_name(tpavo_state state);
+
+#endif
