@@ -1,0 +1,8 @@
+# The pavo command's test runs the built bin/pavo and reads its JSON back.
+if(TARGET pavo-cli AND TARGET pavo_cli_test)
+  find_package(pugixml REQUIRED)
+  find_package(nlohmann_json 3 REQUIRED)
+  target_link_libraries(pavo_cli_test PRIVATE pugixml::pugixml nlohmann_json::nlohmann_json)
+  target_compile_definitions(pavo_cli_test PRIVATE PAVO_CLI_PATH="$<TARGET_FILE:pavo-cli>")
+  add_dependencies(pavo_cli_test pavo-cli)
+endif()
