@@ -6,3 +6,8 @@ if(TARGET pavo-cli AND TARGET pavo_cli_test)
   target_compile_definitions(pavo_cli_test PRIVATE PAVO_CLI_PATH="$<TARGET_FILE:pavo-cli>")
   add_dependencies(pavo_cli_test pavo-cli)
 endif()
+# The guide's two programs run against the simulator in the same test file.
+if(TARGET pavo-sync AND TARGET pavo_cli_test)
+  target_compile_definitions(pavo_cli_test PRIVATE PAVO_EXAMPLE_DIR="$<TARGET_FILE_DIR:pavo-sync>")
+  add_dependencies(pavo_cli_test pavo-sync pavo-async)
+endif()

@@ -1,0 +1,9 @@
+#!/usr/bin/env bash
+# Installs into a scratch prefix and checks the developer's kit there: bin/pavo
+# runs, and every file named after the build directory is installed.
+set -euo pipefail
+prefix=$(mktemp -d)
+trap 'rm -rf "$prefix"' EXIT
+cmake --install "$1" --prefix "$prefix" > /dev/null
+"$prefix/bin/pavo" --help > /dev/null
+for file in "${@:2}"; do test -s "$prefix/$file"; done
