@@ -154,9 +154,16 @@ typedef enum {
     DATATYPE_QUERYPLAYURLRESULT = 6, /**< playresponse: pavo_queryplayurl() */
     DATATYPE_CATEGORYLIST = 7, /**< categorylistresponse: pavo_querycategorylist() */
     DATATYPE_CATEGORY = 8, /**< one category (not produced) */
-    DATATYPE_ITEMLIST = 9, /**< itemlistresponse: pavo_querycategoryitemlist(), and pavo_queryrelateitemlist() in synchronous mode */
+    /**
+     * itemlistresponse: pavo_querycategoryitemlist(), and pavo_queryrelateitemlist() in
+     * synchronous mode
+     */
+    DATATYPE_ITEMLIST = 9,
     DATATYPE_ITEM = 10, /**< itemdetailresponse: pavo_queryitemdetail() */
-    DATATYPE_RELATIVEITEMLIST = 11, /**< itemlistresponse: pavo_queryrelateitemlist() through a callback */
+    /**
+     * itemlistresponse: pavo_queryrelateitemlist() through a callback
+     */
+    DATATYPE_RELATIVEITEMLIST = 11,
     DATATYPE_CHANNELLIST = 12, /**< channellistresponse (not produced) */
     DATATYPE_CHANNEL = 13, /**< channelresponse (not produced) */
     DATATYPE_SCHEDULELIST = 14, /**< schedulelistresponse: pavo_queryschedulelist() */
@@ -165,10 +172,16 @@ typedef enum {
     DATATYPE_PROGRAM = 17, /**< programresponse (not produced) */
     DATATYPE_VIDEOCLIPLIST = 18, /**< a video clip list (not produced) */
     DATATYPE_VIDEOCLIP = 19, /**< one video clip (not produced) */
-    DATATYPE_EXTSERVICERESULT = 20, /**< extserviceresponse: pavo_queryextendservice(), datasize raw bytes */
+    /**
+     * extserviceresponse: pavo_queryextendservice(), datasize raw bytes
+     */
+    DATATYPE_EXTSERVICERESULT = 20,
     DATATYPE_UPGRADEOSRESULT = 21, /**< upgradeosresponse: pavo_upgradeos() */
     DATATYPE_UPGRADERESRESULT = 22, /**< upgraderesresponse: pavo_upgraderes() */
-    DATATYPE_STATUSREPORTRESULT = 23 /**< reportresponse (not produced: the report leaves no result) */
+    /**
+     * reportresponse (not produced: the report leaves no result)
+     */
+    DATATYPE_STATUSREPORTRESULT = 23
 } tpavo_datatype;
 
 /* The misspelt enumerators are part of the interface and stay as they are. */
@@ -335,21 +348,30 @@ typedef enum {
  * Records
  * ---------------------------------------------------------------------- */
 
-/** The terminal's identity and directories, given to pavo_init(). The library copies every string; the caller keeps ownership. A "%" in a string is read as a format ("%%" gives "%"). */
+/**
+ * The terminal's identity and directories, given to pavo_init(). The library copies every string;
+ * the caller keeps ownership. A "%" in a string is read as a format ("%%" gives "%").
+ */
 typedef struct __pavo_init_param {
     char* oem_name; /**< maker code; first 10 characters of the TVID (left-padded with "0") */
     char* terminal_type; /**< terminal model; next 10 characters of the TVID */
     char* device_id; /**< device serial; last 16 characters of the TVID (a longer value is cut) */
     char* chipprofile; /**< chip description; first part of the terminal profile */
     char* clientprofile; /**< client software description; second part of the terminal profile */
-    char* workdirectory; /**< directory of korix.conf (and of pavo.log unless logdirectory says otherwise) */
+    /**
+     * directory of korix.conf (and of pavo.log unless logdirectory says otherwise)
+     */
+    char* workdirectory;
     char* perpetualdirectory; /**< directory for data kept across power cycles */
     char* tmpdirectory; /**< directory for temporary files */
     uint32_t cachesize; /**< accepted and not used */
     int ipversion; /**< 6 puts "V6" into the TVID, any other value "V4" */
 } pavo_init_param;
 
-/** What a pavo_callback receives for an asynchronous answer. The event and its data belong to the library and are freed when the callback returns. */
+/**
+ * What a pavo_callback receives for an asynchronous answer. The event and its data belong to the
+ * library and are freed when the callback returns.
+ */
 typedef struct __pavo_event {
     uint32_t eventhandle; /**< not filled (0) */
     tpavo_eventtype eventtype; /**< the request the answer belongs to */
@@ -357,7 +379,11 @@ typedef struct __pavo_event {
     int eventid; /**< the eventid the application passed to the request */
     char extra[128]; /**< not filled (zeros) */
     tpavo_eventdatatype eventdatatype; /**< not filled (0) */
-    void* data; /**< the parsed answer, a tpavo_result*; NULL for downloads, status reports and answers that could not be read */
+    /**
+     * the parsed answer, a tpavo_result*; NULL for downloads, status reports and answers that
+     * could not be read
+     */
+    void* data;
     uint32_t datasize; /**< 4 (the size of a pointer) */
 } tpavo_event;
 
@@ -368,10 +394,16 @@ typedef struct __tpavo_openresponse {
     char* nickname; /**< the subscriber's name */
     char* accountdesc; /**< description of the account */
     char* aaasrvaddress; /**< address of the account services (also written to korix.conf) */
-    char* aaasrvaddress2; /**< second address of the account services (also written to korix.conf) */
+    /**
+     * second address of the account services (also written to korix.conf)
+     */
+    char* aaasrvaddress2;
 } tpavo_openresponse;
 
-/** Answer of pavo_login() (DATATYPE_LOGINRESULT). On success the token, group, level, expiry, authenticator and every address also become session properties (pavo_readprop()). */
+/**
+ * Answer of pavo_login() (DATATYPE_LOGINRESULT). On success the token, group, level, expiry,
+ * authenticator and every address also become session properties (pavo_readprop()).
+ */
 typedef struct __tpavo_loginresponse {
     char* usertoken; /**< the session token sent with every later request */
     char* serverauthenticator; /**< the platform's authenticator */
@@ -407,7 +439,10 @@ typedef struct __tpavo_playresponse {
     char* playurl; /**< the address to play or download */
 } tpavo_playresponse;
 
-/** A catalogue category, one entry of the list answered by pavo_querycategorylist() (DATATYPE_CATEGORYLIST). */
+/**
+ * A catalogue category, one entry of the list answered by pavo_querycategorylist()
+ * (DATATYPE_CATEGORYLIST).
+ */
 typedef struct __tpavo_category {
     char* code; /**< category code, used by the item queries */
     char* parentcode; /**< code of the parent category */
@@ -497,7 +532,10 @@ typedef struct __tpavo_program {
     struct __tpavo_program* next; /**< next programme, or NULL */
 } tpavo_program;
 
-/** A catalogue item, an entry of the item lists (DATATYPE_ITEMLIST, DATATYPE_RELATIVEITEMLIST) or the answer of pavo_queryitemdetail() (DATATYPE_ITEM). */
+/**
+ * A catalogue item, an entry of the item lists (DATATYPE_ITEMLIST, DATATYPE_RELATIVEITEMLIST) or
+ * the answer of pavo_queryitemdetail() (DATATYPE_ITEM).
+ */
 typedef struct __tpavo_item {
     int type; /**< a tpavo_itemtype_t; names the member of detail that is set */
     char* code; /**< item code */
@@ -557,14 +595,25 @@ typedef void (*pavo_data_freeproc)(void* result);
  */
 typedef void (*pavo_data_dumpproc)(void* result);
 
-/** A parsed answer: the platform's result code and message, the transfer's outcome, and the answer record in @c data.
+/**
+ * A parsed answer: the platform's result code and message, the transfer's outcome, and the answer
+ * record in @c data.
  *
- * In synchronous mode a request stores it as the calling thread's last result (pavo_getresult()); the application frees it with pavo_freeresult(). In asynchronous mode it is the @c data of the tpavo_event and the library frees it when the callback returns. */
+ * * In synchronous mode a request stores it as the calling thread's last result
+ * (pavo_getresult()); the application frees it with pavo_freeresult(). In asynchronous mode it is
+ * the @c data of the tpavo_event and the library frees it when the callback returns.
+ */
 typedef struct __tpavo_result {
-    int resultcode; /**< the platform's result code; negative is a refusal (the record may then hold no data) */
+    /**
+     * the platform's result code; negative is a refusal (the record may then hold no data)
+     */
+    int resultcode;
     char* resultmsg; /**< the platform's message, or NULL */
     tpavo_datatype datatype; /**< what data holds; read the union member it names */
-    uint32_t datasize; /**< size of data where it is a plain block (the extended service's raw answer) */
+    /**
+     * size of data where it is a plain block (the extended service's raw answer)
+     */
+    uint32_t datasize;
     pavo_data_freeproc freeproc; /**< releases data; called by pavo_freeresult() */
     pavo_data_dumpproc dumpproc; /**< prints data to the log; called by pavo_dumpresult() */
     tpavo_httpecode httpecode; /**< outcome of the transfer (libcurl's code) */
@@ -587,7 +636,10 @@ typedef struct __tpavo_result {
         tpavo_program* programresponse; /**< DATATYPE_PROGRAM */
         tpavo_channel* channellistresponse; /**< DATATYPE_CHANNELLIST */
         tpavo_channel* channelresponse; /**< DATATYPE_CHANNEL */
-        char* extserviceresponse; /**< DATATYPE_EXTSERVICERESULT: datasize bytes, not NUL-terminated */
+        /**
+         * DATATYPE_EXTSERVICERESULT: datasize bytes, not NUL-terminated
+         */
+        char* extserviceresponse;
         tpavo_upgradeosresponse* upgradeosresponse; /**< DATATYPE_UPGRADEOSRESULT */
         tpavo_upgraderesresponse* upgraderesresponse; /**< DATATYPE_UPGRADERESRESULT */
         tpavo_reportresponse* reportresponse; /**< DATATYPE_STATUSREPORTRESULT */
