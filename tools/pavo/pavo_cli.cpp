@@ -39,11 +39,6 @@ struct Options {
     std::vector<std::string> words;  // the subcommand and its arguments
 };
 
-struct Failure {
-    int code;
-    std::string message;
-};
-
 [[noreturn]] void fail(int code, const std::string& message)
 {
     fprintf(stderr, "pavo: %s\n", message.c_str());
@@ -351,18 +346,22 @@ const CliCommand* find_command(const std::string& name)
 int main(int argc, char** argv)
 {
     Options options = parse_options(argc, argv);
-    if (options.words.empty() || (options.help && options.words.empty())) {
-        print_help(options.help ? stdout : stderr);
-        return options.help ? kSuccess : kUsage;
-    }
-    if (options.words[0] == "help" || options.help) {
-        if (options.words.size() < 2 && options.words[0] == "help") {
+    if (options.words.empty() && !options.help)
+        fail(kUsage, "no command (see pavo --help)");
+    // "pavo --help", "pavo help", "pavo help COMMAND" and "pavo COMMAND --help".
+    if (options.help || options.words[0] == "help") {
+        bool named = !options.words.empty() && options.words[0] != "help";
+        std::string name = named ? options.words[0]
+                                 : options.words.size() > 1 ? options.words[1] : "";
+        if (name.empty()) {
             print_help(stdout);
             return kSuccess;
         }
-        const CliCommand* command =
-            find_command(options.words[0] == "help" ? options.words[1] : options.words[0]);
+        const CliCommand* command = find_command(name);
         printf("usage: %s\n%s\n", usage_line(*command).c_str(), command->help);
+        for (const char* arg : command->args)
+            if (strchr(arg, '=') != nullptr)
+                printf("  %s%s\n", arg, strchr(arg, '=')[1] == '\0' ? "(empty)" : "");
         return kSuccess;
     }
     const CliCommand& command = *find_command(options.words[0]);
