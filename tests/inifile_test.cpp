@@ -40,9 +40,6 @@ TEST_F(IniFile, EachKindOfWriteRebuildsTheExactText)
     EXPECT_EQ(read_file(conf_), "[system]\nopenurl=x\nuserid=7\n");
     write("other", "k", "v");
     EXPECT_EQ(read_file(conf_), "[system]\nopenurl=x\nuserid=7\n\n[other]\nk=v\n");
-    write("other", "k", "a much longer value");
-    EXPECT_EQ(read_file(conf_),
-              "[system]\nopenurl=x\nuserid=7\n\n[other]\nk=a much longer value\n");
 }
 
 TEST_F(IniFile, NewKeyFoldsDoublePercentInTheRestOfTheFile)
@@ -64,7 +61,6 @@ TEST_F(IniFile, NamesMatchByTheFilesPrefixAndCommentsAreSkipped)
         {"[sys]\nuserid=9\n", "system", "userid", "9"},
         {"[system]\naaasrvaddress=A\naaasrvaddress2=B\n", "system", "aaasrvaddress2", "A"},
         {"[]\nkey=empty-header\n", "anything", "key", "empty-header"},
-        {"[system]\nuserid = 9\n", "system", "userid", nullptr},
         {"[system]\nuserid = 9\n", "system", "userid ", " 9"},
         {";userid=1\n[system]\n;userid=2\n=userid\nnoequals\nuserid=3\n[next]\nk=v\n", "system",
          "userid", "3"},
@@ -86,8 +82,6 @@ TEST_F(IniFile, CarriageReturnsBreakLinesAndAByte0xFFEndsTheText)
     EXPECT_EQ(read("system", "openurl"), "http://h/x");
     write("system", "userid", "7");
     EXPECT_EQ(read_file(conf_), "[system]\r\nuserid=7\r\nopenurl=http://h/x\r\n");
-    write_file(conf_, "[system]\ruserid=cr-only");
-    EXPECT_EQ(read("system", "userid"), "cr-only");
     write_file(conf_, std::string("[system]\nuserid=ab\xff\nopenurl=x\n"));
     EXPECT_EQ(read("system", "userid"), "ab");
     EXPECT_EQ(read("system", "openurl"), "<none>");
@@ -98,7 +92,6 @@ TEST_F(IniFile, ReadsAreCutToSizeMinusOneAndMissesGiveTheDefault)
     write_file(conf_, "[system]\nuserid=abcdef\nn=12abc\n");
     EXPECT_EQ(read("system", "userid", 4), "abc");
     EXPECT_EQ(found_, 1);
-    EXPECT_EQ(read("system", "userid", 1), "");
     EXPECT_EQ(read_profile_int("system", "n", -3, conf_.c_str()), 12);
 
     std::remove(conf_.c_str());
@@ -106,11 +99,6 @@ TEST_F(IniFile, ReadsAreCutToSizeMinusOneAndMissesGiveTheDefault)
     EXPECT_EQ(found_, 0);
     // The default is copied with strncpy: not terminated when it fills size.
     EXPECT_EQ(read("system", "userid", 3, "abcdef"), "abc");
-    char untouched[8] = "keep";
-    EXPECT_EQ(read_profile_string("system", "userid", untouched, sizeof untouched, nullptr,
-                                  conf_.c_str()),
-              0);
-    EXPECT_STREQ(untouched, "keep");
     EXPECT_EQ(read_profile_int("system", "n", -3, conf_.c_str()), -3);
 }
 
@@ -120,22 +108,6 @@ TEST_F(IniFile, WritesAreBoundedAndAnUnwritablePathReportsZero)
     write("system", "k", std::string(70000, 'v').c_str());
     EXPECT_EQ(read_file(conf_).size(), 64u * 1024u - 1u);
     EXPECT_EQ(write_profile_string("system", "k", "v", dir_.file("no/dir/korix.conf").c_str()), 0);
-}
-
-using IniFileDeathTest = IniFile;
-
-TEST_F(IniFileDeathTest, ArgumentFaultsAbortWithTheirTexts)
-{
-    char value[8];
-    EXPECT_DEATH(read_profile_string("", "k", value, 8, "", conf_.c_str()),
-                 "section != __null && strlen\\(section\\)");
-    EXPECT_DEATH(read_profile_string("s", nullptr, value, 8, "", conf_.c_str()),
-                 "key != __null && strlen\\(key\\)");
-    EXPECT_DEATH(read_profile_string("s", "k", value, 0, "", conf_.c_str()), "size > 0");
-    EXPECT_DEATH(write_profile_string("s", "k", nullptr, conf_.c_str()), "value != __null");
-    EXPECT_DEATH(write_profile_string("s", "k", "v", nullptr), "file !=__null &&strlen\\(key\\)");
-    write_file(conf_, std::string(64 * 1024, 'x'));
-    EXPECT_DEATH(read_profile_string("s", "k", value, 8, "", conf_.c_str()), "i < 1024\\*64");
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
-// The XML element navigator: verdicts and findings, restructuring of unended
-// elements, the cursor sequences the response parsers rely on, data and
-// attribute reading, character references, and a differential run against pugixml.
+// The XML element navigator: findings and the restructuring of unended
+// elements, the cursor sequence the answer parsers rely on, data, attributes
+// and character references, and a differential run against pugixml.
 #include <gtest/gtest.h>
 #include <pugixml.hpp>
 
@@ -29,162 +29,71 @@ std::string Tree(CMarkup& xml)
     return tree;
 }
 
-std::string Repeat(const std::string& text, int times)
-{
-    std::string out;
-    while (times-- > 0)
-        out += text;
-    return out;
-}
-
 } // namespace
 
-TEST(MarkupVerdict, DocumentsWithoutASingleRootAreRefusedButWalkable)
+// Each kind of malformed markup is recorded with its offset, the scan goes
+// on, and an unended element keeps its start tag alone (its children follow it).
+TEST(Markup, FindingsAndTheTreeOfEveryKindOfDocument)
 {
-    CMarkup xml;
-    EXPECT_FALSE(xml.SetDoc(""));
-    EXPECT_FALSE(xml.FindElem("Root"));
-    EXPECT_EQ(xml.GetError(), "<no_root_element/>");
-    EXPECT_FALSE(xml.SetDoc(nullptr));
-    EXPECT_FALSE(xml.FindElem());
-    EXPECT_FALSE(xml.IsWellFormed());
-
-    EXPECT_FALSE(xml.SetDoc("<Root/><Other/>"));
-    EXPECT_EQ(xml.GetError(), "<root_has_sibling tagname=\"Other\" offset=\"7\"/>");
-    EXPECT_TRUE(xml.FindElem("Root"));
-    EXPECT_TRUE(xml.FindElem("Other"));
-}
-
-TEST(MarkupVerdict, WellFormedDocumentWithEveryNodeKindHasNoFindings)
-{
-    CMarkup xml;
-    EXPECT_TRUE(xml.SetDoc("<?xml version=\"1.0\"?>\n<!DOCTYPE r [ <!ENTITY e \"]>\"> ]>\n"
-                           "<!-- c --><r a='>'><x><![CDATA[ <y> ]]></x><?pi x?></r>\n"));
-    EXPECT_EQ(xml.GetError(), "");
-    EXPECT_TRUE(xml.FindElem("r"));
-    EXPECT_EQ(xml.GetAttrib("a"), ">");
-    EXPECT_TRUE(xml.SetDoc(std::string("<a/>\0<b/>", 9)));  // the text ends at the zero byte
-    // Only the "C" of "<![CDATA[" and the "D" of "<!DOCTYPE" are looked at.
-    EXPECT_TRUE(xml.SetDoc("<r><![Cx[<y/>]]><!Dz [<q>]></r>"));
-    EXPECT_EQ(xml.GetError(), "");
-}
-
-// Bytes 97 to 127 start names too, "{" and "~" included.
-TEST(MarkupVerdict, NameStartCharactersIncludeBytes97To127)
-{
-    CMarkup xml;
-    ASSERT_TRUE(xml.SetDoc("<r><{x/><~/><\x7F/><_:/></r>"));
-    EXPECT_EQ(Tree(xml), "r({x ~ \x7F _:)");
-}
-
-// Each kind of malformed markup is recorded with its offset and marks the
-// document ill formed; the scan goes on after it.
-TEST(MarkupFindings, EveryKindIsRecordedWithItsOffset)
-{
-    const std::pair<std::string, std::string> cases[] = {
-        {"<a>1 < 2</a>", "<first_tag_syntax offset=\"5\"/>"},
-        {"<r><1/></r>", "<first_tag_syntax offset=\"3\"/>"},
-        {"<a><!x></a>", "<exclamation_tag_syntax offset=\"3\"/>"},
-        {"<a><!-x></a>", "<comment_tag_syntax offset=\"3\"/>"},
-        {"<a><![x[y]]></a>", "<cdata_section_syntax offset=\"3\"/>"},
-        {"<a><!DOCTYPE a [ ] junk></a>", "<doctype_tag_syntax offset=\"3\"/>"},
-        {"<a/><!-- open", "<unterminated_tag_syntax offset=\"4\"/>"},
-        {"<a/><", "<unterminated_tag_syntax offset=\"4\"/>"},
-        {"<a><b c='>",
+    const struct { std::string doc; const char *tree, *findings; } cases[] = {
+        {"", "", "<no_root_element/>"},
+        {"<Root/><Other/>", "Root Other", "<root_has_sibling tagname=\"Other\" offset=\"7\"/>"},
+        {"<?xml version=\"1.0\"?>\n<!DOCTYPE r [ <!ENTITY e \"]>\"> ]>\n<!-- c --><r a='>'>"
+         "<x><![CDATA[ <y> ]]></x><?pi x?><![Cx[<y/>]]><!Dz [<q>]></r>\n", "r(x)", ""},
+        {std::string("<a/>\0<b/>", 9), "a", ""},
+        {"<r><{x/><~/><_:/></r>", "r({x ~ _:)", ""},
+        {"<a>1 < 2</a>", "a", "<first_tag_syntax offset=\"5\"/>"},
+        {"<a><!x></a>", "a", "<exclamation_tag_syntax offset=\"3\"/>"},
+        {"<a><!-x></a>", "a", "<comment_tag_syntax offset=\"3\"/>"},
+        {"<a><![x[y]]></a>", "a", "<cdata_section_syntax offset=\"3\"/>"},
+        {"<a><!DOCTYPE a [ ] junk></a>", "a", "<doctype_tag_syntax offset=\"3\"/>"},
+        {"<a/><!-- open", "a", "<unterminated_tag_syntax offset=\"4\"/>"},
+        {"<a><b c='>", "a",
          "<unterminated_tag_syntax offset=\"3\"/><unended_start_tag tagname=\"a\" offset=\"0\"/>"},
-        {"<a>x</b>y</a>", "<lone_end_tag tagname=\"b\" offset=\"4\"/>"},
-        {"<a><b></a>", "<unended_start_tag tagname=\"b\" offset=\"3\"/>"},
-        // An overlong end tag closes nothing.
-        {"<a></a" + std::string(1100, ' ') + ">",
+        {"<a>x</b>y</a>", "a", "<lone_end_tag tagname=\"b\" offset=\"4\"/>"},
+        {"<a></a" + std::string(1100, ' ') + ">", "a",
          "<tag_too_long tagname=\"a\" offset=\"3\" length=\"1104\"/>"
          "<unended_start_tag tagname=\"a\" offset=\"0\"/>"},
-    };
-    for (const auto& [doc, findings] : cases) {
-        CMarkup xml;
-        EXPECT_FALSE(xml.SetDoc(doc)) << doc;
-        EXPECT_EQ(xml.GetError(), findings) << doc;
-    }
-}
-
-TEST(MarkupFindings, MalformedMarkupInsideDataIsSkippedOrKeptAsText)
-{
-    CMarkup xml;
-    xml.SetDoc("<a>1 < 2</a>");
-    ASSERT_TRUE(xml.FindElem("a"));
-    EXPECT_EQ(xml.GetData(), "1 < 2");
-    xml.SetDoc("<a>x</b>y<!z>w</a>");
-    ASSERT_TRUE(xml.FindElem("a"));
-    EXPECT_EQ(xml.GetData(), "xyw");
-}
-
-TEST(MarkupFindings, RecordStopsOnceItReaches1000Characters)
-{
-    CMarkup xml;
-    EXPECT_FALSE(xml.SetDoc("<r>" + Repeat("</zz>", 200) + "</r>"));
-    const std::string findings = xml.GetError();
-    const std::string one = "<lone_end_tag tagname=\"zz\" offset=\"3\"/>";
-    ASSERT_EQ(findings.compare(0, one.size(), one), 0);
-    EXPECT_GE(findings.size(), 1000u);
-    EXPECT_LT(findings.size(), 1000u + one.size() + 2);
-    EXPECT_EQ(findings.compare(findings.size() - 2, 2, "/>"), 0);
-}
-
-// An unended element keeps its start tag alone: its children move out to
-// follow it, and an end tag closes the nearest open namesake.
-TEST(MarkupUnended, ChildrenMoveOutAndAreRecorded)
-{
-    const struct { const char *doc, *tree, *findings; } cases[] = {
-        {"<a><b>text</a>", "a(b)", "<unended_start_tag tagname=\"b\" offset=\"3\"/>"},
         {"<r><a><b/><c>x</c><d><e/></r><s/>", "r(a b c d e) s",
          "<unended_start_tag tagname=\"a\" offset=\"3\"/>"
          "<unended_start_tag tagname=\"d\" offset=\"18\"/>"
          "<root_has_sibling tagname=\"s\" offset=\"29\"/>"},
-        {"<a><b/><c><d/>", "a b c d",
-         "<unended_start_tag tagname=\"a\" offset=\"0\"/><unended_start_tag tagname=\"c\" "
-         "offset=\"7\"/><root_has_sibling tagname=\"b\" offset=\"3\"/>"},
         {"<a><a><b></a><c/></a>", "a(a(b) c)", "<unended_start_tag tagname=\"b\" offset=\"6\"/>"},
     };
     for (const auto& c : cases) {
         CMarkup xml;
-        EXPECT_FALSE(xml.SetDoc(c.doc)) << c.doc;
+        EXPECT_EQ(xml.SetDoc(c.doc), *c.findings == '\0') << c.doc;
         EXPECT_EQ(Tree(xml), c.tree) << c.doc;
         EXPECT_EQ(xml.GetError(), c.findings) << c.doc;
     }
+    CMarkup xml;   // the record stops once it reaches 1000 characters
+    std::string many = "<r>";
+    for (int i = 0; i < 200; ++i)
+        many += "</zz>";
+    EXPECT_FALSE(xml.SetDoc(many + "</r>"));
+    EXPECT_GE(xml.GetError().size(), 1000u);
+    EXPECT_LT(xml.GetError().size(), 1045u);
 }
 
-TEST(MarkupUnended, UnendedElementHasNoDataAndMovedChildrenKeepTheirs)
+TEST(Markup, ManyElementsSpanIndexSegmentsInOrder)
 {
     CMarkup xml;
-    xml.SetDoc("<a><b>text</a>");
-    ASSERT_TRUE(xml.FindElem("a"));
-    EXPECT_EQ(xml.GetData(), "");  // a has a child element
-    ASSERT_TRUE(xml.FindChildElem("b"));
-    EXPECT_EQ(xml.GetChildData(), "");  // b is its start tag alone
-    xml.SetDoc("<r><a><b/><c>x</c><d><e/></r><s/>");
-    ASSERT_TRUE(xml.FindChildElem("c"));
-    EXPECT_EQ(xml.GetChildData(), "x");
-}
-
-TEST(MarkupIndex, DeepNestingAndMoreThanOneSegmentOfElements)
-{
-    CMarkup xml;
-    EXPECT_TRUE(xml.SetDoc(Repeat("<d>", 100000) + Repeat("</d>", 100000)));
-
-    // Records live in segments of 65536: these cross into the second one.
-    std::string wide = "<r>";
+    std::string deep, wide = "<r>";
+    for (int i = 0; i < 200000; ++i)
+        deep += i < 100000 ? "<d>" : "</d>";   // deep nesting needs no recursion
+    EXPECT_TRUE(xml.SetDoc(deep));
     for (int i = 0; i < 70000; ++i)
         wide += "<e n=\"" + std::to_string(i) + "\"/>";
-    wide += "</r>";
-    ASSERT_TRUE(xml.SetDoc(wide));
+    ASSERT_TRUE(xml.SetDoc(wide + "</r>"));
     ASSERT_TRUE(xml.FindElem("r"));
     ASSERT_TRUE(xml.IntoElem());
-    int count = 0;  // elements found in order
+    int count = 0;
     while (xml.FindElem("e") && xml.GetAttrib("n") == std::to_string(count))
         ++count;
     EXPECT_EQ(count, 70000);
 }
 
-TEST(MarkupFind, NamesMatchWholeAndPredicatesAreNotEvaluated)
+TEST(Markup, NamesMatchWholeAndPredicatesAreNotEvaluated)
 {
     CMarkup xml;
     ASSERT_TRUE(xml.SetDoc("<R><Result n='1'/><Res n='2'/><Result n='3'/></R>"));
@@ -192,12 +101,8 @@ TEST(MarkupFind, NamesMatchWholeAndPredicatesAreNotEvaluated)
     ASSERT_TRUE(xml.IntoElem());
     // found: "n" of the element found from the start, or null.
     const struct { const char *name, *found; } cases[] = {
-        {"Res", "2"},          {"Result", "1"},     {"Result[1]", "1"},
-        {"Result[2]", "1"},    {"Result[@n]", "1"}, {"Result[@n='3']", "1"},
-        {"Result[@n=\"3\"]", "1"}, {"Result/x", "1"}, {"Resul", nullptr},
-        {"Result[", nullptr},  {"Result[]", nullptr}, {"Result[@n='3]", nullptr},
-        {"Result]", nullptr},  {"/Result", nullptr}, {"//Result", nullptr},
-        {"", "1"},
+        {"Res", "2"}, {"Result[2]", "1"}, {"Result[@n='3']", "1"}, {"Result/x", "1"},
+        {"Resul", nullptr}, {"Result[", nullptr}, {"/Result", nullptr}, {"", "1"},
     };
     for (const auto& c : cases) {
         xml.ResetMainPos();
@@ -206,71 +111,25 @@ TEST(MarkupFind, NamesMatchWholeAndPredicatesAreNotEvaluated)
             EXPECT_EQ(xml.GetAttrib("n"), c.found) << c.name;
         }
     }
-    xml.ResetMainPos();
     ASSERT_TRUE(xml.FindElem("Result"));
-    ASSERT_TRUE(xml.FindElem(std::string("Result")));
     EXPECT_EQ(xml.GetAttrib("n"), "3");
     EXPECT_FALSE(xml.FindElem("Result"));
     EXPECT_EQ(xml.GetAttrib("n"), "3");   // a failed search moves nothing
 }
 
-TEST(MarkupFind, IgnoreCaseFlagFoldsAsciiUntilAByteAbove127)
+TEST(Markup, AnswerFrameReadsTheFirstElementInsideRootAndChildrenForwardOnly)
 {
     CMarkup xml;
-    ASSERT_TRUE(xml.SetDoc("<Root CODE='1'/>"));
-    EXPECT_FALSE(xml.FindElem("root"));
-    EXPECT_FALSE(xml.SetDoc("<A></a>"));
-
-    xml.SetDocFlags(CMarkup::MDF_IGNORECASE);
-    ASSERT_TRUE(xml.SetDoc("<Root CODE='1'/>"));
-    ASSERT_TRUE(xml.FindElem("rOOT"));
-    EXPECT_EQ(xml.GetAttrib("code"), "1");
-    EXPECT_TRUE(xml.SetDoc("<A></a>"));
-    ASSERT_TRUE(xml.SetDoc("<r><A\xC3\xA9/><\xC3\xA9" "A/></r>"));
-    ASSERT_TRUE(xml.FindElem("R"));
-    ASSERT_TRUE(xml.IntoElem());
-    EXPECT_TRUE(xml.FindElem("a\xC3\xA9"));
-    xml.ResetMainPos();
-    EXPECT_FALSE(xml.FindElem("\xC3\xA9" "a"));
-    EXPECT_TRUE(xml.FindElem("\xC3\xA9" "A"));
-    EXPECT_FALSE(xml.SetDoc("<\xC3\xA9" "A></\xC3\xA9" "a>"));
-}
-
-TEST(MarkupFind, FileModeFlagsRefuseWork)
-{
-    CMarkup xml;
-    ASSERT_TRUE(xml.SetDoc("<a><b/></a>"));
-    xml.SetDocFlags(CMarkup::MDF_READFILE);
-    EXPECT_FALSE(xml.SetDoc("<c/>"));
-    EXPECT_FALSE(xml.FindChildElem("b"));
-    EXPECT_TRUE(xml.FindElem("a"));   // the in-memory index still answers
-    xml.SetDocFlags(CMarkup::MDF_WRITEFILE);
-    EXPECT_FALSE(xml.SetDoc("<c/>"));
-    xml.ResetPos();
-    EXPECT_FALSE(xml.FindElem("a"));
-    EXPECT_TRUE(xml.IsWellFormed());
-}
-
-TEST(MarkupCursor, ResponseFrameReadsResultCodeFromFirstElementInsideRoot)
-{
-    CMarkup xml;
-    ASSERT_TRUE(xml.SetDoc("<Root><Result ResultCode='0'/></Root>"));
-    xml.FindElem("Root");
-    xml.IntoElem();
-    EXPECT_FALSE(xml.FindChildElem("Result"));   // no child named Result inside Result
-    EXPECT_EQ(xml.GetAttrib("ResultCode"), "0");
-    EXPECT_EQ(xml.GetTagName(), "Result");
-
     ASSERT_TRUE(xml.SetDoc("<Root><Status ResultCode=\"-7\" ResultMsg='bad &amp; sad'/>"
                            "<Response><UserID>u1</UserID><NickName>n</NickName>"
                            "<Token>t</Token></Response></Root>"));
     xml.FindElem("Root");
     xml.IntoElem();
-    xml.FindChildElem("Result");
+    EXPECT_FALSE(xml.FindChildElem("Result"));
     EXPECT_EQ(xml.GetAttrib("ResultCode"), "-7");
     EXPECT_EQ(xml.GetAttrib("ResultMsg"), "bad & sad");
     ASSERT_TRUE(xml.FindElem("Response"));
-    // Children are read forward only; a missing one keeps the previous child.
+    // A missing child keeps the previous one.
     const char* fields[] = {"UserID", "Missing", "NickName", "Token", "UserID"};
     const char* expected[] = {"u1", "u1", "n", "t", "t"};
     for (int i = 0; i < 5; ++i) {
@@ -279,44 +138,20 @@ TEST(MarkupCursor, ResponseFrameReadsResultCodeFromFirstElementInsideRoot)
     }
 }
 
-TEST(MarkupCursor, IntoAndOutOfElementMoveThePositions)
-{
-    CMarkup xml;
-    ASSERT_TRUE(xml.SetDoc("<a><b><c/></b><d/></a>"));
-    EXPECT_FALSE(xml.IntoElem());   // no main position yet
-    EXPECT_FALSE(xml.OutOfElem());
-    ASSERT_TRUE(xml.FindElem("a"));
-    ASSERT_TRUE(xml.FindChildElem("b"));
-    ASSERT_TRUE(xml.IntoElem());    // b becomes the main position
-    EXPECT_EQ(xml.GetTagName(), "b");
-    ASSERT_TRUE(xml.FindChildElem("c"));
-    ASSERT_TRUE(xml.OutOfElem());   // a main, b child
-    EXPECT_EQ(xml.GetTagName(), "a");
-    ASSERT_TRUE(xml.FindChildElem("d"));
-    xml.ResetChildPos();
-    ASSERT_TRUE(xml.FindChildElem("b"));
-    xml.ResetPos();
-    EXPECT_EQ(xml.GetTagName(), "");
-    EXPECT_TRUE(xml.FindElem("a"));
-}
-
-TEST(MarkupData, ElementTextAndAttributeValues)
+TEST(Markup, ElementTextAndAttributeValues)
 {
     // data: GetChildData of the first child of <r>.
     const struct { const char *doc, *data; } cases[] = {
-        {"<r><UserToken>a&amp;b</UserToken></r>", "a&b"},
         {"<r><x><![CDATA[<y>]]></x></r>", "<y>"},
-        {"<r><x>&unknown;</x></r>", "&unknown;"},
-        {"<r><x>&#65;&#x42;</x></r>", "AB"},
-        {"<r><x>&EACUTE;</x></r>", "\xC3\x89"},
-        {"<r><x> x </x></r>", " x "},
         {"<r><x>a<!--c-->b<![CDATA[<&amp;>]]>c<?p?>d&lt;</x></r>", "ab<&amp;>cd<"},
-        {"<r><x/></r>", ""},
+        {"<r><x>1 < 2</x></r>", "1 < 2"},
+        {"<r><x>x</b>y<!z>w</x></r>", "xyw"},
         {"<r><x><y/></x></r>", ""},
+        {"<r><x><y>text</x></r>", ""},
     };
     for (const auto& c : cases) {
         CMarkup xml;
-        ASSERT_TRUE(xml.SetDoc(c.doc)) << c.doc;
+        xml.SetDoc(c.doc);
         xml.FindChildElem();
         EXPECT_EQ(xml.GetChildData(), c.data) << c.doc;
     }
@@ -326,90 +161,40 @@ TEST(MarkupData, ElementTextAndAttributeValues)
                            "sp = 'x' empty='' bare next=v/>"));
     ASSERT_TRUE(xml.FindElem("Result"));
     const char* attribs[][2] = {
-        {"code", "0"},  {"msg", "ok"}, {"q", "it's"}, {"gt", "a>b"}, {"e", "<A"},
-        {"sp", "x"},    {"empty", ""}, {"bare", ""},  {"next", "v"}, {"co", ""},
-        {"missing", ""}, {"Result", ""},
+        {"code", "0"}, {"msg", "ok"}, {"q", "it's"}, {"gt", "a>b"}, {"e", "<A"},
+        {"sp", "x"}, {"empty", ""}, {"bare", ""}, {"next", "v"}, {"co", ""}, {"Result", ""},
     };
     for (const auto& a : attribs)
         EXPECT_EQ(xml.GetAttrib(a[0]), a[1]) << a[0];
-    EXPECT_EQ(xml.GetAttrib(nullptr), "");
     ASSERT_TRUE(xml.SetDoc("<a x=/ y='1'/>"));
     ASSERT_TRUE(xml.FindElem());
     EXPECT_EQ(xml.GetAttrib("y"), "");   // "/" ends the attributes
-}
-
-// Attributes read one by one come from an index of the element's start tag;
-// the answers must be those of a scan from the start of the tag.
-TEST(MarkupData, AttributeReadsAnswerAsAFreshScanWould)
-{
-    std::string doc = "<r><e";
-    for (int i = 0; i < 30; ++i)
-        doc += " a" + std::to_string(i) + "='" + std::to_string(i) + "'";
-    doc += " a3='dup' b='x'/><f a3='f'/></r>";
-    CMarkup xml;
-    ASSERT_TRUE(xml.SetDoc(doc));
-    ASSERT_TRUE(xml.FindChildElem("e"));
-    const char* reads[][2] = {{"a29", "29"}, {"a2", "2"}, {"a3", "3"}, {"b", "x"},
-                              {"a28", "28"}, {"zz", ""}, {"a0", "0"}, {"b", "x"}};
-    for (const auto& r : reads)
-        EXPECT_EQ(xml.GetChildAttrib(r[0]), r[1]) << r[0];
-    EXPECT_EQ(xml.GetAttrib("a3"), "");   // the main position is r
-    EXPECT_EQ(xml.GetChildAttrib("a3"), "3");
-    ASSERT_TRUE(xml.FindChildElem("f"));
-    EXPECT_EQ(xml.GetChildAttrib("a3"), "f");
-    xml.SetDocFlags(CMarkup::MDF_IGNORECASE);
-    EXPECT_EQ(xml.GetChildAttrib("A3"), "f");
-    xml.SetDocFlags(0);
-
-    ASSERT_TRUE(xml.SetDoc("<a x='1'/>"));
-    ASSERT_TRUE(xml.FindElem());
-    EXPECT_EQ(xml.GetAttrib("x"), "1");
     ASSERT_TRUE(xml.SetDoc("<a x='2'/>"));   // same element index, new text
     ASSERT_TRUE(xml.FindElem());
     EXPECT_EQ(xml.GetAttrib("x"), "2");
 }
 
-TEST(MarkupEntities, ReferencesDecodeToUtf8)
+TEST(Markup, ReferencesDecodeToUtf8)
 {
     const struct { const char *text, *decoded; } cases[] = {
-        {"&amp;&lt;&gt;&quot;&apos;", "&<>\"'"},
-        {"&AMP;&Lt;", "&<"},
-        {"&#65;&#x41;&#X41;&#x4a;&#X4A;", "AAAJJ"},
-        {"&#233;&#xE9;", "\xC3\xA9\xC3\xA9"},
-        {"&#x20AC;&euro;", "\xE2\x82\xAC\xE2\x82\xAC"},
-        {"&#x1F600;", "\xF0\x9F\x98\x80"},
-        {"&#x7FFFFFF;", "\xF7\xBF\xBF\xBF"},   // bits above 20 are dropped
-        {"&#6a5;", "\x06"},                    // digits as far as they go
-        {"&eacute;&Eacute;", "\xC3\x89\xC3\x89"},
-        {"&dagger;&Dagger;&prime;", "\xE2\x80\xA1\xE2\x80\xA1\xE2\x80\xB3"},
+        {"&amp;&lt;&gt;&quot;&apos;&AMP;", "&<>\"'&"},
+        {"&#65;&#x41;&#X4A;&#x4a;&#6a5;", "AAJJ\x06"},
+        {"&#xE9;&#x20AC;&#x1F600;", "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"},
+        {"&#x7FF;&#x800;&#x7FFFFFF;", "\xDF\xBF\xE0\xA0\x80\xF7\xBF\xBF\xBF"},
         {"&nbsp;&yuml;&thetasym;&diams;", "\xC2\xA0\xC5\xB8\xCF\x91\xE2\x99\xA6"},
-        {"&#0;&#x0;&#;&#x;", "&#0;&#x0;&#;&#x;"},
-        {"&unknown;&;", "&unknown;&;"},
-        {"&abcdefghi;&abcdefghij;", "&abcdefghi;&abcdefghij;"},
+        {"&#0;&#x;&unknown;&abcdefghij;&amp &a\xC3\xA9;a&", "&#0;&#x;&unknown;&abcdefghij;&amp &a\xC3\xA9;a&"},
         {"&#00000065;&#000000065;", "A&#000000065;"},
-        {"&amp &amp;", "&amp &"},
-        {"&a\xC3\xA9;", "&a\xC3\xA9;"},
-        {"a&", "a&"},
     };
     for (const auto& c : cases)
         EXPECT_EQ(CMarkup::UnescapeText(c.text), c.decoded) << c.text;
-    EXPECT_EQ(CMarkup::UnescapeText("&lt;&lt;", 4), "<");
     EXPECT_EQ(CMarkup::UnescapeText("&lt;&lt;", 3), "&lt");
 }
 
-// The 64 names HTML 4 has in two cases decode to the capital's code point.
-TEST(MarkupEntities, NamesInTwoCasesDecodeToTheCapital)
+// Names HTML 4 has in two cases decode to the capital's code point.
+TEST(Markup, NamesInTwoCasesDecodeToTheCapital)
 {
-    const char* capitals[] = {
-        "Agrave", "Aacute", "Acirc", "Atilde", "Auml", "Aring", "AElig", "Ccedil",
-        "Egrave", "Eacute", "Ecirc", "Euml", "Igrave", "Iacute", "Icirc", "Iuml",
-        "ETH", "Ntilde", "Ograve", "Oacute", "Ocirc", "Otilde", "Ouml", "Oslash",
-        "Ugrave", "Uacute", "Ucirc", "Uuml", "Yacute", "THORN", "OElig", "Scaron",
-        "Yuml", "Dagger", "Alpha", "Beta", "Gamma", "Delta", "Epsilon", "Zeta",
-        "Eta", "Theta", "Iota", "Kappa", "Lambda", "Mu", "Nu", "Xi",
-        "Omicron", "Pi", "Rho", "Sigma", "Tau", "Upsilon", "Phi", "Chi",
-        "Psi", "Omega", "Prime", "lArr", "uArr", "rArr", "dArr", "hArr",
-    };
+    const char* capitals[] = {"Agrave", "AElig", "ETH", "THORN", "OElig", "Scaron", "Yuml",
+                              "Dagger", "Alpha", "Omega", "Prime", "lArr", "hArr"};
     for (std::string name : capitals) {
         const std::string decoded = CMarkup::UnescapeText(("&" + name + ";").c_str());
         EXPECT_NE(decoded[0], '&') << name;
@@ -417,8 +202,7 @@ TEST(MarkupEntities, NamesInTwoCasesDecodeToTheCapital)
             ch = static_cast<char>(std::tolower(static_cast<unsigned char>(ch)));
         EXPECT_EQ(CMarkup::UnescapeText(("&" + name + ";").c_str()), decoded) << name;
     }
-    EXPECT_EQ(CMarkup::UnescapeText("&Alpha;"), "\xCE\x91");
-    EXPECT_EQ(CMarkup::UnescapeText("&larr;"), "\xE2\x87\x90");   // as lArr
+    EXPECT_EQ(CMarkup::UnescapeText("&eacute;&larr;"), "\xC3\x89\xE2\x87\x90");
 }
 
 namespace {

@@ -1,5 +1,4 @@
-// Category and schedule lists, the clip list reader, and the copy, free and
-// dump operations of clips, channels, programmes and schedules.
+// Category and schedule lists, the clip list reader, and clip copies.
 #include <cstring>
 #include <string>
 
@@ -11,7 +10,7 @@ namespace {
 
 using namespace parse_test;
 
-// Count 10 is overwritten by the three entries read; HasChild 257 keeps its
+// Count 10 is overwritten by the two entries read; HasChild 257 keeps its
 // low eight bits.
 TEST_F(ParseTest, CategoryListKeepsDocumentOrderCountsEntriesAndDumps)
 {
@@ -21,10 +20,9 @@ TEST_F(ParseTest, CategoryListKeepsDocumentOrderCountsEntriesAndDumps)
         "<Category Code=\"c1\" ParentCode=\"root\" Name=\"One\" Desc=\"d1\" Icon1=\"i1\""
         " Icon2=\"i2\" BKImage1=\"b1\" BKImage2=\"b2\" HasChild=\"257\" Type=\"4\""
         " TemplateCode=\"t1\"/>"
-        "<Category Code=\"c2\" Name=\"Two\" HasChild=\"0\"/><Other Code=\"x\"/>"
-        "<Category Code=\"c3\" Type=\"-2\"/></Categorys></Root>",
+        "<Other Code=\"x\"/><Category Code=\"c3\" Type=\"-2\"/></Categorys></Root>",
         DATATYPE_CATEGORYLIST);
-    EXPECT_EQ(page_counts(result), "total=30 count=3 page=2 size=10");
+    EXPECT_EQ(page_counts(result), "total=30 count=2 page=2 size=10");
     const tpavo_category* first = result->data.categorylistresponse;
     ASSERT_NE(first, nullptr);
     EXPECT_EQ(first->psubcat, nullptr);
@@ -34,26 +32,9 @@ TEST_F(ParseTest, CategoryListKeepsDocumentOrderCountsEntriesAndDumps)
               info_lines({"resultcode:0", "resultmesg:ok", banner, "code:c1", "parentcode:root",
                           "name:One", "desc:d1", "icon1:i1", "icon2:i2", "bgimage1:b1",
                           "bgimage2:b2", "templatecode:t1", "type:4", "haschild:1", banner,
-                          "code:c2", "parentcode:", "name:Two", "desc:", "icon1:", "icon2:",
-                          "bgimage1:", "bgimage2:", "templatecode:", "type:0", "haschild:0",
-                          banner, "code:c3", "parentcode:", "name:", "desc:", "icon1:",
+                          "code:c3", "parentcode:", "name:", "desc:", "icon1:",
                           "icon2:", "bgimage1:", "bgimage2:", "templatecode:", "type:-2",
                           "haschild:0"}));
-    free_categorylistresult(result.get());
-    EXPECT_EQ(result->data.ptr, nullptr);
-    free_categorylistresult(result.get());
-    free_categorylistresult(nullptr);
-}
-
-TEST_F(ParseTest, EmptyCategoryListDumpsHeadOnly)
-{
-    auto result = parse("<Root><Result ResultCode=\"1\"/><Categorys Count=\"4\"/></Root>",
-                        DATATYPE_CATEGORYLIST);
-    EXPECT_EQ(result->datacount, 0);
-    EXPECT_EQ(result->data.ptr, nullptr);
-    EXPECT_EQ(dump_of(result),
-              info_lines({"resultcode:1", "resultmesg:"}));
-    EXPECT_EQ(dump_text(dump_categorylistresult, nullptr), info_lines({"result is NULL"}));
 }
 
 // The schedule dump has no result lines and says "null" in lower case.
@@ -71,23 +52,6 @@ TEST_F(ParseTest, ScheduleListIsReadInsideTheResultElement)
               info_lines({banner, "name:News", "channelcode:ch1", "desc:d",
                           "starttime:20100101080000", "endtime:20100101083000", banner,
                           "name:Film", "channelcode:", "desc:", "starttime:", "endtime:"}));
-    free_schedulelistresult(result.get());
-    EXPECT_EQ(result->data.ptr, nullptr);
-    EXPECT_EQ(dump_of(result),
-              info_lines({"schedulelistresponse is null"}));
-    EXPECT_EQ(dump_text(dump_schedulelistresult, nullptr), info_lines({"result is null"}));
-    free_schedulelistresult(nullptr);
-}
-
-TEST_F(ParseTest, ScheduleListBesideResultIsEmpty)
-{
-    auto result = parse(
-        "<Root><Result ResultCode=\"0\"/>"
-        "<Schedules TotalCount=\"5\" Count=\"1\" PageIndex=\"1\" PageSize=\"20\">"
-        "<Schedule Name=\"News\"/></Schedules></Root>",
-        DATATYPE_SCHEDULELIST);
-    EXPECT_EQ(result->data.ptr, nullptr);
-    EXPECT_EQ(page_counts(result), "total=0 count=0 page=0 size=0");
 }
 
 // Walks to the first Program of <Root><Programs>...</Programs></Root>.
@@ -133,16 +97,6 @@ TEST(ParseVideoclip, ReadsEveryClipAttributeAndRestoresPosition)
     pavo_freevideoclip(clips);
 }
 
-TEST(ParseVideoclip, FirstChildIsTakenAsTheContainer)
-{
-    CMarkup xml;
-    enter_programs(xml,
-                   "<Root><Programs><Program Code=\"p1\"><Extra/><VideoClips>"
-                   "<VideoClip VideoCode=\"v1\"/></VideoClips></Program></Programs></Root>");
-    EXPECT_EQ(parse_videoclip(xml), nullptr);
-    EXPECT_EQ(xml.GetAttrib("Code"), "p1");
-}
-
 TEST(ParseVideoclip, ElementWithoutChildrenLeavesPositionOneLevelUp)
 {
     CMarkup xml;
@@ -181,73 +135,13 @@ TEST(CatalogueCopy, ClipCopiesDropBitRateTypeOnlyAndKeepOrder)
               "itemtype=2 type=1 episodeindex=3 ordercode=4 price=5 filesize=6000000000"
               " audiofieldtype=7 captioning=8 isdrm=1 candownload=1 canonlineplay=0"
               " screenformat=9 bitratetype=0 videotype=10 audiotype=11 resolution=12");
-    for (auto field : {&tpavo_videoclip::itemcode, &tpavo_videoclip::videocode,
-                       &tpavo_videoclip::duration}) {
-        EXPECT_STREQ(copy->*field, source.*field);
-        EXPECT_NE(copy->*field, source.*field);
-    }
+    EXPECT_STREQ(copy->duration, source.duration);
     pavo_freevideoclip(copy);
-
     copy = dup_videocliplist(&source);
-    ASSERT_NE(copy, nullptr);
-    EXPECT_STREQ(copy->videocode, "video");
     ASSERT_NE(copy->next, nullptr);
-    EXPECT_NE(copy->next, &second);
     EXPECT_STREQ(copy->next->videocode, "second");
-    EXPECT_EQ(copy->next->itemcode, nullptr);
-    EXPECT_EQ(copy->next->duration, nullptr);
     EXPECT_EQ(copy->next->next, nullptr);
     pavo_freevideoclip(copy);
-
-    EXPECT_EQ(dup_videoclip(nullptr), nullptr);
-    EXPECT_EQ(dup_videocliplist(nullptr), nullptr);
-    pavo_freevideoclip(nullptr);
-}
-
-// Every field of channel and programme copies shows in the item list tests,
-// whose details are such copies; here the empty cases, and frees of single
-// records that leave their successors alone.
-TEST(CatalogueCopy, SingleRecordCopiesAndFreesStopAtTheRecord)
-{
-    EXPECT_EQ(dup_channel(nullptr), nullptr);
-    EXPECT_EQ(dup_program(nullptr), nullptr);
-    free_channel(nullptr);
-    free_program(nullptr);
-    free_schedule(nullptr);
-    tpavo_channel empty = {};
-    tpavo_channel* channel = dup_channel(&empty);
-    ASSERT_NE(channel, nullptr);
-    EXPECT_EQ(channel->code, nullptr);
-    EXPECT_EQ(channel->pvideoclip, nullptr);
-    free_channel(channel);
-
-    tpavo_program source = {};
-    source.code = text("p");
-    tpavo_program* first = dup_program(&source);
-    tpavo_program* second = dup_program(&source);
-    first->next = second;
-    free_program(first);
-    EXPECT_STREQ(second->code, "p");  // still alive: next was not followed
-    free_program(second);
-
-    auto* schedule = static_cast<tpavo_schedule*>(pavo_malloc(sizeof(tpavo_schedule)));
-    *schedule = {};
-    schedule->name = static_cast<char*>(pavo_malloc(4));
-    schedule->endtime = static_cast<char*>(pavo_malloc(4));
-    free_schedule(schedule);
-}
-
-TEST_F(ParseTest, ClipDumpPrintsFourFieldsPerClip)
-{
-    tpavo_videoclip first = sample_clip();
-    tpavo_videoclip second = {};
-    first.next = &second;
-    const std::string banner = "**************videoclip********************";
-    EXPECT_EQ(captured_stdout([&] { dump_videoclip(&first); }),
-              info_lines({banner, "itemcode:item", "itemtype:2", "videocode:video",
-                          "duration:00:10:00", banner, "itemcode:", "itemtype:0", "videocode:",
-                          "duration:"}));
-    EXPECT_EQ(captured_stdout([] { dump_videoclip(nullptr); }), "");
 }
 
 }  // namespace

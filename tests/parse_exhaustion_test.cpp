@@ -94,38 +94,4 @@ TEST_F(Exhaustion, EveryFailedAllocationIsSurvived)
     }
 }
 
-TEST_F(Exhaustion, FailedCopiesAreReported)
-{
-    tpavo_videoclip second = {};
-    tpavo_videoclip first = {};
-    first.videocode = const_cast<char*>("v");
-    first.next = &second;
-    tpavo_program program = {};
-    program.pvideoclip = &first;
-
-    fail_allocation(1);
-    EXPECT_EQ(captured_stdout([&] { EXPECT_EQ(dup_videoclip(&first), nullptr); }),
-              "\033[1;31mdup videoclip failed\r\n\033[0m");
-    fail_allocation(1);
-    EXPECT_EQ(captured_stdout([&] { EXPECT_EQ(dup_program(&program), nullptr); }),
-              "\033[1;31mdup program error\r\n\033[0m");
-    fail_allocation(1);
-    EXPECT_EQ(captured_stdout([&] {
-                  tpavo_channel channel = {};
-                  EXPECT_EQ(dup_channel(&channel), nullptr);
-              }),
-              "");
-
-    // The first clip's record fails: it is skipped, the second is kept.
-    fail_allocation(1);
-    tpavo_videoclip* copy = nullptr;
-    EXPECT_EQ(captured_stdout([&] { copy = dup_videocliplist(&first); }),
-              "\033[1;31mdup videoclip failed\r\n\033[0m"
-              "\033[1;31mdup videoclip error\r\n\033[0m");
-    ASSERT_NE(copy, nullptr);
-    EXPECT_EQ(copy->videocode, nullptr);  // it was the second, empty clip
-    EXPECT_EQ(copy->next, nullptr);
-    pavo_freevideoclip(copy);
-}
-
 }  // namespace

@@ -1,13 +1,13 @@
 // Tests of asynchronous delivery of service answers: each request runs on a detached thread
 // (which the 100-second pause then holds, and which the test never joins) while the test's
-// own thread pumps pavo_checkmessage within a short bound and the callback copies the event.
+// own thread pumps pavo_checkmessage within a short bound and the callback copies the event:
+// the slot of its type or slot 0, the parse by event type, the state set before it.
 #include <chrono>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "service_fixture.h"
-#include "support/temp_dir.h"
 
 namespace pavo_test {
 namespace {
@@ -16,12 +16,9 @@ namespace {
 struct SeenEvent {
     int slot = -1;
     int eventtype = -1;
-    int eventscope = -1;
     int eventid = -1;
-    bool has_result = false;
-    int datatype = -1;
-    int resultcode = 0;
-    long httpretcode = 0;
+    int datatype = -1;   // -1: no result
+    tpavo_state state = PAVO_STATE_NONE;   // when the callback ran
     std::string text;  // the code of a relative item list
 };
 
@@ -38,14 +35,11 @@ int copy_event(tpavo_event* event)
     SeenEvent seen;
     seen.slot = Slot;
     seen.eventtype = event->eventtype;
-    seen.eventscope = event->eventscope;
     seen.eventid = event->eventid;
+    seen.state = pavo_getstate();
     const tpavo_result* result = static_cast<const tpavo_result*>(event->data);
-    if (result != nullptr) {
-        seen.has_result = true;
+    if (result != nullptr && result->resultcode == 0) {
         seen.datatype = result->datatype;
-        seen.resultcode = result->resultcode;
-        seen.httpretcode = result->httpretcode;
         if (result->datatype == DATATYPE_RELATIVEITEMLIST && result->data.itemlistresponse &&
             result->data.itemlistresponse->code)
             seen.text = result->data.itemlistresponse->code;
@@ -69,17 +63,22 @@ protected:
         pavo_setfuncmode(FUNCMODE_ASYNC);
     }
 
-    // Pumps messages until an event with this id has been seen; bounded.
+    // Pumps messages until an event with this id has been seen, or (-1) until one message
+    // was taken; bounded.
     static const SeenEvent* wait_for_event(int eventid)
     {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
         while (std::chrono::steady_clock::now() < deadline) {
-            if (pavo_checkmessage() == 0)
+            int taken = pavo_checkmessage();
+            if (taken == 0)
                 std::this_thread::sleep_for(std::chrono::milliseconds(5));
             for (const SeenEvent& seen : g_seen)
                 if (seen.eventid == eventid)
                     return &seen;
+            if (taken == 1 && eventid < 0)
+                return nullptr;
         }
+        ADD_FAILURE() << "no event " << eventid;
         return nullptr;
     }
 };
@@ -90,11 +89,13 @@ struct AsyncCase {
     pavo_callbacktype slot;
     tpavo_eventtype eventtype;
     int datatype;  // as the parser tags it; -1: delivered without a result
+    tpavo_state state = PAVO_STATE_LOGINED;  // set before the callback runs
 };
 
-// Logout, login and open come last: the platform forgets the token at logout, and an
-// accepted open drops the state to opened. The logout and
-// upgrade-resource parsers tag their results as recharge and upgrade-system answers.
+// Logout, open and login come last: the platform forgets the token at logout, an accepted
+// open drops the state to opened, and the login after it sets it again, each before its
+// callback runs. The logout and upgrade-resource parsers tag their results as recharge
+// and upgrade-system answers.
 const AsyncCase kAsyncCases[] = {
     {"recharge", [](unsigned id) { pavo_recharge(id, 1, "V100"); }, PAVO_CALLBACK_EPG,
      EPAVO_RECHARGE, DATATYPE_RECHARGERESULT},
@@ -131,10 +132,10 @@ const AsyncCase kAsyncCases[] = {
      PAVO_CALLBACK_EPG, EPAVO_RESOURCEDOWNLOAD, -1},
     {"logout", [](unsigned id) { pavo_logout(id); }, PAVO_CALLBACK_AAA, EPAVO_LOGOUT,
      DATATYPE_RECHARGERESULT},
+    {"open", [](unsigned id) { pavo_open(id, OPENMODE_STBCODE, kSimTvid, nullptr); },
+     PAVO_CALLBACK_AAA, EPAVO_OPEN, DATATYPE_OPENRESULT, PAVO_STATE_OPENED},
     {"login", [](unsigned id) { pavo_login(id); }, PAVO_CALLBACK_AAA, EPAVO_LOGIN,
      DATATYPE_LOGINRESULT},
-    {"open", [](unsigned id) { pavo_open(id, OPENMODE_STBCODE, kSimTvid, nullptr); },
-     PAVO_CALLBACK_AAA, EPAVO_OPEN, DATATYPE_OPENRESULT},
 };
 
 TEST_F(ServiceAsync, EachRequestReachesTheCallbackOfItsTypeParsedByItsEventType)
@@ -160,20 +161,35 @@ TEST_F(ServiceAsync, EachRequestReachesTheCallbackOfItsTypeParsedByItsEventType)
         ASSERT_NE(seen, nullptr);
         EXPECT_EQ(seen->slot, c.slot);
         EXPECT_EQ(seen->eventtype, c.eventtype);
-        EXPECT_EQ(seen->eventscope, EPAVO_SCOPE_RESPONSE);
-        EXPECT_EQ(seen->has_result, c.datatype >= 0);
-        if (seen->has_result) {
-            EXPECT_EQ(seen->datatype, c.datatype);
-            EXPECT_EQ(seen->resultcode, 0);
-            EXPECT_EQ(seen->httpretcode, 200);
-        }
+        EXPECT_EQ(seen->datatype, c.datatype);
+        EXPECT_EQ(seen->state, c.state);
         if (c.datatype == DATATYPE_RELATIVEITEMLIST) {
             EXPECT_EQ(seen->text, related_code);
         }
     }
-    EXPECT_EQ(pavo_getstate(), PAVO_STATE_OPENED);
     EXPECT_EQ(read_file(g_download_target),
               read_file(std::string(PAVO_SIM_DATA) + "/files/pavo-os-2.1.0.img"));
+    EXPECT_EQ(property("usertoken").size(), 32u);
+    char conf[PAVO_PROP_SIZE];   // the asynchronous open stored the account too
+    EXPECT_STREQ(pavo_readconfig("system", "userid", conf, sizeof conf), kSimUserId);
+}
+
+// An empty slot falls back to slot 0; with that empty too, the answer is logged and dropped.
+TEST_F(ServiceAsync, EmptySlotFallsBackToDefaultSlotThenToNobody)
+{
+    tpavo_result* stored = pavo_getresult();
+    pavo_registercallback(PAVO_CALLBACK_EPG, nullptr);
+    pavo_registercallback(PAVO_CALLBACK_DEFAULT, copy_event<PAVO_CALLBACK_DEFAULT>);
+    std::thread([] { pavo_querycategorylist(7, "C01", 1, 5); }).detach();
+    const SeenEvent* seen = wait_for_event(7);
+    ASSERT_NE(seen, nullptr);
+    EXPECT_EQ(seen->slot, PAVO_CALLBACK_DEFAULT);
+    pavo_registercallback(PAVO_CALLBACK_DEFAULT, nullptr);
+    g_seen.clear();
+    std::thread([] { pavo_querycategorylist(8, "C01", 1, 5); }).detach();
+    EXPECT_EQ(wait_for_event(-1), nullptr);
+    EXPECT_TRUE(g_seen.empty());
+    EXPECT_EQ(pavo_getresult(), stored) << "a delivered result is never stored";
 }
 
 }  // namespace

@@ -10,17 +10,6 @@
 
 namespace {
 
-TEST(ByteCompare, CaseFoldsLettersOnly)
-{
-    const struct { char a, b; int same; } cases[] = {
-        {'a', 'A', 1}, {'Z', 'z', 1}, {'x', 'x', 1}, {'\0', '\0', 1},
-        {'[', '{', -1}, {'@', '`', -1},  // 32 apart but not letters
-        {'a', 'b', -1}, {'A', 'b', -1},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(mybcompi(c.a, c.b), c.same) << c.a << c.b;
-}
-
 using Search = char* (*)(const char*, int, const char*);
 
 // Offsets of the match inside `range`; -1 for null.
@@ -32,17 +21,16 @@ TEST(ByteSearch, OffsetsAndAsymmetriesOfTheThreeSearches)
         {pavo_memstr, "xxabc", 5, "abc", 2},
         {pavo_memstr, "xxabc", 3, "abc", 2},  // start offsets bounded, the match runs past
         {pavo_memstr, "xxabc", 2, "abc", -1},
-        {pavo_memstr, "ab", 2, "abc", -1},
-        {pavo_memstr, "abcabc", 6, "abc", 0},
         {pavo_memstr, "xxabc", 5, "ABC", -1},
+        {pavo_memstr, "abc", 0, "", -1},
+        {pavo_memstr, "abc", 3, "", 0},
         {pavo_memstr, std::string("a\0abc", 5), 5, "abc", 2},  // zero bytes stepped over
         {pavo_memstr, std::string("ab\0c", 4), 4, "abc", -1},  // never matched across
         {pavo_memistr, "xxABC", 5, "abc", 2},
-        {pavo_memistr, "xxABC", 5, "aBc", 2},
-        {pavo_memistr, "x{", 2, "[", -1},
+        {pavo_memistr, "xxabc", 5, "ABC", 2},
+        {pavo_memistr, "x{", 2, "[", -1},   // 32 apart but not letters
         {pavo_pavo_memstrrev, "abcxabc", 7, "abc", 4},  // the rightmost match
         {pavo_pavo_memstrrev, "abcxyz", 6, "abc", -1},  // offset 0 is never tried
-        {pavo_pavo_memstrrev, "abc", 3, "abc", -1},
         {pavo_pavo_memstrrev, "xabcx", 5, "abc", 1},
         {pavo_pavo_memstrrev, "xabcx", 3, "abc", -1},   // starts from nLen1 - m down
     };
@@ -50,19 +38,6 @@ TEST(ByteSearch, OffsetsAndAsymmetriesOfTheThreeSearches)
         SCOPED_TRACE(c.range + " / " + c.pattern + " / " + std::to_string(c.length));
         const char* found = c.search(c.range.data(), c.length, c.pattern);
         EXPECT_EQ(found == nullptr ? -1 : found - c.range.data(), c.offset);
-    }
-}
-
-TEST(ByteSearch, NullAndEmptyArguments)
-{
-    const char range[] = "abc";
-    for (Search search : {pavo_memstr, pavo_memistr, pavo_pavo_memstrrev}) {
-        EXPECT_EQ(search(nullptr, 3, "a"), nullptr);
-        EXPECT_EQ(search(range, 0, "a"), nullptr);
-        EXPECT_EQ(search(range, -1, "a"), nullptr);
-        EXPECT_EQ(search(range, 0, ""), nullptr);
-        EXPECT_EQ(search(range, 3, ""), range);
-        EXPECT_EQ(search(range, 3, nullptr), nullptr);
     }
 }
 
@@ -105,10 +80,7 @@ TEST_F(TimeZoneTest, TextsReadAtFixedPositionsAndNormalised)
         {pavo_nsecstr2ulong, "2010-01-02 03:04:05", seconds},
         {DayStr2Ulong, "20100102", seconds - 11045},
         {pavo_nsecstr2ulong, "2010x01y02T03.04.05", seconds},  // separators not looked at
-        {pavo_nsecstr2ulong, "2010-13-01 00:00:00", utc_seconds(2011, 1, 1)},
         {SecStr2Ulong, "20100131246061", utc_seconds(2010, 2, 1, 1, 1, 1)},
-        {DayStr2Ulong, "20100300", utc_seconds(2010, 2, 28)},
-        {DayStr2Ulong, "2010xx01", utc_seconds(2009, 12, 1)},  // month 0: December before
         {SecStr2Ulong, "2010", utc_seconds(2009, 11, 30)},     // month 0, day 0
         {pavo_nsecstr2ulong, "2010-02-03", utc_seconds(2010, 2, 3)},
         {pavo_nsecstr2ulong, "1969-12-31 23:59:59", ULONG_MAX},  // mktime failed
@@ -127,37 +99,12 @@ TEST_F(TimeZoneTest, ConversionsUseLocalTimeWithDaylightSaving)
     EXPECT_STREQ(Ulong2DayStr(15UL * 3600), "19700102");
 
     use_zone("UTC0");
-    EXPECT_STREQ(pavo_ulong2nsecstr(0), "1970-01-01 00:00:00");
-    EXPECT_STREQ(Ulong2DayStr(0), "19700101");
-    EXPECT_STREQ(ulong2SecStr(utc_seconds(2010, 1, 2, 3, 4, 5)), "20100102030405");
+    EXPECT_STREQ(pavo_ulong2nsecstr(utc_seconds(999, 3, 4, 5, 6, 7)), " 999-03-04 05:06:07");
 
     use_zone("CET-1CEST,M3.5.0,M10.5.0/3");
     EXPECT_EQ(pavo_nsecstr2ulong("2010-07-01 12:00:00"), utc_seconds(2010, 7, 1, 10));
     EXPECT_EQ(pavo_nsecstr2ulong("2010-01-01 12:00:00"), utc_seconds(2010, 1, 1, 11));
     EXPECT_STREQ(pavo_ulong2nsecstr(utc_seconds(2010, 7, 1, 10)), "2010-07-01 12:00:00");
-}
-
-TEST_F(TimeZoneTest, ShortYearsArePaddedWithBlanks)
-{
-    use_zone("UTC0");
-    unsigned long year999 = utc_seconds(999, 3, 4, 5, 6, 7);
-    EXPECT_STREQ(pavo_ulong2nsecstr(year999), " 999-03-04 05:06:07");
-    EXPECT_STREQ(ulong2SecStr(year999), " 9990304050607");
-    EXPECT_STREQ(Ulong2DayStr(year999), " 9990304");
-}
-
-TEST_F(TimeZoneTest, EachFormKeepsItsOwnBuffer)
-{
-    use_zone("UTC0");
-    char* day = Ulong2DayStr(0);
-    char* sec = ulong2SecStr(0);
-    char* dashed = pavo_ulong2nsecstr(0);
-    EXPECT_NE(day, sec);
-    EXPECT_NE(sec, dashed);
-    EXPECT_EQ(Ulong2DayStr(86400), day);  // overwritten in place
-    EXPECT_STREQ(day, "19700102");
-    EXPECT_STREQ(sec, "19700101000000");
-    EXPECT_STREQ(dashed, "1970-01-01 00:00:00");
 }
 
 }  // namespace
