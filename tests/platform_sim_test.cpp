@@ -136,24 +136,6 @@ TEST_F(PlatformSimTest, OpenAndLoginAnswerSessionAndAddresses) {
               "DRMSrvAddress DRMSrvAddress2 SystemTime ");
 }
 
-TEST_F(PlatformSimTest, OpenChecksModeParameterAndAuthenticator) {
-    const std::string hotel = "000000PAVO0000STB100V4000000SIM0000002";
-    const struct {
-        const char* what;
-        const char* mode;
-        std::string param;
-        std::string auth;
-        int code;
-    } cases[] = {
-        {"by terminal code", "2", hotel, authenticator("482613", hotel, hotel), 0},
-        {"user key instead of open key", "2", hotel, authenticator("u2001", hotel, hotel), -102},
-        {"other parameter inside", "2", hotel, authenticator("482613", "u2001", hotel), -103},
-        {"unknown card", "1", "123", authenticator("482613", "123", hotel), -105},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(open(c.mode, c.param, hotel, c.auth)->result_code(), c.code) << c.what;
-}
-
 TEST_F(PlatformSimTest, LoginRejectsBadAuthenticators) {
     const struct {
         const char* what;

@@ -37,11 +37,6 @@ protected:
         param.ipversion = ipversion;
         ASSERT_EQ(pavo_init(&param), PAVO_STATUS_SUCCESS);
     }
-    void restart(int ipversion, const std::string& workdirectory)
-    {
-        pavo_cleanup();
-        start(ipversion, workdirectory);
-    }
 
     std::string config_path() const { return dir_.file("korix.conf"); }
 
@@ -112,13 +107,6 @@ TEST_F(PropsTest, WriteConfigSetsSameNamedPropertyWhateverTheSection)
     EXPECT_STREQ(pavo_readconfig("system", "aaasrvaddress", buffer, sizeof buffer),
                  "10.0.0.1:8080");
     EXPECT_STREQ(pavo_readconfig("custom", "mykey", buffer, sizeof buffer), "v");
-}
-
-TEST_F(PropsTest, SystemValuesWrittenToConfigReturnAtNextStart)
-{
-    pavo_writeconfig("system", "userid", "u-7%%s");
-    restart(6, dir_.path());
-    EXPECT_EQ(read_prop("userid"), "u-7%%s");
 }
 
 }  // namespace

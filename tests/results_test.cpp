@@ -105,25 +105,6 @@ TEST_F(ResultStore, MatchCopiesExactlyDatasizeBytesAndStoresAnEmptyMessageAsNull
     }
 }
 
-TEST_F(ResultStore, ReinitialisationAndCleanupFreeEveryStoredResultAndNothingIsStoredAfter)
-{
-    ASSERT_EQ(pavo_setlastresult(new_result(1)), 0);
-    EXPECT_EQ(pavo_resultlist_init(), 0);
-    EXPECT_EQ(g_freeproc_calls, 1);
-    EXPECT_EQ(pavo_getresult(), nullptr);
-
-    ASSERT_EQ(pavo_setlastresult(new_result(2)), 0);
-    std::thread([] { pavo_setlastresult(new_result(3)); }).join();
-    pavo_cleanup();
-    EXPECT_EQ(g_freeproc_calls, 3);
-    EXPECT_EQ(g_pavo_env.resultlist, nullptr);
-
-    tpavo_result* orphan = new_result(4);
-    EXPECT_EQ(pavo_setlastresult(orphan), -1);
-    EXPECT_EQ(pavo_getresult(), nullptr);
-    pavo_iner_freeresultitem(orphan);
-}
-
 TEST_F(ResultStore, CallbackSlotsZeroToSevenTakeACallbackAndOthersAreRejected)
 {
     for (int type = PAVO_CALLBACK_DEFAULT; type <= PAVO_CALLBACK_EXCEPTION; ++type) {

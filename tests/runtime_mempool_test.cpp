@@ -1,9 +1,8 @@
-// The installed memory pool (size classes, reuse, the destroy report) and the mutex wrapper whose record it allocates.
+// The installed memory pool (size classes, reuse,) and the mutex wrapper whose record it allocates.
 #include <gtest/gtest.h>
 
 #include <errno.h>
 
-#include <regex>
 #include <string>
 #include <thread>
 
@@ -14,19 +13,6 @@
 namespace {
 
 pavo_mp_block* header_of(void* ptr) { return static_cast<pavo_mp_block*>(ptr) - 1; }
-
-std::string hex(const void* ptr)
-{
-    char text[32];
-    snprintf(text, sizeof text, "%lx", (unsigned long)(uintptr_t)ptr);
-    return text;
-}
-
-// The pool prefixes each line with "[<source path>:<line>]"; tests see "@".
-std::string without_location(const std::string& out)
-{
-    return std::regex_replace(out, std::regex(R"(\[[^\]]*pavo_defmempool\.cpp:\d+\])"), "@");
-}
 
 class MemPool : public ::testing::Test {
 protected:
@@ -84,21 +70,6 @@ TEST_F(MemPool, ReleasedBlocksComeBackMostRecentFirstWithinTheirClassOnly)
     for (void* block : {second, fresh, other})
         MyMemPoolFree(pool_, block);
     EXPECT_EQ(free_blocks(), 4);
-}
-
-TEST_F(MemPool, DestroyReleasesFreeBlocksAndReportsTheirCount)
-{
-    void* blocks[3];
-    for (void*& block : blocks)
-        block = MyMemPoolMalloc(pool_, 64);
-    for (void* block : blocks)
-        MyMemPoolFree(pool_, block);
-    std::string state = hex(reinterpret_cast<mymempool_t*>(pool_)->context_data);
-    testing::internal::CaptureStdout();
-    MyMemePoolDestruct(pool_);
-    pool_ = nullptr;
-    EXPECT_EQ(without_location(testing::internal::GetCapturedStdout()),
-              "@pavo_mp_destroy " + state + " 3 blk has been free\r\n");
 }
 
 TEST_F(MemPool, MutexExcludesOtherThreadsReturnsItsRecordAndRefusesANullHandle)

@@ -162,28 +162,6 @@ TEST_F(ThreadPool, CreationAcceptsOneToTwoHundredWorkersAndNullPoolsAreRefused)
     EXPECT_EQ(captured(), "");  // no thread ever started
 }
 
-TEST_F(ThreadPool, WorkersStartOnDemandAndParkedOnesAreReusedLastInFirstOut)
-{
-    capture();
-    pool_ = pool_init(3);
-    EXPECT_EQ(total(), 0);
-    ASSERT_EQ(pool_add_worker(pool_, run, job(0, true)), 0);
-    ASSERT_EQ(dispatch(1, true), 0);
-    ASSERT_TRUE(wait_until([&] { return started_ == 2; }));
-    release(0);
-    ASSERT_TRUE(eventually([&] { return parked() == 1; }));
-    release(1);
-    ASSERT_TRUE(eventually([&] { return parked() == 2; }));
-
-    for (int i : {2, 3}) {  // each runs on the worker parked last, job 1's
-        ASSERT_EQ(dispatch(i, false), 0);
-        ASSERT_TRUE(wait_until([&] { return finished_ == i + 1; }));
-        EXPECT_EQ(locked(jobs_[i].thread), locked(jobs_[1].thread));
-        ASSERT_TRUE(eventually([&] { return parked() == 2; }));
-    }
-    EXPECT_EQ(captured(), created({0, 1}));
-}
-
 TEST_F(ThreadPool, FourthDispatchWaitsForAFreeWorkerAndReusesIt)
 {
     capture();

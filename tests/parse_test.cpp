@@ -1,0 +1,507 @@
+// The answer parsers: the entry and the frame every answer shares (dispatch,
+// result code and message, forward-only fields, _atoi64), each answer kind as
+// its dump shows it, lists with their counts, clips, and items matched to
+// copies of their programmes and channels.
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "parse/pavo_parse_catalogue.h"
+#include "parse_test_util.h"
+#include "xml/Markup.h"
+
+namespace {
+
+using namespace parse_test;
+
+// The list counters of a result on one line.
+std::string page_counts(const Result& result)
+{
+    return "total=" + std::to_string(result->totalcount) + " count=" +
+           std::to_string(result->datacount) + " page=" + std::to_string(result->pageindex) +
+           " size=" + std::to_string(result->pagesize);
+}
+
+// Every non-text field of a clip in record order.
+std::string clip_numbers(const tpavo_videoclip& c)
+{
+    std::ostringstream text;
+    text << c.itemtype << " " << c.type << " " << c.episodeindex << " " << c.ordercode << " "
+         << c.price << " " << c.filesize << " " << c.audiofieldtype << " " << c.captioning << " "
+         << int(c.isdrm) << " " << int(c.candownload) << " " << int(c.canonlineplay) << " "
+         << c.screenformat << " " << c.bitratetype << " " << c.videotype << " " << c.audiotype
+         << " " << c.resolution;
+    return text.str();
+}
+
+const char kOpenAnswer[] =
+    "<Root><Result ResultCode=\"3\" ResultMsg=\"fine &amp; dandy\"/>"
+    "<Response><ServerAuthenticator>sa</ServerAuthenticator><UserID>u1</UserID>"
+    "<NickName>nick</NickName><AccountDesc>desc</AccountDesc>"
+    "<AAASrvAddress>http://a</AAASrvAddress><AAASrvAddress2>http://b</AAASrvAddress2>"
+    "</Response></Root>";
+
+// Some kinds carry another kind's tag; an unsupported one gives the failure result.
+TEST_F(ParseTest, DatatypesCarryTheirTagsAndProcedures)
+{
+    struct Row {
+        tpavo_datatype requested;
+        tpavo_datatype tag;
+        pavo_data_freeproc freeproc;
+    };
+    const Row rows[] = {
+        {DATATYPE_LOGINRESULT, DATATYPE_LOGINRESULT, free_loginresult},
+        {DATATYPE_LOGOUTRESULT, DATATYPE_RECHARGERESULT, free_logoutresult},
+        {DATATYPE_QUERYPLAYURLRESULT, DATATYPE_QUERYPLAYURLRESULT, free_playresult},
+        {DATATYPE_ITEM, DATATYPE_ITEM, free_categoryitemlistresult},
+        {DATATYPE_RELATIVEITEMLIST, DATATYPE_RELATIVEITEMLIST, free_categoryitemlistresult},
+        {DATATYPE_SCHEDULELIST, DATATYPE_SCHEDULELIST, free_schedulelistresult},
+        {DATATYPE_UPGRADERESRESULT, DATATYPE_UPGRADEOSRESULT, free_upgraderesresult},
+    };
+    for (const Row& row : rows) {
+        auto result = parse("<Root><Result ResultCode=\"-1\"/></Root>", row.requested);
+        EXPECT_EQ(result->datatype, row.tag) << row.requested;
+        EXPECT_EQ(result->freeproc, row.freeproc) << row.requested;
+    }
+    auto unsupported = parse("<Root/>", static_cast<tpavo_datatype>(12));
+    EXPECT_EQ(unsupported->resultcode, -9000);
+    EXPECT_EQ(unsupported->datatype, DATATYPE_NORMAL);
+}
+
+TEST_F(ParseTest, ExtendedServiceAnswerIsCopiedRawWithoutTerminator)
+{
+    const char text[] = "<Root>hello</Root>";
+    auto result = Result(pavo_parse(text, 5, DATATYPE_EXTSERVICERESULT));
+    ASSERT_NE(result, nullptr);
+    EXPECT_EQ(result->datasize, 5u);
+    // Exactly five bytes are printed although the block has no terminator
+    // (ASan would report a read past it).
+    EXPECT_EQ(dump_of(result), info_lines({"<Root"}));
+
+    EXPECT_EQ(Result(pavo_parse(nullptr, 5, DATATYPE_EXTSERVICERESULT))->resultcode, -9000);
+}
+
+// The code and message come from the first element inside Root, whatever its
+// name; the code reads like atoi, an empty message is null, a negative code
+// stops before the record. A document that is not well formed reads as
+// success without a record.
+TEST_F(ParseTest, FrameReadsCodeAndMessageFromTheFirstElementInRoot)
+{
+    const struct {
+        const char* document;
+        const char* head;
+    } rows[] = {
+        {nullptr, "code=0 msg=(null) record=no"},
+        {"<Root><Result ResultCode=\"-5\" ResultMsg=\"x\"/><Response>",
+         "code=0 msg=(null) record=no"},
+        {"<Root><Status ResultCode=\"-12\" ResultMsg=\"denied\"/><Result ResultCode=\"0\"/>"
+         "<Response><UserID>u</UserID></Response></Root>",
+         "code=-12 msg=denied record=no"},
+        {"<Root><Result ResultCode=\" -7abc\" ResultMsg=\"\"/></Root>",
+         "code=-7 msg=(null) record=no"},
+        {"<Root><Response><UserID>u</UserID></Response></Root>", "code=0 msg=(null) record=yes"},
+        {kOpenAnswer, "code=3 msg=fine & dandy record=yes"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.document != nullptr ? row.document : "(null)");
+        auto result = Result(pavo_parse(
+            row.document, row.document != nullptr ? std::strlen(row.document) : 0,
+            DATATYPE_OPENRESULT));
+        ASSERT_NE(result, nullptr);
+        EXPECT_EQ(std::string("code=") + std::to_string(result->resultcode) + " msg=" +
+                      (result->resultmsg != nullptr ? result->resultmsg : "(null)") +
+                      " record=" + (result->data.ptr != nullptr ? "yes" : "no"),
+                  row.head);
+    }
+}
+
+// Fields are searched forward only: a missing one, or one standing before its
+// predecessor, repeats the text of the field read before it.
+TEST_F(ParseTest, MissingOrMisplacedFieldRepeatsItsPredecessor)
+{
+    auto result = parse(
+        "<Root><Result ResultCode=\"0\"/><Response><UserID>u1</UserID>"
+        "<AccountDesc> d </AccountDesc><Other>x</Other><AAASrvAddress2>b</AAASrvAddress2>"
+        "</Response></Root>",
+        DATATYPE_OPENRESULT);
+    const tpavo_openresponse* open = result->data.openresponse;
+    ASSERT_NE(open, nullptr);
+    EXPECT_EQ(open->serverauthenticator, nullptr);  // first field: nothing before it
+    EXPECT_STREQ(open->userid, "u1");
+    EXPECT_STREQ(open->nickname, "u1");
+    EXPECT_STREQ(open->accountdesc, " d ");   // untrimmed
+    EXPECT_STREQ(open->aaasrvaddress, " d ");
+    EXPECT_STREQ(open->aaasrvaddress2, "b");
+    EXPECT_NE(open->userid, open->nickname);  // each field owns its copy
+
+    auto reversed = parse(
+        "<Root><Result ResultCode=\"0\"/><Response><NickName>n</NickName>"
+        "<UserID>u</UserID></Response></Root>",
+        DATATYPE_OPENRESULT);
+    ASSERT_NE(reversed->data.openresponse, nullptr);
+    EXPECT_STREQ(reversed->data.openresponse->userid, "u");
+    EXPECT_STREQ(reversed->data.openresponse->nickname, "u");
+}
+
+TEST(Atoi64, ReadsLikeAtoiInSixtyFourBits)
+{
+    EXPECT_EQ(_atoi64("  -1234567"), -1234567);
+    EXPECT_EQ(_atoi64("\t\n +42xyz"), 42);
+    EXPECT_EQ(_atoi64("9223372036854775807"), INT64_MAX);
+    EXPECT_EQ(_atoi64("18446744073709551617"), 1);  // 2^64 + 1 wraps
+    EXPECT_EQ(_atoi64("+-5"), 0);
+    EXPECT_EQ(_atoi64("\xb5" "5"), 0);  // a high byte is neither blank nor digit
+    EXPECT_EQ(_atoi64(nullptr), 0);
+}
+
+std::string answer(const std::string& code, const std::string& body)
+{
+    return "<Root><Result ResultCode=\"" + code + "\" ResultMsg=\"ok\"/><Response>" + body +
+           "</Response></Root>";
+}
+
+std::string element(const std::string& name, const std::string& text)
+{
+    return "<" + name + ">" + text + "</" + name + ">";
+}
+
+// Every login field but "SystemTime"; the last address looks like a time on
+// purpose, to show when it is read as one.
+std::string login_body(const std::string& system_time_element)
+{
+    return element("ServerAuthenticator", "sa") + element("UserToken", "tok") +
+           element("UserID", "uid") + element("UserGroup", "grp") + element("UserLevel", "lvl") +
+           element("ValidPoints", "77") + element("ActExpiredDate", "2030-01-01") +
+           element("AAASrvAddress", "aaa") + element("AAASrvAddress2", "aaa2") +
+           element("EpgSrvAddress", "epg") + element("EpgSrvAddress2", "epg2") +
+           element("PlaySrvAddress", "play") + element("PlaySrvAddress2", "play2") +
+           element("UpgradeSrvAddress", "up") + element("UpgradeSrvAddress2", "up2") +
+           element("IMGSrvAddress", "img") + element("ServiceAddress", "svc") +
+           element("DRMSrvAddress", "drm") + element("DRMSrvAddress2", "2011-02-03 04:05:06") +
+           system_time_element;
+}
+
+class AccountAnswer : public ParseTest {
+protected:
+    void SetUp() override
+    {
+        ParseTest::SetUp();
+        setenv("TZ", "UTC0", 1);
+        tzset();
+        g_servertime = 12345;
+    }
+    void TearDown() override
+    {
+        unsetenv("TZ");
+        tzset();
+    }
+};
+
+// Each dump prints every text field of its record, so one comparison shows
+// what was read into each; fields the dump leaves out are checked directly.
+TEST_F(AccountAnswer, EachAnswerKindFillsItsRecordAsItsDumpShows)
+{
+    struct Row {
+        tpavo_datatype datatype;
+        std::string body;
+        std::vector<std::string> lines;  // after "resultcode:0" and "resultmesg:ok"
+    };
+    const Row rows[] = {
+        {DATATYPE_OPENRESULT,
+         element("ServerAuthenticator", "sa") + element("UserID", "u1") +
+             element("NickName", "") + element("AccountDesc", "d") +
+             element("AAASrvAddress", "http://a") + element("AAASrvAddress2", "http://b"),
+         {"serverauthenticator:sa", "userid:u1", "nickname:", "accountdesc:d",
+          "aaasrvaddress:http://a", "aaasrvaddress2:http://b"}},
+        // imgsrvaddress comes before the play addresses; validpoints is not shown.
+        {DATATYPE_LOGINRESULT,
+         login_body(element("SystemTime", "2010-01-02 03:04:05")),
+         {"serverauthenticator:sa", "usertoken:tok", "userid:uid", "usergroup:grp",
+          "userlevel:lvl", "actexpireddate:2030-01-01", "aaasrvaddress:aaa",
+          "aaasrvaddress2:aaa2", "epgsrvaddress:epg", "epgsrvaddress2:epg2",
+          "imgsrvaddress:img", "playsrvaddress:play", "playsrvaddress2:play2",
+          "upgradesrvaddress:up", "upgradesrvaddress2:up2", "serviceaddress:svc",
+          "drmsrvaddress:drm", "drmsrvaddress2:2011-02-03 04:05:06"}},
+        // Points are read like atoi.
+        {DATATYPE_RECHARGERESULT,
+         element("ServerAuthenticator", "sa") + element("ValidPoints", "12abc") +
+             element("ActExpiredDate", ""),
+         {"serverauthenticator:sa", "validpoints:12", "actexpireddate:"}},
+        {DATATYPE_QUERYPLAYURLRESULT,
+         element("PlayURL", "rtsp://h/p?a=1&amp;b=2"),
+         {"playurl:rtsp://h/p?a=1&b=2"}},
+        // The mode is dumped last.
+        {DATATYPE_UPGRADEOSRESULT,
+         element("UpgradeMode", "2") + element("LastedVersion", "1.2") +
+             element("FileURL", "http://f") + element("FileHash", "abcd"),
+         {"lastedversion:1.2", "fileurl:http://f", "filehash:abcd", "upgrademode:2"}},
+        // The resource upgrade reads "UpdateMode", not "UpgradeMode".
+        {DATATYPE_UPGRADERESRESULT,
+         element("UpgradeMode", "9") + element("UpdateMode", "3") +
+             element("LastedVersion", "r5") + element("FileURL", "u") + element("FileHash", "h"),
+         {"lastedversion:r5", "fileurl:u", "filehash:h", "updatemode:3"}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.datatype);
+        auto result = parse(answer("0", row.body), row.datatype);
+        ASSERT_NE(result->data.ptr, nullptr);
+        std::string expected = info_lines({"resultcode:0", "resultmesg:ok"});
+        for (const std::string& line : row.lines)
+            expected += info_lines({line});
+        EXPECT_EQ(dump_of(result), expected);
+    }
+    auto login = parse(answer("0", login_body("")), DATATYPE_LOGINRESULT);
+    ASSERT_NE(login->data.loginresponse, nullptr);
+    EXPECT_EQ(login->data.loginresponse->validpoints, 77);
+    EXPECT_EQ(login->data.loginresponse->forcedupgrade, 0);
+}
+
+// "SystemTime" sets the server clock; without it the field search re-reads
+// the last address (DRMSrvAddress2) as the time; a rejected login leaves the
+// clock alone.
+TEST_F(AccountAnswer, LoginAnswerSetsServerTime)
+{
+    struct Row {
+        const char* code;
+        std::string system_time_element;
+        unsigned long servertime;
+        bool has_record;
+    };
+    const Row rows[] = {
+        {"0", element("SystemTime", "2010-01-02 03:04:05"), 1262401445UL, true},
+        {"0", "", 1296705906UL, true},  // 2011-02-03 04:05:06 UTC
+        {"-1", element("SystemTime", "2010-01-02 03:04:05"), 12345UL, false},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.system_time_element);
+        g_servertime = 12345;
+        auto result = parse(answer(row.code, login_body(row.system_time_element)),
+                            DATATYPE_LOGINRESULT);
+        EXPECT_EQ(result->data.loginresponse != nullptr, row.has_record);
+        EXPECT_EQ(g_servertime, row.servertime);
+    }
+}
+
+// Count 10 is overwritten by the two entries read; HasChild 257 keeps its
+// low eight bits.
+TEST_F(ParseTest, CategoryListKeepsDocumentOrderCountsEntriesAndDumps)
+{
+    auto result = parse(
+        "<Root><Result ResultCode=\"0\" ResultMsg=\"ok\"/>"
+        "<Categorys TotalCount=\"30\" Count=\"10\" PageIndex=\"2\" PageSize=\"10\">"
+        "<Category Code=\"c1\" ParentCode=\"root\" Name=\"One\" Desc=\"d1\" Icon1=\"i1\""
+        " Icon2=\"i2\" BKImage1=\"b1\" BKImage2=\"b2\" HasChild=\"257\" Type=\"4\""
+        " TemplateCode=\"t1\"/>"
+        "<Other Code=\"x\"/><Category Code=\"c3\" Type=\"-2\"/></Categorys></Root>",
+        DATATYPE_CATEGORYLIST);
+    EXPECT_EQ(page_counts(result), "total=30 count=2 page=2 size=10");
+    const tpavo_category* first = result->data.categorylistresponse;
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(first->psubcat, nullptr);
+    EXPECT_EQ(first->pparentcat, nullptr);
+    const std::string banner = "***************category*************";
+    EXPECT_EQ(dump_of(result),
+              info_lines({"resultcode:0", "resultmesg:ok", banner, "code:c1", "parentcode:root",
+                          "name:One", "desc:d1", "icon1:i1", "icon2:i2", "bgimage1:b1",
+                          "bgimage2:b2", "templatecode:t1", "type:4", "haschild:1", banner,
+                          "code:c3", "parentcode:", "name:", "desc:", "icon1:",
+                          "icon2:", "bgimage1:", "bgimage2:", "templatecode:", "type:-2",
+                          "haschild:0"}));
+}
+
+// The schedule dump has no result lines and says "null" in lower case.
+TEST_F(ParseTest, ScheduleListIsReadInsideTheResultElement)
+{
+    auto result = parse(
+        "<Root><Result ResultCode=\"0\" ResultMsg=\"ok\">"
+        "<Schedules TotalCount=\"5\" Count=\"9\" PageIndex=\"1\" PageSize=\"20\">"
+        "<Schedule Name=\"News\" ChannelCode=\"ch1\" Desc=\"d\" StartTime=\"20100101080000\""
+        " EndTime=\"20100101083000\"/><Schedule Name=\"Film\"/></Schedules></Result></Root>",
+        DATATYPE_SCHEDULELIST);
+    EXPECT_EQ(page_counts(result), "total=5 count=2 page=1 size=20");
+    const std::string banner = "**************schedule**************************";
+    EXPECT_EQ(dump_of(result),
+              info_lines({banner, "name:News", "channelcode:ch1", "desc:d",
+                          "starttime:20100101080000", "endtime:20100101083000", banner,
+                          "name:Film", "channelcode:", "desc:", "starttime:", "endtime:"}));
+}
+
+// Walks to the first Program of <Root><Programs>...</Programs></Root>.
+void enter_programs(CMarkup& xml, const char* document)
+{
+    ASSERT_TRUE(xml.SetDoc(document));
+    ASSERT_TRUE(xml.FindElem("Root"));
+    ASSERT_TRUE(xml.IntoElem());
+    ASSERT_TRUE(xml.FindElem("Programs"));
+    ASSERT_TRUE(xml.IntoElem());
+    ASSERT_TRUE(xml.FindElem("Program"));
+}
+
+// AudioType lands in both audio fields; FileSize is 64 bits; flags keep their
+// low eight bits.
+TEST(ParseVideoclip, ReadsEveryClipAttributeAndRestoresPosition)
+{
+    CMarkup xml;
+    enter_programs(xml,
+                   "<Root><Programs><Program Code=\"p1\"><VideoClips>"
+                   "<VideoClip Type=\"1\" VideoCode=\"v1\" EpisodeIndex=\"2\" OrderCode=\"3\""
+                   " Price=\"400\" FileSize=\"4294967297\" Duration=\"01:30:00\" AudioType=\"5\""
+                   " IsDRM=\"1\" CanDownload=\"258\" CanOnlinePlay=\"1\" ScreenFormat=\"6\""
+                   " Captioning=\"7\" BitRateType=\"8\" VideoType=\"9\" Resolution=\"10\"/>"
+                   "<Other/><VideoClip VideoCode=\"v2\"/>"
+                   "</VideoClips></Program><Program Code=\"p2\"/></Programs></Root>");
+    tpavo_videoclip* clips = parse_videoclip(xml);
+    ASSERT_NE(clips, nullptr);
+    EXPECT_EQ(clip_numbers(*clips),
+              "0 1 2 3 400 4294967297 5 7 1 2 1 6 8 9 5 10");
+    EXPECT_STREQ(clips->videocode, "v1");
+    EXPECT_STREQ(clips->duration, "01:30:00");
+    EXPECT_EQ(clips->itemcode, nullptr);
+    ASSERT_NE(clips->next, nullptr);
+    EXPECT_STREQ(clips->next->videocode, "v2");
+    EXPECT_EQ(clips->next->next, nullptr);
+    // Back on the programme, so the caller's next search finds its sibling.
+    EXPECT_EQ(xml.GetAttrib("Code"), "p1");
+    EXPECT_TRUE(xml.FindElem("Program"));
+    EXPECT_EQ(xml.GetAttrib("Code"), "p2");
+    pavo_freevideoclip(clips);
+}
+
+
+// Items: p2, ch1, p2 again, an unmatched code, type 3, no code.
+const char kItemAnswer[] =
+    "<Root><Result ResultCode=\"0\" ResultMsg=\"ok\"/>"
+    "<Programee TotalCount=\"9\" Count=\"1\" PageIndex=\"1\" PageSize=\"6\">"
+    "<Item Type=\"1\" Code=\"p2\" Flag=\"5\"/><Item Type=\"2\" Code=\"ch1\"/>"
+    "<Item Type=\"1\" Code=\"p2\" Name=\"again\"/><Item Type=\"1\" Code=\"nomatch\"/>"
+    "<Item Type=\"3\" Code=\"s1\"/><Item Type=\"1\" Name=\"codeless\"/>"
+    "</Programee><Programs>"
+    "<Program Code=\"p1\" Name=\"first\"><VideoClips><VideoClip VideoCode=\"v1\"/></VideoClips>"
+    "</Program>"
+    "<Program Code=\"p2\" Name=\"second\" Type=\"1\" EpisodeNum=\"12\" Status=\"3\"><VideoClips>"
+    "<VideoClip Type=\"1\" VideoCode=\"v21\" FileSize=\"4294967297\" AudioType=\"2\""
+    " CanDownload=\"257\" BitRateType=\"4\"/>"
+    "<VideoClip VideoCode=\"v22\"/></VideoClips></Program></Programs>"
+    "<Channels><Channel Code=\"ch1\" Type=\"2\" TimeShiftDuration=\"3600\"><VideoClips>"
+    "<VideoClip VideoCode=\"live\"/></VideoClips></Channel></Channels></Root>";
+
+const tpavo_item* item_at(const Result& result, int index)
+{
+    const tpavo_item* item = result->data.itemlistresponse;
+    for (int i = 0; i < index && item != nullptr; ++i)
+        item = item->next;
+    return item;
+}
+
+TEST_F(ParseTest, ItemsAreReadInOrderAndCounted)
+{
+    auto result = parse(kItemAnswer, DATATYPE_ITEMLIST);
+    EXPECT_EQ(page_counts(result), "total=9 count=6 page=1 size=6");
+    ASSERT_NE(item_at(result, 5), nullptr);
+    EXPECT_EQ(item_at(result, 0)->flag, 5);
+    EXPECT_STREQ(item_at(result, 2)->name, "again");
+    EXPECT_STREQ(item_at(result, 5)->name, "codeless");
+}
+
+// The text fields of programmes and channels show in the dump test below.
+TEST_F(ParseTest, ItemsGetCopiesOfTheirProgrammeOrChannelWithClips)
+{
+    auto result = parse(kItemAnswer, DATATYPE_ITEMLIST);
+    const tpavo_program* program = item_at(result, 0)->detail.program;
+    ASSERT_NE(program, nullptr);
+    EXPECT_EQ(program->episodenum, 12);
+    EXPECT_EQ(program->status, 3);
+    EXPECT_EQ(program->next, nullptr);  // the other programme is not carried along
+    const tpavo_videoclip* clip = program->pvideoclip;
+    ASSERT_NE(clip, nullptr);
+    EXPECT_STREQ(clip->videocode, "v21");
+    // The copy drops the bit-rate type.
+    EXPECT_EQ(clip_numbers(*clip),
+              "0 1 0 0 0 4294967297 2 0 0 1 0 0 0 0 2 0");
+    ASSERT_NE(clip->next, nullptr);
+    EXPECT_STREQ(clip->next->videocode, "v22");
+
+    const tpavo_channel* channel = item_at(result, 1)->detail.channel;
+    ASSERT_NE(channel, nullptr);
+    EXPECT_EQ(channel->timeshiftduration, 3600);
+    EXPECT_STREQ(channel->pvideoclip->videocode, "live");
+}
+
+// An unmatched code is silent; another type and a missing code are logged.
+TEST_F(ParseTest, UnmatchedUnknownAndCodelessItemsKeepNullDetail)
+{
+    Result result;
+    std::string out = captured_stdout([&] { result = parse(kItemAnswer, DATATYPE_ITEMLIST); });
+    EXPECT_EQ(item_at(result, 3)->detail.ptr, nullptr);
+    EXPECT_EQ(item_at(result, 4)->detail.ptr, nullptr);
+    EXPECT_EQ(item_at(result, 5)->detail.ptr, nullptr);
+    EXPECT_EQ(out, info_lines({"unknow item type:3",
+                               "item code is null,invalid,please contact platform support"}));
+
+    // Without a Type the item is of unknown type 0; without sections nothing matches.
+    out = captured_stdout([&] {
+        result = parse(
+            "<Root><Result ResultCode=\"0\"/><Programee><Item Code=\"x\"/>"
+            "<Item Type=\"1\" Code=\"p1\"/><Item Type=\"2\" Code=\"c1\"/></Programee></Root>",
+            DATATYPE_ITEMLIST);
+    });
+    EXPECT_EQ(item_at(result, 1)->detail.ptr, nullptr);
+    EXPECT_EQ(out, info_lines({"unknow item type:0"}));
+}
+
+TEST_F(ParseTest, ProgramWithoutChildrenEndsItsSectionAndHidesChannels)
+{
+    auto result = parse(
+        "<Root><Result ResultCode=\"0\"/>"
+        "<Programee><Item Type=\"1\" Code=\"p1\"/><Item Type=\"1\" Code=\"p2\"/>"
+        "<Item Type=\"2\" Code=\"ch1\"/></Programee>"
+        "<Programs><Program Code=\"p1\" Name=\"bare\"/>"
+        "<Program Code=\"p2\"><VideoClips/></Program></Programs>"
+        "<Channels><Channel Code=\"ch1\"><VideoClips/></Channel></Channels></Root>",
+        DATATYPE_ITEMLIST);
+    ASSERT_EQ(result->datacount, 3);
+    const tpavo_program* bare = item_at(result, 0)->detail.program;
+    ASSERT_NE(bare, nullptr);
+    EXPECT_STREQ(bare->name, "bare");
+    EXPECT_EQ(bare->pvideoclip, nullptr);
+    EXPECT_EQ(item_at(result, 1)->detail.ptr, nullptr);
+    EXPECT_EQ(item_at(result, 2)->detail.ptr, nullptr);
+}
+
+// Every text attribute of items, programmes and channels is distinct here, so
+// the dump shows where each was read into.
+TEST_F(ParseTest, ItemListDumpPrintsItemsWithTheirDetails)
+{
+    auto result = parse(
+        "<Root><Result ResultCode=\"0\"/><Programee>"
+        "<Item Type=\"1\" Code=\"p\" ParentCode=\"cat\" Name=\"N\" StartTime=\"s\" EndTime=\"e\""
+        " Desc=\"d\" Icon1=\"i1\" Icon2=\"i2\" Summary=\"sum\" Flag=\"9\"/>"
+        "<Item Type=\"2\" Code=\"c\"/></Programee>"
+        "<Programs><Program Code=\"p\" Name=\"PN\" Actor=\"a\" Director=\"dr\" Region=\"r\""
+        " Language=\"l\" ProgramType=\"pt\" Keywords=\"k\" RatingLevel=\"rl\" Desc=\"pd\""
+        " SmallImage1=\"s1\" SmallImage2=\"s2\" BigImage1=\"b1\" BigImage2=\"b2\"><VideoClips>"
+        "<VideoClip VideoCode=\"v\" Duration=\"9\"/></VideoClips></Program></Programs>"
+        "<Channels><Channel Code=\"c\" Name=\"one\" Desc=\"cd\" Icon1=\"ci1\" Icon2=\"ci2\""
+        " BKImage1=\"bk1\" BKImage2=\"bk2\"><VideoClips/></Channel></Channels></Root>",
+        DATATYPE_ITEMLIST);
+    const std::string begin = "*********************Begin Item**********************";
+    const std::string end = "*********************End Item**********************";
+    EXPECT_EQ(
+        dump_of(result),
+        info_lines({begin, "code:p", "parentcode:cat", "name:N", "starttime:s", "endtime:e",
+                    "desc:d", "icon1:i1", "icon2:i2", "summary:sum",
+                    "***************program**********************", "code:p", "name:PN",
+                    "actor:a", "director:dr", "region:r", "language:l", "programtype:pt",
+                    "keywords:k", "ratinglevel:rl", "desc:pd", "smallimage1:s1",
+                    "smallimage2:s2", "bigimage1:b1", "bigimage2:b2",
+                    "**************videoclip********************", "itemcode:", "itemtype:0",
+                    "videocode:v", "duration:9", end,
+                    begin, "code:c", "parentcode:", "name:", "starttime:", "endtime:", "desc:",
+                    "icon1:", "icon2:", "summary:",
+                    "********************channel****************", "code:c", "name:one",
+                    "desc:cd", "icon1:ci1", "icon2:ci2", "bkimage1:bk1", "bkimage2:bk2", end}));
+}
+
+}  // namespace
