@@ -108,12 +108,6 @@ TEST(Digest, FilesDigestInChunksAndReportFailures)
     EXPECT_EQ(hex_of(rc, 4), most_significant_first);
     std::fclose(f);
 
-    f = std::fopen(dir.file("data").c_str(), "w");   // write-only: the first read fails
-    ::testing::internal::CaptureStderr();
-    EXPECT_EQ(Crc32_ComputeFile(f, &crc), -1);
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "error reading file\n");
-    EXPECT_EQ(crc, 0ul);
-    std::fclose(f);
 }
 
 // The IEEE check value, chained over every split.

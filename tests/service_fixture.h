@@ -19,8 +19,6 @@
 
 namespace pavo_test {
 
-inline constexpr const char* kChipProfile = "CHIP/1.0";
-inline constexpr const char* kClientProfile = "TEST/1.0";
 
 // Letters and digits as they are, every other byte %XY: what the platform expects of
 // ASCII text, written here independently of the library's encoder.
@@ -132,22 +130,16 @@ protected:
     {
         SimSuite::SetUp();
         workdir_ = std::make_unique<TempDir>();
-        write_korix_conf(workdir_->path(), conf_entries());
+        write_korix_conf(workdir_->path(), {{"openurl", sim_->open_url()}, {"logmode", "1"}});
         start_library();
     }
 
     void TearDown() override { pavo_cleanup(); }
 
-    // The korix.conf of the test's working directory.
-    virtual ConfEntries conf_entries() const
-    {
-        return {{"openurl", sim_->open_url()}, {"logmode", "1"}};
-    }
-
     void start_library()
     {
         std::string oem = kSimOem, type = kSimTerminalType, device = kSimDevice;
-        std::string chip = kChipProfile, client = kClientProfile, dir = workdir_->path();
+        std::string chip = "CHIP/1.0", client = "TEST/1.0", dir = workdir_->path();
         pavo_init_param param = {};
         param.oem_name = oem.data();
         param.terminal_type = type.data();
@@ -192,10 +184,7 @@ public:
         return ip;
     }
 
-    static std::string tvprofile()
-    {
-        return std::string(kChipProfile) + ";" + kClientProfile + ";KORIXOS/1001";
-    }
+    static std::string tvprofile() { return "CHIP/1.0;TEST/1.0;KORIXOS/1001"; }
 
     // UserID, UserGroup, TVProfile, UserToken of the live session, encoded.
     static FormPairs session_four()
@@ -206,10 +195,7 @@ public:
                 {"UserToken", form_encoded(property("usertoken"))}};
     }
 
-    static std::pair<std::string, std::string> ip_pair()
-    {
-        return {"IP", form_encoded(terminal_ip())};
-    }
+    static std::pair<std::string, std::string> ip_pair() { return {"IP", form_encoded(terminal_ip())}; }
 
     // The one request the simulator received since the record was last cleared.
     static SimRequest only_request()

@@ -40,17 +40,12 @@ std::string read_first_line(int fd) {
     }
 }
 
-std::string decimal(int value) {
-    return std::to_string(value);
-}
-
 }  // namespace
 
-PlatformSim::PlatformSim(const std::vector<std::string>& extra_args) {
+PlatformSim::PlatformSim() {
 #if defined(PAVO_SIM_PATH) && defined(PAVO_SIM_DATA)
     std::vector<std::string> args = {PAVO_SIM_PATH, "--port",  "0",      "--data",
                                      PAVO_SIM_DATA, "--clock", kSimClock};
-    args.insert(args.end(), extra_args.begin(), extra_args.end());
     std::vector<char*> argv;
     for (std::string& arg : args) argv.push_back(arg.data());
     argv.push_back(nullptr);
@@ -83,7 +78,6 @@ PlatformSim::PlatformSim(const std::vector<std::string>& extra_args) {
     base_url_ = line;
     port_ = std::atoi(line.c_str() + prefix.size());
 #else
-    (void)extra_args;
     throw std::runtime_error("the platform simulator is not built (PAVO_BUILD_TOOLS)");
 #endif
 }
@@ -153,14 +147,10 @@ void PlatformSim::clear_requests() const {
 
 void PlatformSim::set_fault(const std::string& path, int status, int delay_ms, bool close) const {
     httplib::Params params{{"path", path},
-                           {"status", decimal(status)},
-                           {"delay_ms", decimal(delay_ms)},
+                           {"status", std::to_string(status)},
+                           {"delay_ms", std::to_string(delay_ms)},
                            {"close", close ? "1" : "0"}};
     control("POST", httplib::append_query_params("/_control/fault", params));
-}
-
-void PlatformSim::clear_faults() const {
-    control("POST", "/_control/faults/clear");
 }
 
 void PlatformSim::set_answer(const std::string& path, const std::string& body) const {
@@ -176,12 +166,6 @@ void write_korix_conf(const std::string& dir, const ConfEntries& entries) {
     conf << "[system]\n";
     for (const auto& [key, value] : entries) conf << key << "=" << value << "\n";
     if (!conf) throw std::runtime_error("cannot write korix.conf in " + dir);
-}
-
-SimWorkDir::SimWorkDir(const PlatformSim& sim, const ConfEntries& extra) {
-    ConfEntries entries = {{"openurl", sim.open_url()}, {"logmode", "1"}};
-    entries.insert(entries.end(), extra.begin(), extra.end());
-    write_korix_conf(path(), entries);
 }
 
 }  // namespace pavo_test

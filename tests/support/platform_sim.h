@@ -31,19 +31,17 @@ struct SimRequest {
 
 class PlatformSim {
 public:
-    // Starts the simulator on port 0 with the data folder of the source tree, a fixed clock
-    // (kSimClock) and `extra_args` appended. Throws std::runtime_error when it does not
-    // announce its address within ten seconds. Create it on a thread that outlives it: the
-    // simulator is told to stop when the thread that started it ends.
-    explicit PlatformSim(const std::vector<std::string>& extra_args = {});
+    // Starts the simulator on port 0 with the data folder of the source tree and a fixed clock
+    // (kSimClock). Throws std::runtime_error when it does not announce its address within ten
+    // seconds. Create it on a thread that outlives it: the simulator is told to stop when the
+    // thread that started it ends.
+    PlatformSim();
     ~PlatformSim();
     PlatformSim(const PlatformSim&) = delete;
     PlatformSim& operator=(const PlatformSim&) = delete;
 
     // "http://127.0.0.1:<port>", the first line the simulator printed.
     const std::string& base_url() const { return base_url_; }
-    int port() const { return port_; }
-    pid_t pid() const { return pid_; }
     // The "openurl" of a terminal using this simulator (default open path).
     std::string open_url() const { return base_url_ + "/Open"; }
 
@@ -53,7 +51,6 @@ public:
     // Every later request of `path`: wait delay_ms, then close the connection without an
     // answer (close), or answer with HTTP `status`, or answer normally (status 0).
     void set_fault(const std::string& path, int status, int delay_ms = 0, bool close = false) const;
-    void clear_faults() const;
     // The next answer on `path` is `body` instead of the platform's (queued, first in first out).
     void set_answer(const std::string& path, const std::string& body) const;
     // Requests, faults and queued answers cleared; accounts and sessions as at start.
@@ -77,12 +74,5 @@ using ConfEntries = std::vector<std::pair<std::string, std::string>>;
 // Writes `dir`/korix.conf: "[system]" and one "key=value" line per entry, in order. The
 // library matches keys by prefix, so list "aaasrvaddress2" before "aaasrvaddress".
 void write_korix_conf(const std::string& dir, const ConfEntries& entries);
-
-// A temporary working directory whose korix.conf points "openurl" at the simulator, with
-// console logging and `extra` entries after those.
-class SimWorkDir : public ::TempDir {
-public:
-    explicit SimWorkDir(const PlatformSim& sim, const ConfEntries& extra = {});
-};
 
 }  // namespace pavo_test
