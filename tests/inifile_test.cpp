@@ -65,6 +65,7 @@ TEST_F(IniFile, NamesMatchByTheFilesPrefixAndCommentsAreSkipped)
         {";userid=1\n[system]\n;userid=2\n=userid\nnoequals\nuserid=3\n[next]\nk=v\n", "system",
          "userid", "3"},
         {"[system]\n;userid=1\n[other]\nuserid=2\n", "system", "userid", nullptr},
+        {"[system]\n;userid=1\n", "system", ";userid", nullptr},   // a comment is no key
         {"[system]\na=1\n[other]\n[system]\nuserid=5\n", "system", "userid", "5"},  // namesake
     };
     for (const auto& c : cases) {
