@@ -2,21 +2,17 @@
 // POST body on the wire, the answer in memory or in a file, the outcome codes
 // of refused connections, error statuses and refused URLs, phase 4, and the
 // release of a job whose post is refused.
-#include <gtest/gtest.h>
-
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstring>
-#include <memory>
 #include <string>
 
 #include "parse/pavo_parse_frame.h"
-#include "service/pavo_global.h"
 #include "service/pavo_upload.h"
-#include "support/platform_sim.h"
+#include "service_fixture.h"
 
 namespace {
 
@@ -45,40 +41,27 @@ int refused_port()
     return ntohs(address.sin_port);
 }
 
-// One simulator per program; per test a directory whose korix.conf sends the
-// information log to pavo.log there.
-class Pipeline : public ::testing::Test {
+// The library started against the simulator, its log on the console.
+class Pipeline : public pavo_test::ServiceTest {
 protected:
-    static void SetUpTestSuite() { sim_ = std::make_unique<pavo_test::PlatformSim>(); }
-    static void TearDownTestSuite() { sim_.reset(); }
-    void SetUp() override
-    {
-        sim_->reset();
-        pavo_test::write_korix_conf(dir_.path(), {{"logmode", "3"}, {"logdirectory", dir_.path()}});
-        pavo_init_param param{};
-        param.workdirectory = const_cast<char*>(dir_.path().c_str());
-        ASSERT_EQ(pavo_init(&param), PAVO_STATUS_SUCCESS);
-    }
-    void TearDown() override { pavo_cleanup(); }
-
     static std::string url(const std::string& path) { return sim_->base_url() + path; }
-    std::string log_text() const
-    {
-        fflush(g_pavo_env.logfileptr);
-        return read_file(dir_.file("pavo.log"));
-    }
 
-    static Transfer post(const char* target, const char* body,
+    // Runs the transfer; `log` receives what it logged.
+    static Transfer post(const char* target, const char* body, std::string* log = nullptr,
                          tpavo_storetype storetype = STORETYPE_MEM,
                          const char* localpath = nullptr, int phase = 0)
     {
         Transfer transfer;
         int sentinel = 0;
         void* answer = &sentinel;
+        testing::internal::CaptureStdout();
         transfer.result = pavo_addhttpjob(
             storetype, localpath, PAVO_CALLBACK_AAA, phase, 1, EPAVO_LOGIN, EPAVO_SCOPE_REQUEST,
             target, body, static_cast<int>(strlen(body)), &answer, &transfer.answersize,
             &transfer.httpecode, &transfer.httpretcode);
+        std::string printed = testing::internal::GetCapturedStdout();
+        if (log != nullptr)
+            *log = printed;
         EXPECT_NE(answer, &sentinel) << "the answer pointer is always reset";
         if (answer != nullptr) {
             transfer.block_returned = true;
@@ -89,12 +72,7 @@ protected:
         }
         return transfer;
     }
-
-    static std::unique_ptr<pavo_test::PlatformSim> sim_;
-    TempDir dir_;
 };
-
-std::unique_ptr<pavo_test::PlatformSim> Pipeline::sim_;
 
 // The body goes out byte for byte and is logged with the address; the
 // answer keeps its size across NUL bytes; phase 4 keeps no answer.
@@ -104,17 +82,18 @@ TEST_F(Pipeline, PostBodyArrivesByteForByteAndAnswerKeepsItsSize)
     const std::string answer("<R\0o\0t/>", 8);
     const std::string target = url("/Service/Echo");
     sim_->set_answer("/Service/Echo", answer);
-    Transfer transfer = post(target.c_str(), body.c_str());
+    std::string log;
+    Transfer transfer = post(target.c_str(), body.c_str(), &log);
     EXPECT_EQ(transfer.result, 0);
     EXPECT_EQ(transfer.answer, answer);
     EXPECT_EQ(transfer.httpecode, kUntouchedCode) << "success leaves the code alone";
     ASSERT_EQ(sim_->requests().size(), 1u);
     EXPECT_EQ(sim_->requests()[0].body, body);
-    EXPECT_NE(log_text().find("post url data:" + body + "\r\nphase=0, pavo_upload url=" +
-                              target + " \r\n"),
-              std::string::npos);
+    EXPECT_NE(log.find("post url data:" + body + "\r\n\033[0m\033[1;32mphase=0, pavo_upload url=" +
+                       target + " \r\n"),
+              std::string::npos) << log;
     sim_->set_answer("/Service/Echo", answer);
-    transfer = post(target.c_str(), "", STORETYPE_MEM, nullptr, PAVO_PHASE_NOBUFFER);
+    transfer = post(target.c_str(), "", nullptr, STORETYPE_MEM, nullptr, PAVO_PHASE_NOBUFFER);
     EXPECT_EQ(transfer.result, 0);
     EXPECT_EQ(transfer.answersize, 0u);
 }
@@ -136,33 +115,35 @@ TEST_F(Pipeline, FailedTransferReportsCurlCodeOrStatus)
         {url("/Service/Broken"), kUntouchedCode, 500},
         {"", kUntouchedCode, -1},
     };
+    std::string log, all;
     for (const auto& c : cases) {
-        Transfer transfer = post(c.target.c_str(), "k=v&");
+        Transfer transfer = post(c.target.c_str(), "k=v&", &log);
+        all += log;
         EXPECT_EQ(transfer.result, -1) << c.target;
         EXPECT_EQ(transfer.httpecode, c.httpecode) << c.target;
         EXPECT_EQ(transfer.httpretcode, c.httpretcode) << c.target;
         EXPECT_EQ(transfer.block_returned, c.httpretcode != -1) << c.target;
     }
-    EXPECT_NE(log_text().find("Curl told us error 7 \r\n"), std::string::npos);
+    EXPECT_NE(all.find("Curl told us error 7 \r\n"), std::string::npos) << all;
 }
 
 // A file store truncates an older file; an error status leaves it alone. A
 // path that cannot be opened still reports success (the open is not checked).
 TEST_F(Pipeline, FileStoreWritesExactBodyOverAnOlderFile)
 {
-    const std::string target = dir_.file("download.bin");
+    const std::string target = workdir_->file("download.bin");
     write_file(target, std::string(1000, 'z'));
     const std::string body("new\0body\xff", 9);
     sim_->set_answer("/files/x", body);
-    Transfer transfer = post(url("/files/x").c_str(), "", STORETYPE_FILE, target.c_str());
+    Transfer transfer = post(url("/files/x").c_str(), "", nullptr, STORETYPE_FILE, target.c_str());
     EXPECT_EQ(transfer.result, 0);
     EXPECT_EQ(read_file(target), body);
     EXPECT_FALSE(transfer.block_returned) << "a file request returns nothing in memory";
-    EXPECT_EQ(post(url("/files/none").c_str(), "", STORETYPE_FILE, target.c_str()).result, -1);
+    EXPECT_EQ(post(url("/files/none").c_str(), "", nullptr, STORETYPE_FILE, target.c_str()).result, -1);
     EXPECT_EQ(read_file(target), body);
-    const std::string unopenable = dir_.file("no-such-dir/download.bin");
+    const std::string unopenable = workdir_->file("no-such-dir/download.bin");
     sim_->set_answer("/files/x", body);
-    EXPECT_EQ(post(url("/files/x").c_str(), "", STORETYPE_FILE, unopenable.c_str()).result, 0);
+    EXPECT_EQ(post(url("/files/x").c_str(), "", nullptr, STORETYPE_FILE, unopenable.c_str()).result, 0);
 }
 
 // In synchronous mode the queue refuses the post; the job and its answer are
