@@ -1,11 +1,11 @@
-// The authenticator and the triple-DES string cipher against OpenSSL's EVP
-// des-ede3-ecb as an independent path, and the hex helpers.
+// The triple-DES string cipher against OpenSSL's EVP des-ede3-ecb as an
+// independent path, and the hex helpers. The authenticator built on it is
+// deciphered the same way in service_requests_test.
 #include <gtest/gtest.h>
 
 #include <openssl/evp.h>
 
 #include <cstring>
-#include <ctime>
 #include <string>
 #include <vector>
 
@@ -118,31 +118,3 @@ TEST(HexHelpers, UpperCaseAtMost511BytesAndStrtolsOwnReading)
     }
 }
 
-// Random, user, terminal id, IP, business field, local time stamp, "Korix":
-// the terminal id before the IP, unlike the arguments; source logged first.
-TEST(Authenticator, SixFieldsInOrderThenKorixLoggedBeforeTheCipher)
-{
-    pavo_setlogmode(1);
-    std::vector<char> out(8192);
-    std::time_t now = std::time(nullptr);
-    ::testing::internal::CaptureStdout();
-    pavo_createauthenticator(out.data(), CRYPTMODE_3DES, kDigestKey.c_str(), "u1001", "10.0.0.5",
-                             "TV0001", nullptr);
-    std::string log = ::testing::internal::GetCapturedStdout();
-    std::string hex = out.data();
-    Bytes cipher;
-    for (size_t i = 0; i + 1 < hex.size(); i += 2)
-        cipher.push_back(static_cast<unsigned char>(std::stoul(hex.substr(i, 2), nullptr, 16)));
-    Bytes plain = evp_3des(kDigestKey, cipher, false);
-    ASSERT_FALSE(plain.empty());
-    std::string source(plain.begin(), plain.end() - plain.back());
-    char stamp[32];
-    struct tm local;
-    std::strftime(stamp, sizeof stamp, "%Y%m%d%H", localtime_r(&now, &local));
-    size_t random_end = source.find('$');
-    EXPECT_EQ(source.substr(random_end), std::string("$u1001$TV0001$10.0.0.5$$") + stamp +
-                                             source.substr(random_end + 34, 4) + "$Korix");
-    size_t at_source = log.find("authenticator source:" + source + "\r\n");
-    EXPECT_NE(at_source, std::string::npos) << log;
-    EXPECT_GT(log.find("\r\n" + hex + "\r\n"), at_source);
-}
