@@ -1,7 +1,9 @@
 // Tests of the service requests against the platform simulator: the form encoder, exact
 // URLs and bodies as the simulator recorded them, state refusals, the authenticators
-// deciphered with the platform's keys, the login write-back and the last result.
+// deciphered with the platform's keys, the login write-back and the last result; the
+// upgrade offer, the status report, downloads in any state and the server clock.
 #include <string.h>
+#include <sys/time.h>
 
 #include <functional>
 #include <string>
@@ -273,6 +275,73 @@ TEST_F(ServiceRequests, QueryStatusOpensOnlyWithAUserIdAndSendsNothing)
     EXPECT_EQ(pavo_query_status(), PAVO_STATUS_SUCCESS);
     EXPECT_EQ(pavo_getstate(), PAVO_STATE_OPENED);
     EXPECT_TRUE(sim_->requests().empty());
+}
+
+// ---------------------------------------------------------- maintenance
+
+using Maintenance = ServiceTest;
+
+std::string sim_file(const std::string& name)
+{
+    return read_file(std::string(PAVO_SIM_DATA) + "/files/" + name);
+}
+
+// The server clock is the platform's, learnt at login.
+TEST_F(Maintenance, ServerTimeIsThePlatformClockAfterLogin)
+{
+    struct timeval tv = {99, 777};
+    open_and_login();
+    ASSERT_EQ(pavo_get_time(&tv), 0);
+    EXPECT_EQ(static_cast<unsigned long>(tv.tv_sec), pavo_nsecstr2ulong(kSimClock));
+    EXPECT_EQ(tv.tv_usec, 777);
+}
+
+// The status report, answered or not, shows only in its return value.
+TEST_F(Maintenance, UpgradeAnswersOfferTheirFilesAndTheReportKeepsTheLastResult)
+{
+    open_and_login();
+    ASSERT_EQ(pavo_upgradeos(2), PAVO_STATUS_SUCCESS);
+    tpavo_result* result = successful_result(DATATYPE_UPGRADEOSRESULT);
+    ASSERT_NE(result, nullptr);
+    const tpavo_upgradeosresponse* os = result->data.upgradeosresponse;
+    ASSERT_NE(os, nullptr);
+    EXPECT_EQ(os->upgrademode, 1);
+    EXPECT_EQ(std::string(os->fileurl), sim_->base_url() + "/files/pavo-os-2.1.0.img");
+    EXPECT_EQ(std::string(os->filehash), sha1_text(sim_file("pavo-os-2.1.0.img")));
+
+    sim_->set_fault("/Service/Report", 503);
+    EXPECT_EQ(pavo_statusreport(4), PAVO_STATUS_FAILURE);
+    EXPECT_EQ(pavo_getresult(), result);
+}
+
+TEST_F(Maintenance, DownloadBeforeOpeningWritesTheExactBytes)
+{
+    ASSERT_EQ(pavo_getstate(), PAVO_STATE_INITED);
+    const std::string target = workdir_->file("skin.res");
+    const std::string url = sim_->base_url() + "/files/skin-2026.01.res";
+    ASSERT_EQ(pavo_downloadresource(5, url.c_str(), target.c_str()), PAVO_STATUS_SUCCESS);
+    EXPECT_EQ(read_file(target), sim_file("skin-2026.01.res"));
+
+    EXPECT_EQ(only_request().body, "");
+    ASSERT_NE(successful_result(DATATYPE_NORMAL), nullptr);
+}
+
+// A missing file, an unreachable address and null arguments: failure, no file, the last
+// result kept; null arguments send nothing at all.
+TEST_F(Maintenance, FailedDownloadWritesNoFileAndStoresNothing)
+{
+    tpavo_result* marker = store_marker_result();
+    const std::string missing = sim_->base_url() + "/files/no-such-file";
+    const std::string target = workdir_->file("x");
+    const char* const cases[][2] = {{missing.c_str(), target.c_str()},
+                                    {nullptr, target.c_str()}};
+    for (const auto& [url, path] : cases) {
+        SCOPED_TRACE(url ? url : "(null url)");
+        EXPECT_EQ(pavo_downloadresource(5, url, path), PAVO_STATUS_FAILURE);
+        EXPECT_FALSE(file_exists(target));
+        EXPECT_EQ(pavo_getresult(), marker);
+    }
+    EXPECT_EQ(sim_->requests().size(), 1u) << "only the missing file was asked for";
 }
 
 }  // namespace
