@@ -335,7 +335,7 @@ TEST(ParseVideoclip, ReadsEveryClipAttributeAndRestoresPosition)
 
 
 // Items: p22, ch1, p22 again, an unmatched code, type 3, no code. Codes are
-// compared whole: p21 shares the first three characters.
+// compared whole: p220 shares the first three characters.
 const char kItemAnswer[] =
     "<Root><Result ResultCode=\"0\" ResultMsg=\"ok\"/>"
     "<Programee TotalCount=\"9\" Count=\"1\" PageIndex=\"1\" PageSize=\"6\">"
@@ -343,7 +343,7 @@ const char kItemAnswer[] =
     "<Item Type=\"1\" Code=\"p22\" Name=\"again\"/><Item Type=\"1\" Code=\"nomatch\"/>"
     "<Item Type=\"3\" Code=\"s1\"/><Item Type=\"1\" Name=\"codeless\"/>"
     "</Programee><Programs>"
-    "<Program Code=\"p21\" Name=\"first\"><VideoClips><VideoClip VideoCode=\"v1\"/></VideoClips>"
+    "<Program Code=\"p220\" Name=\"first\"><VideoClips><VideoClip VideoCode=\"v1\"/></VideoClips>"
     "</Program>"
     "<Program Code=\"p22\" Name=\"second\" Type=\"1\" EpisodeNum=\"12\" Status=\"3\"><VideoClips>"
     "<VideoClip Type=\"1\" VideoCode=\"v21\" FileSize=\"4294967297\" AudioType=\"2\""
