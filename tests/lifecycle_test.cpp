@@ -91,22 +91,6 @@ TEST_F(Lifecycle, TvidPadsAndCutsEachPartAndCopiesInitStringsLiterally)
     }
 }
 
-TEST_F(Lifecycle, ConfigTextKeysAreReadAndSessionValuesOfTheRunBeforeCleared)
-{
-    ASSERT_EQ(start(), PAVO_STATUS_SUCCESS);
-    snprintf(g_pavo_env.usertoken, sizeof g_pavo_env.usertoken, "token");
-    snprintf(g_pavo_env.epgsrvaddress, sizeof g_pavo_env.epgsrvaddress, "http://epg");
-    pavo_cleanup();
-
-    write_conf("openurl=http://open/Open\naaasrvaddress2=http://aaa2\naaasrvaddress=http://aaa\n");
-    ASSERT_EQ(start(), PAVO_STATUS_SUCCESS);
-    EXPECT_STREQ(g_pavo_env.usertoken, "");
-    EXPECT_STREQ(g_pavo_env.epgsrvaddress, "");
-    EXPECT_STREQ(g_pavo_env.openurl, "http://open/Open");
-    EXPECT_STREQ(g_pavo_env.aaasrvaddress, "http://aaa");
-    EXPECT_STREQ(g_pavo_env.aaasrvaddress2, "http://aaa2");
-}
-
 TEST_F(Lifecycle, QueueSizeIsAtLeastOneHundredAndLogModeZeroOrAbsentMeansConsole)
 {
     int tpavo_env::*queue = &tpavo_env::msgqueuesize;
