@@ -153,6 +153,10 @@ void PlatformSim::set_fault(const std::string& path, int status, int delay_ms, b
     control("POST", httplib::append_query_params("/_control/fault", params));
 }
 
+void PlatformSim::clear_faults() const {
+    control("POST", "/_control/faults/clear");
+}
+
 void PlatformSim::set_answer(const std::string& path, const std::string& body) const {
     control("POST", httplib::append_query_params("/_control/answer", {{"path", path}}), body);
 }
@@ -166,6 +170,10 @@ void write_korix_conf(const std::string& dir, const ConfEntries& entries) {
     conf << "[system]\n";
     for (const auto& [key, value] : entries) conf << key << "=" << value << "\n";
     if (!conf) throw std::runtime_error("cannot write korix.conf in " + dir);
+}
+
+SimWorkDir::SimWorkDir(const PlatformSim& sim) {
+    write_korix_conf(path(), {{"openurl", sim.open_url()}, {"logmode", "1"}});
 }
 
 }  // namespace pavo_test

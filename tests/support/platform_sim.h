@@ -51,6 +51,7 @@ public:
     // Every later request of `path`: wait delay_ms, then close the connection without an
     // answer (close), or answer with HTTP `status`, or answer normally (status 0).
     void set_fault(const std::string& path, int status, int delay_ms = 0, bool close = false) const;
+    void clear_faults() const;
     // The next answer on `path` is `body` instead of the platform's (queued, first in first out).
     void set_answer(const std::string& path, const std::string& body) const;
     // Requests, faults and queued answers cleared; accounts and sessions as at start.
@@ -74,5 +75,12 @@ using ConfEntries = std::vector<std::pair<std::string, std::string>>;
 // Writes `dir`/korix.conf: "[system]" and one "key=value" line per entry, in order. The
 // library matches keys by prefix, so list "aaasrvaddress2" before "aaasrvaddress".
 void write_korix_conf(const std::string& dir, const ConfEntries& entries);
+
+// A temporary working directory whose korix.conf points "openurl" at the simulator, with
+// console logging.
+class SimWorkDir : public ::TempDir {
+public:
+    explicit SimWorkDir(const PlatformSim& sim);
+};
 
 }  // namespace pavo_test
