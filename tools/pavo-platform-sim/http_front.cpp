@@ -79,10 +79,13 @@ void answer_text(httplib::Response& response, int status, const std::string& tex
 
 }  // namespace
 
-HttpFront::HttpFront(bool verbose) {
-    // One request per connection: the terminal never reuses one, and an idle kept-alive
-    // connection would hold up shutdown.
-    server_.set_keep_alive_max_count(1);
+HttpFront::HttpFront(bool verbose, const ConnectionOptions& connections)
+    : owned_server_(make_server(connections, counts_)),
+      server_(*owned_server_),
+      tls_(!connections.tls_cert.empty()) {
+    // Connections stay open for reuse; an idle one is closed after a second, which also
+    // bounds how long it can hold up shutdown.
+    server_.set_keep_alive_max_count(100000);
     server_.set_keep_alive_timeout(1);
     server_.set_read_timeout(5);
     if (verbose)
@@ -206,6 +209,12 @@ void HttpFront::serve_control(const httplib::Request& request, httplib::Response
     const std::string ok = "ok\n";
     const ControlRow rows[] = {
         {"GET", "/_control/requests", [&] { return std::optional(control_.recorded_text()); }},
+        {"GET", "/_control/connections",
+         [&] {
+             return std::optional("connections " + std::to_string(counts_.connections) +
+                                  "\nhandshakes " + std::to_string(counts_.handshakes) +
+                                  "\nresumed " + std::to_string(counts_.resumed) + "\n");
+         }},
         {"POST", "/_control/requests/clear",
          [&] {
              control_.clear_requests();

@@ -3,6 +3,7 @@
 // files/ and answers the control interface. Driven by main.cpp.
 #pragma once
 
+#include "connections.h"
 #include "control.h"
 #include "platform.h"
 
@@ -16,7 +17,10 @@ namespace sim {
 
 class HttpFront {
 public:
-    explicit HttpFront(bool verbose);
+    HttpFront(bool verbose, const ConnectionOptions& connections);
+    // False when the TLS certificate or key could not be loaded.
+    bool valid() const { return server_.is_valid(); }
+    bool tls() const { return tls_; }
 
     // Binds 127.0.0.1:`port` (0 picks a free port); the bound port, or -1.
     int bind(int port);
@@ -34,7 +38,10 @@ private:
     // Waits out a fault's delay; false when the simulator stops meanwhile.
     bool wait_delay(int delay_ms);
 
-    httplib::Server server_;
+    ConnectionCounts counts_;
+    std::unique_ptr<httplib::Server> owned_server_;
+    httplib::Server& server_;
+    bool tls_;
     ControlState control_;
     Platform* platform_ = nullptr;
     std::string files_dir_;

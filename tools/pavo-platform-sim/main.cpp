@@ -23,17 +23,21 @@ struct Options {
     std::string ext_path = "/ExtService";
     std::string clock;
     bool verbose = false;
+    sim::ConnectionOptions connections;
 };
 
 const char kUsage[] =
     "usage: pavo-platform-sim --data DIR [--port N] [--open-path PATH] [--ext-path PATH]\n"
     "                         [--clock \"YYYY-MM-DD hh:mm:ss\"] [--verbose]\n"
+    "                         [--tls CERT KEY] [--connect-delay MS]\n"
     "  --port N        port on 127.0.0.1, 0 (the default) picks a free one\n"
     "  --data DIR      data folder: accounts.ini, platform.ini, catalogue.xml, files/\n"
     "  --open-path     path of the account-opening service (default /Open)\n"
     "  --ext-path      path of the extended service (default /ExtService)\n"
     "  --clock         fixed platform time for SystemTime instead of the local time\n"
-    "  --verbose       one line per request on standard error\n";
+    "  --verbose       one line per request on standard error\n"
+    "  --tls CERT KEY  serve https with this PEM certificate chain and private key\n"
+    "  --connect-delay each new connection waits MS milliseconds before its first answer\n";
 
 bool is_clock_text(const std::string& text) {
     const std::string shape = "dddd-dd-dd dd:dd:dd";
@@ -52,7 +56,16 @@ bool parse_options(int argc, char** argv, Options& options) {
         }
         if (i + 1 >= argc) return false;
         const std::string value = argv[++i];
-        if (name == "--port") {
+        if (name == "--tls") {
+            if (i + 1 >= argc) return false;
+            options.connections.tls_cert = value;
+            options.connections.tls_key = argv[++i];
+        } else if (name == "--connect-delay") {
+            char* end = nullptr;
+            long delay = std::strtol(value.c_str(), &end, 10);
+            if (value.empty() || *end != '\0' || delay < 0 || delay > 60000) return false;
+            options.connections.connect_delay_ms = static_cast<int>(delay);
+        } else if (name == "--port") {
             char* end = nullptr;
             long port = std::strtol(value.c_str(), &end, 10);
             if (value.empty() || *end != '\0' || port < 0 || port > 65535) return false;
@@ -96,13 +109,17 @@ int main(int argc, char** argv) {
     }
     const std::string files_dir = data->files_dir;
 
-    sim::HttpFront front(options.verbose);
+    sim::HttpFront front(options.verbose, options.connections);
+    if (!front.valid()) {
+        std::cerr << "pavo-platform-sim: cannot load the TLS certificate or key\n";
+        return 1;
+    }
     int port = front.bind(options.port);
     if (port < 0) {
         std::cerr << "pavo-platform-sim: cannot bind 127.0.0.1:" << options.port << "\n";
         return 1;
     }
-    const std::string base = "http://127.0.0.1:" + std::to_string(port);
+    const std::string base = std::string(front.tls() ? "https" : "http") + "://127.0.0.1:" + std::to_string(port);
     sim::Platform platform(std::move(*data), {base, options.open_path, options.ext_path},
                            options.clock);
 
