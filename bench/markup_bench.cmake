@@ -1,14 +1,3 @@
-# The navigator is measured beside pugixml, tinyxml2 and libxml2.
+# The navigator is measured beside pugixml.
 find_package(pugixml REQUIRED)
-find_package(LibXml2 REQUIRED)
-find_package(PkgConfig QUIET)
-if(PkgConfig_FOUND)
-  pkg_check_modules(TINYXML2 QUIET IMPORTED_TARGET tinyxml2)
-endif()
-if(TARGET PkgConfig::TINYXML2)
-  target_link_libraries(markup_bench PRIVATE PkgConfig::TINYXML2)
-else()
-  find_library(TINYXML2_LIBRARY tinyxml2 REQUIRED)
-  target_link_libraries(markup_bench PRIVATE ${TINYXML2_LIBRARY})
-endif()
-target_link_libraries(markup_bench PRIVATE pugixml::pugixml LibXml2::LibXml2)
+target_link_libraries(markup_bench PRIVATE pugixml::pugixml)

@@ -6,6 +6,7 @@
  */
 #include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -15,7 +16,8 @@ CMarkup::CMarkup()
     : m_iPosParent(0), m_iPos(0), m_iPosChild(0), m_iPosFree(0), m_iPosDeleted(0),
       m_nNodeType(0), m_nNodeOffset(0), m_nNodeLength(0), m_nDocFlags(0), m_pFilePos(nullptr),
       m_pSavedPosMaps(nullptr), m_pElemPosTree(new ElemPosTree), m_iAttribElem(0),
-      m_nAttribNext(-1), m_nAttribCount(0), m_aAttribSpans()
+      m_nAttribNext(-1), m_nAttribCount(0), m_bAttribDistinct(false), m_nAttribGuess(0),
+      m_aAttribSpans()
 {
     SetDoc(nullptr);
 }
@@ -185,46 +187,153 @@ std::string CMarkup::x_GetData(int iPos) const
     return strData;
 }
 
-// The first attribute of the start tag whose name matches, unescaped; empty
-// when there is none. Attributes already seen are looked up in the span
-// index, the rest of the tag is scanned from where the index stops.
-std::string CMarkup::x_GetAttrib(int iPos, const char* szAttrib) const
+// Indexes the start tag's attributes (up to kAttribSpans) in one pass. The
+// common shape, name = "value" (or 'value'), is read here directly; anything
+// else goes through TokenPos::NextAttrib, which reads it the same way.
+void CMarkup::x_IndexAttribs(int iPos) const
 {
-    if (iPos == 0 || m_nNodeType != MNT_ELEMENT || !szAttrib)
-        return std::string();
+    const char* pDoc = m_strDoc.c_str();
+    const char* const pDocEnd = pDoc + m_strDoc.size();
+    m_iAttribElem = iPos;
+    m_nAttribCount = 0;
+    m_nAttribGuess = 0;
+    m_bAttribDistinct = true;
+    TokenPos token(pDoc, m_nDocFlags);
+    token.m_nNext = ELEM(iPos).nStart + 1;
+    if (!token.FindToken()) {   // the tag name
+        m_nAttribNext = -1;
+        return;
+    }
+    int n = token.m_nNext;
+    uint64_t nSeen = 0;
+    while (m_nAttribCount < kAttribSpans) {
+        AttribSpan span;
+        const char* p = pDoc + n;
+        while (CharIs(*p, kCharSpace))
+            ++p;
+        const char* pValueEnd = nullptr;
+        if (!CharIs(*p, kCharTokenEnd) && *p != '"' && *p != '\'') {
+            const char* pName = p;
+            while (!CharIs(*p, kCharTokenEnd))
+                ++p;
+            span.nName = static_cast<int>(pName - pDoc);
+            span.nNameLen = static_cast<int>(p - pName);
+            while (CharIs(*p, kCharSpace))
+                ++p;
+            if (*p == '=') {
+                ++p;
+                while (CharIs(*p, kCharSpace))
+                    ++p;
+                if (*p == '"' || *p == '\'')
+                    pValueEnd = static_cast<const char*>(
+                        std::memchr(p + 1, *p, static_cast<size_t>(pDocEnd - p - 1)));
+            }
+        }
+        if (pValueEnd) {
+            span.nValue = static_cast<int>(p + 1 - pDoc);
+            span.nValueLen = static_cast<int>(pValueEnd - p - 1);
+            n = static_cast<int>(pValueEnd + 1 - pDoc);
+        } else {
+            token.m_nNext = n;
+            if (!token.NextAttrib(span.nName, span.nNameLen)) {
+                m_nAttribNext = -1;
+                return;
+            }
+            span.nValue = token.m_nL;
+            span.nValueLen = token.m_nR - token.m_nL + 1;
+            n = token.m_nNext;
+        }
+        // Names are told apart by a 64-bit sketch of length, first and last byte;
+        // only names that share a bit are compared.
+        const char* pName = pDoc + span.nName;
+        const uint64_t nBit = uint64_t{1}
+                              << ((static_cast<unsigned>(span.nNameLen) * 7 +
+                                   static_cast<unsigned char>(pName[0]) * 3 +
+                                   static_cast<unsigned char>(pName[span.nNameLen - 1])) & 63);
+        if ((nSeen & nBit) && m_bAttribDistinct)
+            for (int i = 0; i < m_nAttribCount; ++i) {
+                const AttribSpan& other = m_aAttribSpans[i];
+                if (other.nNameLen == span.nNameLen &&
+                    std::memcmp(pDoc + other.nName, pName, static_cast<size_t>(span.nNameLen)) == 0)
+                    m_bAttribDistinct = false;
+            }
+        nSeen |= nBit;
+        m_aAttribSpans[m_nAttribCount++] = span;
+    }
+    m_nAttribNext = n;
+}
+
+// Index of the first indexed span whose name matches, or -1.
+int CMarkup::x_FindAttribSpan(const char* szAttrib, size_t nAttribLen, bool bPlainName) const
+{
     const char* pDoc = m_strDoc.c_str();
     const bool bIgnoreCase = (m_nDocFlags & MDF_IGNORECASE) != 0;
-    const size_t nAttribLen = std::strlen(szAttrib);
-    TokenPos token(pDoc, m_nDocFlags);
-    if (m_iAttribElem != iPos) {
-        m_iAttribElem = iPos;
-        m_nAttribCount = 0;
-        token.m_nNext = ELEM(iPos).nStart + 1;
-        m_nAttribNext = token.FindToken() ? token.m_nNext : -1;   // past the tag name
+    if (bPlainName && m_bAttribDistinct && !bIgnoreCase) {
+        const auto equal = [&](const AttribSpan& span) {
+            return static_cast<size_t>(span.nNameLen) == nAttribLen &&
+                   std::memcmp(pDoc + span.nName, szAttrib, nAttribLen) == 0;
+        };
+        for (int i = 0; i < m_nAttribCount; ++i)
+            if (equal(m_aAttribSpans[i])) {
+                m_nAttribGuess = i + 1;
+                return i;
+            }
+        return -1;
     }
     for (int i = 0; i < m_nAttribCount; ++i) {
         const AttribSpan& span = m_aAttribSpans[i];
         if (MatchName(pDoc + span.nName, span.nNameLen, szAttrib, nAttribLen, bIgnoreCase))
+            return i;
+    }
+    return -1;
+}
+
+// The first attribute of the start tag whose name matches, unescaped; empty
+// when there is none. Attributes beyond the indexed ones are scanned from
+// where the index stops.
+std::string CMarkup::x_GetAttrib(int iPos, const char* szAttrib) const
+{
+    if (iPos == 0 || m_nNodeType != MNT_ELEMENT || !szAttrib)
+        return std::string();
+    if (m_iAttribElem != iPos)
+        x_IndexAttribs(iPos);
+    const char* pDoc = m_strDoc.c_str();
+    // Parsers read attributes in document order: the span after the last hit
+    // is compared first, and the name is checked for being plain on the way.
+    // The flags may change between reads, so case is looked at here.
+    if (m_bAttribDistinct && m_nAttribGuess < m_nAttribCount && !(m_nDocFlags & MDF_IGNORECASE)) {
+        const AttribSpan& span = m_aAttribSpans[m_nAttribGuess];
+        const char* pName = pDoc + span.nName;
+        unsigned char nClasses = 0;
+        int i = 0;
+        while (i < span.nNameLen && szAttrib[i] == pName[i])
+            nClasses |= kCharClass[static_cast<unsigned char>(szAttrib[i++])];
+        if (i == span.nNameLen && szAttrib[i] == '\0' && !(nClasses & kCharNameStep)) {
+            ++m_nAttribGuess;
             return UnescapedCopy(pDoc + span.nValue, static_cast<size_t>(span.nValueLen));
+        }
+    }
+    // A plain name holds none of " =/[]", so only an equal name matches it.
+    size_t nAttribLen = 0;
+    unsigned char nClasses = 0;
+    for (char c; (c = szAttrib[nAttribLen]) != '\0'; ++nAttribLen)
+        nClasses |= kCharClass[static_cast<unsigned char>(c)];
+    const bool bPlainName = !(nClasses & kCharNameStep);
+    const int iSpan = x_FindAttribSpan(szAttrib, nAttribLen, bPlainName);
+    if (iSpan >= 0) {
+        const AttribSpan& span = m_aAttribSpans[iSpan];
+        return UnescapedCopy(pDoc + span.nValue, static_cast<size_t>(span.nValueLen));
     }
     if (m_nAttribNext < 0)
         return std::string();
+    const bool bIgnoreCase = (m_nDocFlags & MDF_IGNORECASE) != 0;
+    TokenPos token(pDoc, m_nDocFlags);
     token.m_nNext = m_nAttribNext;
     int nNameL = 0;
     int nNameLen = 0;
-    bool bIndexing = m_nAttribCount < kAttribSpans;
-    while (token.NextAttrib(nNameL, nNameLen)) {
-        const int nValueLen = token.m_nR - token.m_nL + 1;
-        if (bIndexing) {
-            m_aAttribSpans[m_nAttribCount++] = AttribSpan{nNameL, nNameLen, token.m_nL, nValueLen};
-            m_nAttribNext = token.m_nNext;
-            bIndexing = m_nAttribCount < kAttribSpans;
-        }
+    while (token.NextAttrib(nNameL, nNameLen))
         if (MatchName(pDoc + nNameL, nNameLen, szAttrib, nAttribLen, bIgnoreCase))
-            return UnescapedCopy(pDoc + token.m_nL, static_cast<size_t>(nValueLen));
-    }
-    if (bIndexing)
-        m_nAttribNext = -1;
+            return UnescapedCopy(pDoc + token.m_nL, static_cast<size_t>(token.m_nR - token.m_nL + 1));
     return std::string();
 }
 

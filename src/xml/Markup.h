@@ -120,9 +120,15 @@ private:
         int nValueLen;
     };
     static constexpr int kAttribSpans = 24;
+    void x_IndexAttribs(int iPos) const;
+    int x_FindAttribSpan(const char* szAttrib, size_t nAttribLen, bool bPlainName) const;
     mutable int m_iAttribElem;   // element indexed below, 0 for none
-    mutable int m_nAttribNext;   // where its scan resumes, -1 when complete
+    mutable int m_nAttribNext;   // where the scan of the rest resumes, -1 when complete
     mutable int m_nAttribCount;
+    // No two indexed names are equal, so a plain name's match is its first one
+    // and the span after the last hit can be tried before all others.
+    mutable bool m_bAttribDistinct;
+    mutable int m_nAttribGuess;
     mutable AttribSpan m_aAttribSpans[kAttribSpans];
 };
 

@@ -192,27 +192,32 @@ unsigned int NumericReference(const char* szName)
 }
 
 // Above U+FFFF four bytes, the lead byte carrying bits 18 to 20 only.
-void AppendUtf8(std::string& strOut, unsigned int nCode)
+char* WriteUtf8(char* pOut, unsigned int nCode)
 {
     if (nCode < 0x80) {
-        strOut += static_cast<char>(nCode);
+        *pOut++ = static_cast<char>(nCode);
     } else if (nCode < 0x800) {
-        strOut += static_cast<char>(0xC0 | (nCode >> 6));
-        strOut += static_cast<char>(0x80 | (nCode & 0x3F));
+        *pOut++ = static_cast<char>(0xC0 | (nCode >> 6));
+        *pOut++ = static_cast<char>(0x80 | (nCode & 0x3F));
     } else if (nCode < 0x10000) {
-        strOut += static_cast<char>(0xE0 | (nCode >> 12));
-        strOut += static_cast<char>(0x80 | ((nCode >> 6) & 0x3F));
-        strOut += static_cast<char>(0x80 | (nCode & 0x3F));
+        *pOut++ = static_cast<char>(0xE0 | (nCode >> 12));
+        *pOut++ = static_cast<char>(0x80 | ((nCode >> 6) & 0x3F));
+        *pOut++ = static_cast<char>(0x80 | (nCode & 0x3F));
     } else {
-        strOut += static_cast<char>(0xF0 | ((nCode >> 18) & 0x07));
-        strOut += static_cast<char>(0x80 | ((nCode >> 12) & 0x3F));
-        strOut += static_cast<char>(0x80 | ((nCode >> 6) & 0x3F));
-        strOut += static_cast<char>(0x80 | (nCode & 0x3F));
+        *pOut++ = static_cast<char>(0xF0 | ((nCode >> 18) & 0x07));
+        *pOut++ = static_cast<char>(0x80 | ((nCode >> 12) & 0x3F));
+        *pOut++ = static_cast<char>(0x80 | ((nCode >> 6) & 0x3F));
+        *pOut++ = static_cast<char>(0x80 | (nCode & 0x3F));
     }
+    return pOut;
 }
 
 } // namespace
 
+// Decoding never lengthens the text: a reference is at least four bytes
+// ("&lt;", "&#5;"), three-byte characters need a name of two letters or four
+// digits, four-byte ones five digits. So the output is written in place into
+// room of the input's length, which is trimmed at the end.
 void AppendUnescaped(std::string& strOut, const char* pText, size_t nLength)
 {
     const char* p = pText;
@@ -222,9 +227,13 @@ void AppendUnescaped(std::string& strOut, const char* pText, size_t nLength)
         strOut.append(p, nLength);
         return;
     }
-    strOut.reserve(strOut.size() + nLength);
+    const size_t nBase = strOut.size();
+    strOut.resize(nBase + nLength);
+    char* const pStart = &strOut[0];
+    char* pOut = pStart + nBase;
     while (pAmp) {
-        strOut.append(p, pAmp);
+        std::memcpy(pOut, p, static_cast<size_t>(pAmp - p));
+        pOut += pAmp - p;
         char szName[kMaxEntityName + 1];
         int nLen = 0;
         const char* q = pAmp + 1;
@@ -237,16 +246,18 @@ void AppendUnescaped(std::string& strOut, const char* pText, size_t nLength)
             nCode = szName[0] == '#' ? NumericReference(szName)
                                      : static_cast<unsigned int>(LookupEntity(szName, nLen));
         if (nCode) {
-            AppendUtf8(strOut, nCode);
+            pOut = WriteUtf8(pOut, nCode);
             p = q + 1;
         } else {
             // Not a reference: "&" alone, and the rest is copied as plain text.
-            strOut += '&';
+            *pOut++ = '&';
             p = pAmp + 1;
         }
         pAmp = static_cast<const char*>(std::memchr(p, '&', static_cast<size_t>(pEnd - p)));
     }
-    strOut.append(p, pEnd);
+    std::memcpy(pOut, p, static_cast<size_t>(pEnd - p));
+    pOut += pEnd - p;
+    strOut.resize(static_cast<size_t>(pOut - pStart));
 }
 
 // Text without references is built in one step: most values have none.

@@ -67,6 +67,8 @@ enum : unsigned char {
     kCharTagNameEnd = 4,    // ends a tag name
     kCharTokenEnd = 8,      // ends an unquoted token inside a tag
     kCharTagScan = 16,      // needs a look while finding a start tag's end
+    kCharNameStep = 32,     // may follow a name argument's name: " =/[]"
+    kCharTagStop = 64,      // ">", a quote or the end: where a start tag's scan looks
 };
 
 constexpr std::array<unsigned char, 256> MakeCharClasses()
@@ -88,6 +90,10 @@ constexpr std::array<unsigned char, 256> MakeCharClasses()
         if (space || c == 0 || c == '=' || c == '>' || c == '/' || c == '?' || c == '"' ||
             c == '\'')
             k |= kCharTagScan;
+        if (c == ' ' || c == '=' || c == '/' || c == '[' || c == ']')
+            k |= kCharNameStep;
+        if (c == '>' || c == '"' || c == '\'' || c == 0)
+            k |= kCharTagStop;
         classes[static_cast<size_t>(c)] = k;
     }
     return classes;

@@ -129,29 +129,20 @@ int TokenPos::ParseNode(NodePos& node)
         q += TagNameLength(q);
         m_nR = Offset(d, q) - 1;
         // A quote opens a quoted value only where a token starts, as FindToken
-        // reads it, so ">" inside a value does not end the tag.
-        bool bTokenStart = false;
+        // reads it (after whitespace, "=", "/", "?" or a closing quote), so ">"
+        // inside a value does not end the tag.
+        const char* pQuotedEnd = nullptr;   // just after the last quoted value
         for (;;) {
-            const char* r = q;
-            while (!CharIs(*r, kCharTagScan))
-                ++r;
-            if (r != q) {
-                bTokenStart = false;
-                q = r;
-            }
+            while (!CharIs(*q, kCharTagStop))
+                ++q;
             const char c = *q;
             if (c == '>' || c == '\0')
                 break;
-            if (c == '"' || c == '\'') {
-                if (bTokenStart) {
-                    q = std::strchr(q + 1, c);
-                    if (!q)
-                        break;
-                } else {
-                    bTokenStart = false;
-                }
-            } else {
-                bTokenStart = true;
+            if (q == pQuotedEnd || (CharIs(q[-1], kCharTagScan) && q[-1] != '"' && q[-1] != '\'')) {
+                q = std::strchr(q + 1, c);
+                if (!q)
+                    break;
+                pQuotedEnd = q + 1;
             }
             ++q;
         }
