@@ -1,9 +1,14 @@
 // Costs a terminal pays per request besides the network: parsing a catalogue
-// page into records and freeing it, the login answer, enciphering an
+// page into records and freeing it (beside a pugixml-based reader that fills
+// and frees the same records), the login answer, enciphering an
 // authenticator, form-encoding, and the pooled allocator against malloc.
 #include <benchmark/benchmark.h>
+#include <pugixml.hpp>
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "pavo.h"
@@ -77,11 +82,186 @@ void parse_and_free(benchmark::State& state, const std::string& text, tpavo_data
                             static_cast<int64_t>(text.size()));
 }
 
+// The peer: pugixml reads the same page into the same records, allocated in
+// the library's pool, with the same copies per item and the same free.
+enum class Kind { text, integer, flag, int64 };
+struct Field {
+    const char* name;
+    size_t offset;
+    Kind kind;
+};
+#define FIELD(record, name, member, kind) Field{name, offsetof(record, member), Kind::kind}
+
+constexpr Field kItemFields[] = {
+    FIELD(tpavo_item, "Type", type, integer),          FIELD(tpavo_item, "Code", code, text),
+    FIELD(tpavo_item, "ParentCode", parentcode, text), FIELD(tpavo_item, "Name", name, text),
+    FIELD(tpavo_item, "StartTime", starttime, text),   FIELD(tpavo_item, "EndTime", endtime, text),
+    FIELD(tpavo_item, "Desc", desc, text),             FIELD(tpavo_item, "Icon1", icon1, text),
+    FIELD(tpavo_item, "Icon2", icon2, text),           FIELD(tpavo_item, "Flag", flag, integer),
+    FIELD(tpavo_item, "Summary", summary, text)};
+constexpr Field kProgramFields[] = {
+    FIELD(tpavo_program, "Code", code, text),
+    FIELD(tpavo_program, "Name", name, text),
+    FIELD(tpavo_program, "Type", type, integer),
+    FIELD(tpavo_program, "EpisodeNum", episodenum, integer),
+    FIELD(tpavo_program, "Actor", actor, text),
+    FIELD(tpavo_program, "Director", director, text),
+    FIELD(tpavo_program, "Region", region, text),
+    FIELD(tpavo_program, "Language", language, text),
+    FIELD(tpavo_program, "ProgramType", programtype, text),
+    FIELD(tpavo_program, "Keywords", keywords, text),
+    FIELD(tpavo_program, "RatingLevel", ratinglevel, text),
+    FIELD(tpavo_program, "Desc", desc, text),
+    FIELD(tpavo_program, "Status", status, integer),
+    FIELD(tpavo_program, "SmallImage1", smallimage1, text),
+    FIELD(tpavo_program, "SmallImage2", smallimage2, text),
+    FIELD(tpavo_program, "BigImage1", bigimage1, text),
+    FIELD(tpavo_program, "BigImage2", bigimage2, text)};
+constexpr Field kClipFields[] = {
+    FIELD(tpavo_videoclip, "Type", type, integer),
+    FIELD(tpavo_videoclip, "VideoCode", videocode, text),
+    FIELD(tpavo_videoclip, "EpisodeIndex", episodeindex, integer),
+    FIELD(tpavo_videoclip, "OrderCode", ordercode, integer),
+    FIELD(tpavo_videoclip, "Price", price, integer),
+    FIELD(tpavo_videoclip, "FileSize", filesize, int64),
+    FIELD(tpavo_videoclip, "Duration", duration, text),
+    FIELD(tpavo_videoclip, "AudioType", audiofieldtype, integer),
+    FIELD(tpavo_videoclip, "IsDRM", isdrm, flag),
+    FIELD(tpavo_videoclip, "CanDownload", candownload, flag),
+    FIELD(tpavo_videoclip, "CanOnlinePlay", canonlineplay, flag),
+    FIELD(tpavo_videoclip, "ScreenFormat", screenformat, integer),
+    FIELD(tpavo_videoclip, "Captioning", captioning, integer),
+    FIELD(tpavo_videoclip, "BitRateType", bitratetype, integer),
+    FIELD(tpavo_videoclip, "VideoType", videotype, integer),
+    FIELD(tpavo_videoclip, "AudioType", audiotype, integer),
+    FIELD(tpavo_videoclip, "Resolution", resolution, integer)};
+
+template <size_t N>
+void* read_record(pugi::xml_node node, size_t size, const Field (&fields)[N])
+{
+    char* record = static_cast<char*>(pavo_malloc(size));
+    for (const Field& field : fields) {
+        const char* value = node.attribute(field.name).value();
+        switch (field.kind) {
+        case Kind::text: {
+            const size_t length = std::strlen(value);
+            char* copy = nullptr;
+            if (length != 0) {
+                copy = static_cast<char*>(pavo_malloc(length + 1));
+                std::memcpy(copy, value, length);
+            }
+            *reinterpret_cast<char**>(record + field.offset) = copy;
+            break;
+        }
+        case Kind::integer: *reinterpret_cast<int*>(record + field.offset) = atoi(value); break;
+        case Kind::flag: record[field.offset] = static_cast<char>(atoi(value) & 0xff); break;
+        case Kind::int64: *reinterpret_cast<int64_t*>(record + field.offset) = atoll(value); break;
+        }
+    }
+    return record;
+}
+
+template <typename Record, size_t N>
+Record* read_list(pugi::xml_node list, const char* element, const Field (&fields)[N], int* count,
+                  void (*after)(pugi::xml_node, Record*) = nullptr)
+{
+    Record* head = nullptr;
+    Record** tail = &head;
+    for (pugi::xml_node node = list.child(element); node; node = node.next_sibling(element)) {
+        Record* record = static_cast<Record*>(read_record(node, sizeof(Record), fields));
+        if (after)
+            after(node, record);
+        *tail = record;
+        tail = &record->next;
+        if (count)
+            ++*count;
+    }
+    return head;
+}
+
+tpavo_result* pugixml_read_item_list(const std::string& text)
+{
+    pugi::xml_document doc;
+    auto* result = static_cast<tpavo_result*>(pavo_malloc(sizeof(tpavo_result)));
+    result->datatype = DATATYPE_ITEMLIST;
+    result->freeproc = free_categoryitemlistresult;
+    if (!doc.load_buffer(text.data(), text.size()))
+        return result;
+    const pugi::xml_node root = doc.child("Root");
+    const pugi::xml_node answer = root.child("Result");
+    result->resultcode = atoi(answer.attribute("ResultCode").value());
+    const char* message = answer.attribute("ResultMsg").value();
+    result->resultmsg = static_cast<char*>(pavo_malloc(std::strlen(message) + 1));
+    std::strcpy(result->resultmsg, message);
+    const pugi::xml_node list = root.child("Programee");
+    result->totalcount = atoi(list.attribute("TotalCount").value());
+    result->pageindex = atoi(list.attribute("PageIndex").value());
+    result->pagesize = atoi(list.attribute("PageSize").value());
+    tpavo_item* items = read_list<tpavo_item>(list, "Item", kItemFields, &result->datacount);
+    tpavo_program* programs = read_list<tpavo_program>(
+        root.child("Programs"), "Program", kProgramFields, nullptr,
+        [](pugi::xml_node node, tpavo_program* program) {
+            program->pvideoclip = read_list<tpavo_videoclip>(node.child("VideoClips"), "VideoClip",
+                                                             kClipFields, nullptr);
+        });
+    for (tpavo_item* item = items; item; item = item->next)
+        for (tpavo_program* program = programs; program; program = program->next)
+            if (std::strcmp(program->code, item->code) == 0) {
+                item->detail.program = dup_program(program);
+                break;
+            }
+    while (programs) {
+        tpavo_program* next = programs->next;
+        free_program(programs);
+        programs = next;
+    }
+    result->data.itemlistresponse = items;
+    return result;
+}
+
+// Records made: every item with its programme and both clips.
+bool page_is_complete(const tpavo_result* result, int items)
+{
+    int complete = 0;
+    for (const tpavo_item* item = result ? result->data.itemlistresponse : nullptr; item;
+         item = item->next)
+        if (item->name && item->detail.program && item->detail.program->pvideoclip &&
+            item->detail.program->pvideoclip->next && item->detail.program->pvideoclip->videocode)
+            ++complete;
+    return complete == items && result->datacount == items;
+}
+
+template <typename Read>
+void read_page(benchmark::State& state, Read read)
+{
+    ensure_pool();
+    const int items = static_cast<int>(state.range(0));
+    const std::string text = item_list_answer(items);
+    for (auto _ : state) {
+        tpavo_result* result = read(text);
+        if (!page_is_complete(result, items)) {
+            state.SkipWithError("the page's records were not all made");
+            break;
+        }
+        pavo_iner_freeresultitem(result);
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
+                            static_cast<int64_t>(text.size()));
+}
+
 void BM_ParseItemListPage(benchmark::State& state)
 {
-    parse_and_free(state, item_list_answer(static_cast<int>(state.range(0))), DATATYPE_ITEMLIST);
+    read_page(state, [](const std::string& text) {
+        return pavo_parse(text.c_str(), text.size(), DATATYPE_ITEMLIST);
+    });
 }
-BENCHMARK(BM_ParseItemListPage)->Arg(20)->Arg(200);
+BENCHMARK(BM_ParseItemListPage)->Arg(200);
+
+void BM_PugixmlItemListPage(benchmark::State& state)
+{
+    read_page(state, pugixml_read_item_list);
+}
+BENCHMARK(BM_PugixmlItemListPage)->Arg(200);
 
 void BM_ParseLoginAnswer(benchmark::State& state)
 {
