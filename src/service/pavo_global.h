@@ -74,6 +74,9 @@ typedef struct __tpavo_env {
     int resultlist_initref;
     pthread_mutex_t resultlistmutex;
     tpavo_resultlist* resultlist;
+    /* Beyond the documented layout: korix.conf settings of the wire. */
+    int keepalive;                /* 1: connections, DNS and TLS sessions are reused */
+    char cafile[PAVO_PROP_SIZE];  /* CA bundle for https; empty: libcurl's own */
 } tpavo_env;
 
 #ifdef __cplusplus

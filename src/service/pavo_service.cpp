@@ -21,6 +21,7 @@
 #include "service/pavo_global.h"
 #include "service/pavo_service_props.h"
 #include "service/pavo_settings.h"
+#include "service/pavo_upload.h"
 
 namespace {
 
@@ -193,6 +194,7 @@ pavo_status_t pavo_inner_init(pavo_init_param* param)
     pavo_messageque_init(env.msgqueuesize);
     env.threadpool = pool_init(kWorkerThreads);
     curl_global_init(CURL_GLOBAL_ALL);
+    pavo_inner_shareinit();
     pavo_resultlist_init();
 
     pavo_relaxed_store(env.state, PAVO_STATE_INITED);
@@ -214,6 +216,8 @@ pavo_status_t pavo_inner_cleanup(void)
     if (env.threadpool != nullptr)
         pool_destroy(env.threadpool);
     env.threadpool = nullptr;
+    // No worker is left to use the shared connections.
+    pavo_inner_sharecleanup();
 
     clear_callback_slots();
 

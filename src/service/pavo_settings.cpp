@@ -53,6 +53,9 @@ constexpr Setting kSettings[] = {
     text_setting("aaasrvaddress2", offsetof(tpavo_env, aaasrvaddress2)),
     {"msgqueuesize", Kind::number, offsetof(tpavo_env, msgqueuesize), kMinMessageQueueSize,
      kMinMessageQueueSize, settle_msgqueuesize, false},
+    // 0 gives one connection per request, as documented.
+    {"keepalive", Kind::number, offsetof(tpavo_env, keepalive), 1, 0, nullptr, false},
+    text_setting("cafile", offsetof(tpavo_env, cafile)),
 };
 
 void read_setting(const Setting& setting, tpavo_env* env, const char* conf)

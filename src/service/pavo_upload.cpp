@@ -233,6 +233,7 @@ pavo_status_t pavo_upload(const char* url, const char* userdata, int phase,
         curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, chunkdata_callback);
         curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);
     }
+    pavo_inner_jointransfer(curl.get());
     CURLcode code = curl_easy_perform(curl.get());
     if (code != CURLE_OK) {
         pavo_log_info("Curl told us error %d \r\n", static_cast<int>(code));

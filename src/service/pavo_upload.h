@@ -64,6 +64,13 @@ tpavo_httpecode trans_to_pavocode(CURLcode code);
 int pavo_globalmessagecallback(int eventtype, int eventscope, int eventhandle, void* data,
                                int datasize, void* cbdata, int cbdatasize);
 
+/* The connection share (pavo_upload_share.cpp): created at start-up when
+ * "keepalive" is not 0, released at shut-down after the workers; every
+ * transfer joins it and gets the TLS settings. */
+void pavo_inner_shareinit(void);
+void pavo_inner_sharecleanup(void);
+void pavo_inner_jointransfer(CURL* curl);
+
 /* Releases a job record and every block it owns. */
 void pavo_inner_freejob(t_httpjobarg* job);
 

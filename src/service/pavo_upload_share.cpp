@@ -1,0 +1,71 @@
+/*
+ * pavo_upload_share.cpp - connection reuse and TLS for every transfer: one
+ * libcurl share of connections, DNS answers and TLS sessions (korix.conf
+ * "keepalive", default 1) that the workers and the callers' threads use at
+ * once, and the CA bundle ("cafile"). Peer and host verification stay on.
+ * Joined by pavo_upload; created and released by the lifecycle.
+ */
+#include <mutex>
+
+#include "service/pavo_global.h"
+#include "service/pavo_upload.h"
+
+namespace {
+
+// Written only by start-up and shut-down, which run alone; transfers read it
+// after start-up has handed them work through the pool's or caller's order.
+CURLSH* g_share = nullptr;
+
+// One lock per kind of shared data, so a DNS lookup does not wait for the
+// connection cache.
+std::mutex g_share_locks[CURL_LOCK_DATA_LAST];
+
+void lock_share(CURL*, curl_lock_data data, curl_lock_access, void*)
+{
+    g_share_locks[data].lock();
+}
+
+void unlock_share(CURL*, curl_lock_data data, void*)
+{
+    g_share_locks[data].unlock();
+}
+
+}  // namespace
+
+extern "C" {
+
+void pavo_inner_shareinit(void)
+{
+    pavo_inner_sharecleanup();
+    if (pavo_relaxed_load(g_pavo_env.keepalive) == 0)
+        return;
+    g_share = curl_share_init();
+    if (g_share == nullptr)
+        return;  // transfers then open their own connections, as documented
+    curl_share_setopt(g_share, CURLSHOPT_LOCKFUNC, lock_share);
+    curl_share_setopt(g_share, CURLSHOPT_UNLOCKFUNC, unlock_share);
+    curl_share_setopt(g_share, CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
+    curl_share_setopt(g_share, CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS);
+    curl_share_setopt(g_share, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+}
+
+void pavo_inner_sharecleanup(void)
+{
+    if (g_share != nullptr)
+        curl_share_cleanup(g_share);
+    g_share = nullptr;
+}
+
+// After the documented options, so that with keepalive 0 and no cafile a
+// request is the same on the wire as one without this step.
+void pavo_inner_jointransfer(CURL* curl)
+{
+    if (g_share != nullptr)
+        curl_easy_setopt(curl, CURLOPT_SHARE, g_share);
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L);
+    if (g_pavo_env.cafile[0] != '\0')
+        curl_easy_setopt(curl, CURLOPT_CAINFO, g_pavo_env.cafile);
+}
+
+}  // extern "C"
