@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
@@ -70,7 +71,8 @@ PlatformSim::PlatformSim() {
     close(out[1]);
     std::string line = read_first_line(out[0]);
     close(out[0]);
-    const std::string prefix = "http://127.0.0.1:";
+    const std::string prefix = line.rfind("https:", 0) == 0 ? "https://127.0.0.1:"
+                                                             : "http://127.0.0.1:";
     if (line.rfind(prefix, 0) != 0) {
         stop();
         throw std::runtime_error("platform simulator did not announce its address");
@@ -106,7 +108,9 @@ int PlatformSim::stop() {
 
 std::string PlatformSim::control(const char* method, const std::string& path_and_query,
                                  const std::string& body) const {
-    httplib::Client client("127.0.0.1", port_);
+    // The control interface checks no certificate: it is the simulator's own.
+    httplib::Client client(base_url_);
+    client.enable_server_certificate_verification(false);
     client.set_connection_timeout(5);
     client.set_read_timeout(10);
     httplib::Result result = std::string(method) == "GET"
@@ -163,6 +167,15 @@ void PlatformSim::set_answer(const std::string& path, const std::string& body) c
 
 void PlatformSim::reset() const {
     control("POST", "/_control/reset");
+}
+
+PlatformSim::Connections PlatformSim::connections() const {
+    const std::string text = control("GET", "/_control/connections");
+    Connections counts;
+    if (std::sscanf(text.c_str(), "connections %ld handshakes %ld", &counts.connections,
+                    &counts.handshakes) != 2)
+        throw std::runtime_error("bad connection counts");
+    return counts;
 }
 
 void write_korix_conf(const std::string& dir, const ConfEntries& entries) {

@@ -40,7 +40,7 @@ public:
     PlatformSim(const PlatformSim&) = delete;
     PlatformSim& operator=(const PlatformSim&) = delete;
 
-    // "http://127.0.0.1:<port>", the first line the simulator printed.
+    // "http://127.0.0.1:<port>" ("https://" with --tls), the first line the simulator printed.
     const std::string& base_url() const { return base_url_; }
     // The "openurl" of a terminal using this simulator (default open path).
     std::string open_url() const { return base_url_ + "/Open"; }
@@ -56,6 +56,13 @@ public:
     void set_answer(const std::string& path, const std::string& body) const;
     // Requests, faults and queued answers cleared; accounts and sessions as at start.
     void reset() const;
+    // Connections accepted and TLS handshakes completed since start, the reading's own
+    // connection included.
+    struct Connections {
+        long connections = 0;
+        long handshakes = 0;
+    };
+    Connections connections() const;
 
     // SIGTERM and wait (bounded; SIGKILL after ten seconds). Returns the wait status, or -1
     // when already stopped. Called by the destructor.
