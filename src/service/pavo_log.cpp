@@ -94,14 +94,19 @@ PAVO_CONSOLE_LOG(log_debug, "")
 // the bare text.
 void pavo_log_info(const char* format, ...)
 {
+    int mode = pavo_relaxed_load(g_pavo_env.logmode);
+    FILE* file = (mode & kLogFile) != 0 ? g_pavo_env.logfileptr : nullptr;
+    // Text that goes nowhere is not formatted: only the colours are written.
+    if ((mode & kLogConsole) == 0 && file == nullptr) {
+        write_console(kGreen, "", false);
+        return;
+    }
     va_list args;
     va_start(args, format);
     FormattedText message(format, args);
     va_end(args);
-    int mode = pavo_relaxed_load(g_pavo_env.logmode);
     write_console(kGreen, message.text(), (mode & kLogConsole) != 0);
-    FILE* file = g_pavo_env.logfileptr;
-    if ((mode & kLogFile) != 0 && file != nullptr)
+    if (file != nullptr)
         fputs(message.text(), file);
 }
 

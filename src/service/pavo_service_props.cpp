@@ -115,7 +115,9 @@ void pavo_readprop(const char* name, char* buffer, int buffersize)
     if (row->render != nullptr)
         row->render(buffer, buffersize);
     else
-        snprintf(buffer, static_cast<size_t>(buffersize), "%s", text_field(*row));
+        // Cut at buffersize - 1 into the zeroed buffer, as "%s" would be.
+        memcpy(buffer, text_field(*row),
+               strnlen(text_field(*row), static_cast<size_t>(buffersize) - 1));
 }
 
 // The value used to be the format itself: "%%" is still stored as "%".

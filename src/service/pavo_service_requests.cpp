@@ -9,6 +9,8 @@
 #include <stdio.h>
 #include <string.h>
 
+#include <initializer_list>
+
 #include "service/pavo_global.h"
 #include "service/pavo_service_props.h"
 #include "service/pavo_service_requests.h"
@@ -253,17 +255,22 @@ const char kProfileSeparator[] =
     "\r\n=========================================================\r\n";
 
 // Appends "key=value&" at the end of the body with the room that is left, so
-// an over-long body is cut silently at kBodySize - 1 characters.
+// an over-long body is cut silently at kBodySize - 1 characters. Copied byte
+// by byte: formatting cost more than the rest of building a request.
 void append_text(char* body, const char* key, const char* value)
 {
     size_t used = strlen(body);
-    snprintf(body + used, kBodySize - used, "%s=%s&", key, value != nullptr ? value : "");
+    for (const char* piece : {key, "=", value != nullptr ? value : "", "&"})
+        for (; *piece != '\0' && used + 1 < kBodySize; ++piece)
+            body[used++] = *piece;
+    body[used] = '\0';
 }
 
 void append_number(char* body, const char* key, int value)
 {
-    size_t used = strlen(body);
-    snprintf(body + used, kBodySize - used, "%s=%d&", key, value);
+    char digits[16];
+    snprintf(digits, sizeof digits, "%d", value);
+    append_text(body, key, digits);
 }
 
 void build_authenticator(const AuthenticatorSources& auth, const RequestArgs& args,

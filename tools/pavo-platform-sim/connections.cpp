@@ -68,6 +68,9 @@ std::unique_ptr<httplib::Server> make_server(const ConnectionOptions& options,
         if (!tls->is_valid()) return nullptr;
         server = std::move(tls);
     }
+    // An answer goes out in two writes (head, then body); on a reused connection Nagle's
+    // rule would hold the body until the client's delayed acknowledgement, 40 ms later.
+    server->set_tcp_nodelay(true);
     server->new_task_queue = [&counts, delay_ms = options.connect_delay_ms] {
         return new CountingQueue(counts, delay_ms);
     };

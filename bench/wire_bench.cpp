@@ -1,0 +1,250 @@
+// The wire against the platform simulator on 127.0.0.1: a synchronous category-list request
+// through the library beside a raw libcurl POST of the same URL, body and options (fresh
+// easy handle beside keepalive=0, one reused handle beside keepalive=1), and the whole
+// example terminal session with keepalive 1 and 0 against a simulator whose new connections
+// wait 20 ms. Every iteration checks its answer. Wall-clock time: the transfer is the work.
+#include <benchmark/benchmark.h>
+#include <curl/curl.h>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "pavo.h"
+
+extern char** environ;
+
+namespace {
+
+// The terminal identity the simulator's data folder knows.
+const char kSimTvid[] = "000000PAVO0000STB100V4000000SIM0000001";
+
+class Simulator {
+public:
+    explicit Simulator(std::vector<std::string> extra)
+    {
+        std::vector<std::string> args = {PAVO_SIM_PATH, "--port", "0", "--data", PAVO_SIM_DATA};
+        args.insert(args.end(), extra.begin(), extra.end());
+        std::vector<char*> argv;
+        for (std::string& arg : args)
+            argv.push_back(arg.data());
+        argv.push_back(nullptr);
+        int out[2];
+        if (pipe(out) != 0)
+            return;
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+        posix_spawn_file_actions_addclose(&actions, out[0]);
+        if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ) != 0)
+            pid_ = -1;
+        posix_spawn_file_actions_destroy(&actions);
+        close(out[1]);
+        char c = 0;
+        while (read(out[0], &c, 1) == 1 && c != '\n')
+            base_ += c;
+        close(out[0]);
+    }
+    ~Simulator()
+    {
+        if (pid_ > 0) {
+            kill(pid_, SIGTERM);
+            waitpid(pid_, nullptr, 0);
+        }
+    }
+    const std::string& base() const { return base_; }
+
+private:
+    pid_t pid_ = -1;
+    std::string base_;
+};
+
+Simulator& plain_simulator()
+{
+    static Simulator simulator({});
+    return simulator;
+}
+
+size_t append_answer(char* data, size_t size, size_t count, void* answer)
+{
+    static_cast<std::string*>(answer)->append(data, size * count);
+    return size * count;
+}
+
+// The library's own options, in its order.
+void set_request(CURL* curl, const std::string& url, const std::string& body, std::string* answer)
+{
+    curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.c_str());
+    curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, 15L);
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, answer);
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, append_answer);
+    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+}
+
+std::string control_get(const std::string& path)
+{
+    std::string answer;
+    CURL* curl = curl_easy_init();
+    curl_easy_setopt(curl, CURLOPT_URL, (plain_simulator().base() + path).c_str());
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &answer);
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, append_answer);
+    curl_easy_perform(curl);
+    curl_easy_cleanup(curl);
+    return answer;
+}
+
+// The library started with `keepalive`, its account opened and logged in; kept running
+// between benchmarks that share the setting. Its log goes nowhere (mode 4).
+struct Library {
+    std::string dir;
+    int keepalive = -1;
+    bool ready = false;
+
+    bool start(int wanted)
+    {
+        if (keepalive == wanted)
+            return ready;
+        stop();
+        char pattern[] = "/tmp/pavo-wire-bench-XXXXXX";
+        dir = mkdtemp(pattern);
+        std::ofstream(dir + "/korix.conf") << "[system]\nlogmode=4\nopenurl="
+                                           << plain_simulator().base() << "/Open\nkeepalive="
+                                           << wanted << "\n";
+        std::string oem = "PAVO", type = "STB100", device = "SIM0000001";
+        pavo_init_param param = {};
+        param.oem_name = oem.data();
+        param.terminal_type = type.data();
+        param.device_id = device.data();
+        param.workdirectory = dir.data();
+        param.ipversion = 4;
+        keepalive = wanted;
+        ready = pavo_init(&param) == PAVO_STATUS_SUCCESS &&
+                pavo_open(1, OPENMODE_STBCODE, kSimTvid, nullptr) == PAVO_STATUS_SUCCESS &&
+                pavo_login(2) == PAVO_STATUS_SUCCESS;
+        return ready;
+    }
+    void stop()
+    {
+        if (keepalive >= 0) {
+            pavo_cleanup();
+            std::system(("rm -rf '" + dir + "'").c_str());
+        }
+        keepalive = -1;
+    }
+    ~Library() { stop(); }
+};
+Library g_library;
+
+bool category_request()
+{
+    if (pavo_querycategorylist(3, "", 1, 10) != PAVO_STATUS_SUCCESS)
+        return false;
+    tpavo_result* result = pavo_getresult();
+    const bool made = result != nullptr && result->resultcode == 0 && result->datacount > 0;
+    pavo_freeresult(result);
+    return made;
+}
+
+void BM_LibraryCategoryRequest(benchmark::State& state)
+{
+    if (!g_library.start(static_cast<int>(state.range(0)))) {
+        state.SkipWithError("the library did not log in");
+        return;
+    }
+    for (auto _ : state)
+        if (!category_request()) {
+            state.SkipWithError("no category list");
+            break;
+        }
+}
+
+// The URL and body that the library sent last, from the simulator's record.
+bool last_request(std::string& url, std::string& body)
+{
+    const std::string record = control_get("/_control/requests");
+    size_t at = 0;
+    for (;;) {
+        size_t line_end = record.find('\n', at);
+        if (line_end == std::string::npos)
+            return !url.empty();
+        unsigned long path_size = 0, body_size = 0;
+        if (std::sscanf(record.c_str() + at, "%*s %lu %lu", &path_size, &body_size) != 2)
+            return false;
+        url = plain_simulator().base() + record.substr(line_end + 1, path_size);
+        body = record.substr(line_end + 1 + path_size + 1, body_size);
+        at = line_end + 1 + path_size + 1 + body_size + 1;
+    }
+}
+
+// Argument 0: a fresh easy handle per request; 1: one handle reused.
+void BM_RawCurlCategoryPost(benchmark::State& state)
+{
+    const bool reuse = state.range(0) == 1;
+    std::string url, body;
+    if (!g_library.start(static_cast<int>(state.range(0))) || !category_request() ||
+        !last_request(url, body)) {
+        state.SkipWithError("no request to replay");
+        return;
+    }
+    std::string answer;
+    CURL* kept = nullptr;
+    if (reuse) {
+        kept = curl_easy_init();
+        set_request(kept, url, body, &answer);
+    }
+    for (auto _ : state) {
+        answer.clear();
+        CURL* curl = kept;
+        if (!reuse) {
+            curl = curl_easy_init();
+            set_request(curl, url, body, &answer);
+        }
+        const CURLcode code = curl_easy_perform(curl);
+        if (!reuse)
+            curl_easy_cleanup(curl);
+        if (code != CURLE_OK || answer.find("ResultCode=\"0\"") == std::string::npos ||
+            answer.find("<Category ") == std::string::npos) {
+            state.SkipWithError("no category list");
+            break;
+        }
+    }
+    if (kept)
+        curl_easy_cleanup(kept);
+}
+
+// The example terminal's whole session as a process, against a simulator that delays
+// every new connection by 20 ms.
+void BM_ExampleSession(benchmark::State& state)
+{
+    static Simulator delayed({"--connect-delay", "20"});
+    char pattern[] = "/tmp/pavo-wire-session-XXXXXX";
+    const std::string dir = mkdtemp(pattern);
+    const std::string command = std::string(PAVO_TERMINAL_PATH) + " --platform " +
+                                delayed.base() + " --workdir " + dir + " > /dev/null 2>&1";
+    for (auto _ : state) {
+        std::ofstream(dir + "/korix.conf") << "[system]\nlogmode=2\nlogdirectory=" << dir
+                                           << "\nkeepalive=" << state.range(0) << "\n";
+        if (std::system(command.c_str()) != 0) {
+            state.SkipWithError("the example session failed");
+            break;
+        }
+    }
+    std::system(("rm -rf '" + dir + "'").c_str());
+}
+
+}  // namespace
+
+BENCHMARK(BM_LibraryCategoryRequest)->ArgName("keepalive")->Arg(0)->Arg(1)->UseRealTime();
+BENCHMARK(BM_RawCurlCategoryPost)->ArgName("reuse")->Arg(0)->Arg(1)->UseRealTime();
+BENCHMARK(BM_ExampleSession)->ArgName("keepalive")->Arg(0)->Arg(1)->UseRealTime()->Iterations(4);
