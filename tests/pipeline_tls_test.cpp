@@ -59,7 +59,10 @@ private:
 // for the top categories (each step's status, result code, httpecode and category codes).
 std::string run_session(const PlatformSim& sim, const ConfEntries& extra)
 {
-    pavo_test::SimWorkDir dir(sim, extra);
+    TempDir dir;
+    ConfEntries conf = {{"openurl", sim.open_url()}, {"logmode", "1"}};
+    conf.insert(conf.end(), extra.begin(), extra.end());
+    pavo_test::write_korix_conf(dir.path(), conf);
     std::string oem = pavo_test::kSimOem, type = pavo_test::kSimTerminalType;
     std::string device = pavo_test::kSimDevice, path = dir.path();
     pavo_init_param param = {};

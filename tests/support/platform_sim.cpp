@@ -43,10 +43,11 @@ std::string read_first_line(int fd) {
 
 }  // namespace
 
-PlatformSim::PlatformSim() {
+PlatformSim::PlatformSim(const std::vector<std::string>& extra_args) {
 #if defined(PAVO_SIM_PATH) && defined(PAVO_SIM_DATA)
     std::vector<std::string> args = {PAVO_SIM_PATH, "--port",  "0",      "--data",
                                      PAVO_SIM_DATA, "--clock", kSimClock};
+    args.insert(args.end(), extra_args.begin(), extra_args.end());
     std::vector<char*> argv;
     for (std::string& arg : args) argv.push_back(arg.data());
     argv.push_back(nullptr);
@@ -80,6 +81,7 @@ PlatformSim::PlatformSim() {
     base_url_ = line;
     port_ = std::atoi(line.c_str() + prefix.size());
 #else
+    (void)extra_args;
     throw std::runtime_error("the platform simulator is not built (PAVO_BUILD_TOOLS)");
 #endif
 }

@@ -31,11 +31,11 @@ struct SimRequest {
 
 class PlatformSim {
 public:
-    // Starts the simulator on port 0 with the data folder of the source tree and a fixed clock
-    // (kSimClock). Throws std::runtime_error when it does not announce its address within ten
+    // Starts the simulator on port 0 with the data folder of the source tree, a fixed clock
+    // (kSimClock) and `extra_args` appended. Throws std::runtime_error when it does not announce its address within ten
     // seconds. Create it on a thread that outlives it: the simulator is told to stop when the
     // thread that started it ends.
-    PlatformSim();
+    explicit PlatformSim(const std::vector<std::string>& extra_args = {});
     ~PlatformSim();
     PlatformSim(const PlatformSim&) = delete;
     PlatformSim& operator=(const PlatformSim&) = delete;
