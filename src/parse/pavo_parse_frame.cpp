@@ -235,7 +235,9 @@ void pavo_dump_fields(const void* record, pavo_field_table fields)
             pavo_log_info("%s:%d\r\n", field.label, field_at<int>(record, field.offset));
             break;
         case pavo_field_kind::flag:
-            pavo_log_info("%s:%d\r\n", field.label, field_at<char>(record, field.offset));
+            // Signed on every target, as on the platform's reference boxes: 200 prints -56.
+            pavo_log_info("%s:%d\r\n", field.label,
+                          static_cast<signed char>(field_at<char>(record, field.offset)));
             break;
         case pavo_field_kind::int64:
             pavo_log_info("%s:%lld\r\n", field.label,

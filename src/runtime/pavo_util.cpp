@@ -11,6 +11,7 @@
 #include <time.h>
 
 #include "pavo.h"
+#include "runtime/pavo_time.h"
 
 namespace {
 
@@ -91,8 +92,8 @@ unsigned long time_text_to_seconds(const char* text, const TimeForm& form)
     broken.tm_year = read_time_field(text, length, form.year) - 1900;
     // Let the zone's rules decide daylight saving for the date.
     broken.tm_isdst = -1;
-    // A failed conversion (-1) becomes the largest value.
-    return static_cast<unsigned long>(mktime(&broken));
+    // A failed conversion (-1) becomes the largest value with 64 bits, 0 with 32.
+    return pavo_seconds_to_ulong(pavo_mktime64(&broken));
 }
 
 // Each form has its own static buffer, overwritten by the next call of the
@@ -103,11 +104,8 @@ enum class TextForm { Day, Sec, Dashed };
 char* seconds_to_time_text(unsigned long seconds, char* buffer, size_t size, TextForm form)
 {
     memset(buffer, 0, size);
-    time_t when = static_cast<time_t>(seconds);
     struct tm broken;
-    // localtime would re-read the zone on every call; localtime_r does not.
-    tzset();
-    if (localtime_r(&when, &broken) == nullptr)
+    if (!pavo_localtime64(pavo_ulong_to_seconds(seconds), &broken))
         return buffer;
     int year = broken.tm_year + 1900;
     int month = broken.tm_mon + 1;

@@ -5,6 +5,7 @@
  * is in encrypthelper_cipher.cpp.
  */
 #include "security/encrypthelper.h"
+#include "runtime/pavo_time.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -40,9 +41,8 @@ void pavo_gettimestamp(char* buf)
 {
     if (buf == nullptr)
         return;
-    std::time_t now = std::time(nullptr);
     struct tm local;
-    if (localtime_r(&now, &local) == nullptr) {
+    if (!pavo_localtime64(pavo_now64(), &local)) {
         buf[0] = '\0';
         return;
     }

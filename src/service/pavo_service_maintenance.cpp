@@ -8,6 +8,8 @@
 #include <string.h>
 #include <sys/time.h>
 
+#include <limits>
+
 #include "service/pavo_global.h"
 #include "service/pavo_service_requests.h"
 #include "service/pavo_upload.h"
@@ -18,8 +20,12 @@ int pavo_get_time(struct timeval* tv)
 {
     if (tv == nullptr)
         return -1;
-    // tv_usec is left as the caller had it.
-    tv->tv_sec = static_cast<time_t>(pavo_relaxed_load(g_servertime));
+    // tv_usec is left as the caller had it. A 32-bit time_t ends on 2038-01-19: a server
+    // time past it reads as 0 rather than as a date in 1901.
+    const unsigned long seconds = pavo_relaxed_load(g_servertime);
+    const bool fits = sizeof(time_t) >= sizeof(seconds) ||
+                      seconds <= static_cast<unsigned long>(std::numeric_limits<time_t>::max());
+    tv->tv_sec = fits ? static_cast<time_t>(seconds) : 0;
     return 0;
 }
 
