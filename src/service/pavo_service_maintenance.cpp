@@ -23,7 +23,7 @@ int pavo_get_time(struct timeval* tv)
     // tv_usec is left as the caller had it. A 32-bit time_t ends on 2038-01-19: a server
     // time past it reads as 0 rather than as a date in 1901.
     const unsigned long seconds = pavo_relaxed_load(g_servertime);
-    const bool fits = sizeof(time_t) >= sizeof(seconds) ||
+    const bool fits = sizeof(time_t) >= 8 ||
                       seconds <= static_cast<unsigned long>(std::numeric_limits<time_t>::max());
     tv->tv_sec = fits ? static_cast<time_t>(seconds) : 0;
     return 0;
