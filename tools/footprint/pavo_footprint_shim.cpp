@@ -123,7 +123,7 @@ struct Start {
     void* arg;
 };
 size_t g_threads, g_reserve_max, g_depth_max, g_scanned;
-size_t g_threads_by[kObjects];
+size_t g_threads_by[kObjects], g_reserve_by[kObjects];
 
 // Painted stacks of started threads; a thread still running at exit (a parked worker) is
 // scanned by the report.
@@ -219,8 +219,8 @@ __attribute__((destructor)) void report()
             g_reserve_max, g_depth_max);
     for (int i = 0; i < g_count; ++i)
         if (g_threads_by[i] != 0)
-            fprintf(stderr, "footprint:   threads started by %-22s %zu\n", g_names[i],
-                    g_threads_by[i]);
+            fprintf(stderr, "footprint:   threads started by %-22s %zu, stack reserve %zu"
+                    " bytes\n", g_names[i], g_threads_by[i], g_reserve_by[i]);
 }
 
 }  // namespace
@@ -275,6 +275,8 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attr, void* (*routin
     pthread_mutex_lock(&g_lock);
     g_threads++;
     g_threads_by[creator]++;
+    if (reserve > g_reserve_by[creator])
+        g_reserve_by[creator] = reserve;
     if (reserve > g_reserve_max)
         g_reserve_max = reserve;
     pthread_mutex_unlock(&g_lock);
