@@ -255,7 +255,10 @@ int posix_memalign(void** out, size_t align, size_t size)
     *out = take(size, align, __builtin_return_address(0));
     return *out != nullptr ? 0 : 12;
 }
-void* aligned_alloc(size_t align, size_t size) { return take(size, align, __builtin_return_address(0)); }
+void* aligned_alloc(size_t align, size_t size)
+{
+    return take(size, align, __builtin_return_address(0));
+}
 void* memalign(size_t align, size_t size) { return take(size, align, __builtin_return_address(0)); }
 size_t malloc_usable_size(void* block) { return block != nullptr ? size_of(block) : 0; }
 
