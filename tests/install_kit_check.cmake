@@ -9,4 +9,9 @@ if(TARGET pavo-cli)
   add_test(NAME InstalledKitHasCommandAndPages
            COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/install/check_kit.sh ${PROJECT_BINARY_DIR} ${kit_files})
   set_tests_properties(InstalledKitHasCommandAndPages PROPERTIES LABELS install TIMEOUT 300)
+  if(CMAKE_CROSSCOMPILING_EMULATOR)
+    list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " runner)
+    set_tests_properties(InstalledKitHasCommandAndPages PROPERTIES ENVIRONMENT
+                         "PAVO_CHECK_RUN=${runner}")
+  endif()
 endif()

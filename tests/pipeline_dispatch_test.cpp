@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <pthread.h>
+#include <stdint.h>
 #include <stdlib.h>
 
 #include "runtime/pavo_message.h"
@@ -58,7 +59,7 @@ TEST_F(PipelineDispatch, JobWithoutWorkerThreadFreesJobAndFails)
     pthread_attr_t normal, huge;
     ASSERT_EQ(pthread_getattr_default_np(&normal), 0);
     pthread_attr_init(&huge);
-    pthread_attr_setstacksize(&huge, static_cast<size_t>(1) << 60);
+    pthread_attr_setstacksize(&huge, SIZE_MAX & ~static_cast<size_t>(0xFFFF));  // any size_t
     ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
     g_pavo_env.threadpool = pool_init(1);
     EXPECT_EQ(pavo_addhttpjob(STORETYPE_MEM, nullptr, PAVO_CALLBACK_AAA, 0, 1, EPAVO_LOGIN,

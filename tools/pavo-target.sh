@@ -18,7 +18,7 @@ host_build_dir=$build_dir
 build_dir=$root/build-$PAVO_TARGET
 # What the target needs from its own architecture; apt adds their dependencies.
 sysroot_packages=(libc6-dev libstdc++-12-dev libcurl4-openssl-dev libssl-dev libgtest-dev
-                  libcpp-httplib-dev libpugixml-dev)
+                  libcpp-httplib-dev libpugixml-dev nlohmann-json3-dev)
 sysroot_cache=${PAVO_SYSROOT_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/pavo}
 sysroot=$sysroot_cache/sysroot-$PAVO_TARGET
 
@@ -75,7 +75,7 @@ configure_and_build() {
     echo "pavo-dev: cross-building for $PAVO_TARGET in $build_dir"
     if ! { cmake -S "$root" -B "$build_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
                  -DCMAKE_TOOLCHAIN_FILE="$root/cmake/toolchains/$PAVO_TARGET.cmake" \
-                 -DPAVO_SYSROOT="$sysroot" -DPAVO_BUILD_TOOLS=OFF \
+                 -DPAVO_SYSROOT="$sysroot" \
                  -DPAVO_PLATFORM_SIM="$host_build_dir/tools/pavo-platform-sim/pavo-platform-sim" &&
            nice -n 10 cmake --build "$build_dir" -j 2 "$@"; } > "$log" 2>&1; then
         cat "$log" >&2

@@ -1,7 +1,7 @@
 /*
  * pavo_runtime.h - what the runtime offers the folders above it beyond the
- * public pavo.h: the relaxed-atomic helpers, the byte copy into the pool and
- * the no-argument format helper. The allocator front itself is public; the
+ * public pavo.h: the relaxed-atomic helpers, the byte copy into the pool, the
+ * no-argument format helper and the 64-bit calendar conversions. The allocator front itself is public; the
  * service layer binds it to the place that holds the pool handle.
  */
 #ifndef PAVO_RUNTIME_H
@@ -11,6 +11,9 @@
 
 #include "pavo.h"
 #include "runtime/pavo_format.h"
+#ifdef __cplusplus
+#include "runtime/pavo_time.h"
+#endif
 
 #ifdef __cplusplus
 extern "C" {

@@ -12,6 +12,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/resource.h>
 
 #include "runtime/pavo_runtime.h"
 #include "runtime/pavo_threadpool.h"
@@ -22,6 +23,22 @@ namespace {
 // stack, and under 160 KiB on the caller's thread with the INI file's buffers. The C
 // library's default, 8 MiB a worker, is out of proportion on a box.
 constexpr size_t kWorkerStackSize = 512 * 1024;
+
+// The C library's default comes from the stack limit; an application that chose its own
+// process-wide default (pthread_setattr_default_np) keeps it for the workers too.
+size_t worker_stack_size()
+{
+    pthread_attr_t defaults;
+    size_t size = 0;
+    if (pthread_getattr_default_np(&defaults) != 0)
+        return kWorkerStackSize;
+    pthread_attr_getstacksize(&defaults, &size);
+    pthread_attr_destroy(&defaults);
+    struct rlimit limit;
+    const bool from_limit = getrlimit(RLIMIT_STACK, &limit) == 0 &&
+                            (limit.rlim_cur == RLIM_INFINITY || limit.rlim_cur == size);
+    return from_limit ? kWorkerStackSize : size;
+}
 
 bool stopping(_threadpool* pool) { return pavo_relaxed_load(pool->tp_stop) != 0; }
 
@@ -71,7 +88,7 @@ int start_worker(_threadpool* pool, dispatch_fn fn, void* arg)
     sp_thread_attr_t attr;
     pthread_attr_init(&attr);
     pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
-    pthread_attr_setstacksize(&attr, kWorkerStackSize);
+    pthread_attr_setstacksize(&attr, worker_stack_size());
     if (pthread_create(&worker->id, &attr, wrapper_fn, worker) != 0) {
         puts("cannot create thread");
         pthread_mutex_destroy(&worker->mutex);

@@ -5,7 +5,7 @@
  * is in encrypthelper_cipher.cpp.
  */
 #include "security/encrypthelper.h"
-#include "runtime/pavo_time.h"
+#include "runtime/pavo_runtime.h"
 
 #include <cstdio>
 #include <cstdlib>

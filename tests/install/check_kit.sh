@@ -5,5 +5,7 @@ set -euo pipefail
 prefix=$(mktemp -d)
 trap 'rm -rf "$prefix"' EXIT
 cmake --install "$1" --prefix "$prefix" > /dev/null
-"$prefix/bin/pavo" --help > /dev/null
+# A cross build (tests/install_kit_check.cmake) runs the command through its emulator.
+read -r -a run <<< "${PAVO_CHECK_RUN:-}"
+"${run[@]}" "$prefix/bin/pavo" --help > /dev/null
 for file in "${@:2}"; do test -s "$prefix/$file"; done
