@@ -75,7 +75,7 @@ configure_and_build() {
     echo "pavo-dev: cross-building for $PAVO_TARGET in $build_dir"
     if ! { cmake -S "$root" -B "$build_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
                  -DCMAKE_TOOLCHAIN_FILE="$root/cmake/toolchains/$PAVO_TARGET.cmake" \
-                 -DPAVO_SYSROOT="$sysroot" \
+                 -DPAVO_SYSROOT="$sysroot" -DPAVO_BUILD_TOOLS=ON \
                  -DPAVO_PLATFORM_SIM="$host_build_dir/tools/pavo-platform-sim/pavo-platform-sim" &&
            nice -n 10 cmake --build "$build_dir" -j 2 "$@"; } > "$log" 2>&1; then
         cat "$log" >&2
