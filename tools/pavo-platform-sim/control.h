@@ -3,6 +3,8 @@
 // (http_front.cpp), which consults it around every request; thread-safe.
 #pragma once
 
+#include "body_faults.h"
+
 #include <deque>
 #include <map>
 #include <mutex>
@@ -19,11 +21,13 @@ struct RecordedRequest {
 };
 
 // Applied to every request of its path until cleared: wait `delay_ms`, then close the
-// connection without an answer, or answer with `status`, or (neither) answer normally.
+// connection without an answer, or answer with `status`, or (neither) answer normally,
+// in the shape `body` gives.
 struct Fault {
     int status = 0;
     int delay_ms = 0;
     bool close = false;
+    BodyFault body;
 };
 
 class ControlState {

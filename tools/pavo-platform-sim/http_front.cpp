@@ -95,6 +95,7 @@ HttpFront::HttpFront(bool verbose, const ConnectionOptions& connections)
         });
     server_.Get(".*", [this](const httplib::Request& request, httplib::Response& response) {
         serve(request, response, request.body);
+        reshape(request, response);
     });
     server_.Post(".*", [this](const httplib::Request& request, httplib::Response& response,
                               const httplib::ContentReader& read_content) {
@@ -112,6 +113,7 @@ HttpFront::HttpFront(bool verbose, const ConnectionOptions& connections)
         });
         response.status = 200;
         serve(request, response, body);
+        reshape(request, response);
     });
 }
 
@@ -186,6 +188,13 @@ void HttpFront::serve(const httplib::Request& request, httplib::Response& respon
     answer_text(response, 404, "not found\n");
 }
 
+void HttpFront::reshape(const httplib::Request& request, httplib::Response& response) {
+    if (starts_with(request.path, "/_control/")) return;
+    std::optional<Fault> fault = control_.fault_for(request.path);
+    if (fault && !fault->body.kind.empty())
+        apply_body_fault(fault->body, response, [this](int ms) { return wait_delay(ms); });
+}
+
 void HttpFront::serve_file(const httplib::Request& request, httplib::Response& response) {
     const std::string name = request.path.substr(std::string("/files/").size());
     std::optional<std::string> bytes;
@@ -228,7 +237,8 @@ void HttpFront::serve_control(const httplib::Request& request, httplib::Response
              if (path.empty() ||
                  !parse_number(request.get_param_value("status"), 0, 599, fault.status) ||
                  !parse_number(request.get_param_value("delay_ms"), 0, 600000, fault.delay_ms) ||
-                 (fault.status != 0 && fault.status < 100))
+                 (fault.status != 0 && fault.status < 100) ||
+                 !read_body_fault(request, fault.body))
                  return std::nullopt;
              fault.close = close == "1" || close == "true";
              control_.set_fault(path, fault);

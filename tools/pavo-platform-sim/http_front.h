@@ -34,6 +34,8 @@ private:
                const std::string& body);
     void serve_control(const httplib::Request& request, httplib::Response& response,
                        const std::string& body);
+    // Applies the path's answer-shape fault, if any, to the answer built by serve().
+    void reshape(const httplib::Request& request, httplib::Response& response);
     void serve_file(const httplib::Request& request, httplib::Response& response);
     // Waits out a fault's delay; false when the simulator stops meanwhile.
     bool wait_delay(int delay_ms);
