@@ -96,7 +96,16 @@ tpavo_result* pavo_parse(const char* xmldata, size_t datasize, tpavo_datatype da
     memcpy(&index, &datatype, sizeof index);
     if (index >= kDispatchRows || kDispatch[index].handle == nullptr)
         return pavo_new_failure_result();
+    pavo_begin_record_budget();
     tpavo_result* result = kDispatch[index].handle(xmldata, datasize);
+    // A parse past "maxrecords" (deep copies included) gives up what it made.
+    if (!pavo_end_record_budget() && result != nullptr) {
+        if (result->freeproc != nullptr)
+            result->freeproc(result);
+        pavo_free(result->resultmsg);
+        pavo_free(result);
+        result = nullptr;
+    }
     if (result == nullptr)
         return pavo_new_failure_result();
     if (kDispatch[index].retag)

@@ -16,7 +16,8 @@ Record* dup_record(const Record* record, pavo_field_table fields, const char* fa
 {
     if (record == nullptr)
         return nullptr;
-    Record* copy = static_cast<Record*>(pavo_malloc(sizeof(Record)));
+    Record* copy =
+        pavo_take_record() ? static_cast<Record*>(pavo_malloc(sizeof(Record))) : nullptr;
     if (copy == nullptr) {
         if (failure_message != nullptr)
             pavo_log_err("%s", failure_message);

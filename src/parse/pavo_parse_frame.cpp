@@ -16,6 +16,11 @@ namespace {
 
 constexpr int kFailureResultCode = -9000;
 
+const int* g_record_limit = nullptr;
+// Records the running parse of this thread may still create; -1: no budget.
+thread_local long t_records_left = -1;
+thread_local bool t_out_of_records = false;
+
 template <typename T>
 T& field_at(void* record, size_t offset)
 {
@@ -51,7 +56,7 @@ void read_attributes(CMarkup& xml, void* record, pavo_field_table fields)
 void* read_record(CMarkup& xml, const pavo_record_layout& layout,
                   void (*read_fields)(CMarkup&, void*, pavo_field_table))
 {
-    void* record = pavo_malloc(layout.size);
+    void* record = pavo_take_record() ? pavo_malloc(layout.size) : nullptr;
     if (record == nullptr)
         return nullptr;
     read_fields(xml, record, layout.fields);
@@ -61,6 +66,36 @@ void* read_record(CMarkup& xml, const pavo_record_layout& layout,
 }
 
 }  // namespace
+
+void pavo_inner_bindrecordlimit(const int* slot) { g_record_limit = slot; }
+
+void pavo_begin_record_budget(void)
+{
+    const int limit = g_record_limit != nullptr ? pavo_relaxed_load(*g_record_limit) : 0;
+    t_records_left = limit > 0 ? limit : -1;
+    t_out_of_records = false;
+}
+
+bool pavo_end_record_budget(void)
+{
+    t_records_left = -1;
+    if (t_out_of_records)
+        pavo_log_info("answer exceeds maxrecords:%d, not parsed\r\n",
+                      pavo_relaxed_load(*g_record_limit));
+    return !t_out_of_records;
+}
+
+bool pavo_take_record(void)
+{
+    if (t_records_left < 0)
+        return true;
+    if (t_records_left == 0) {
+        t_out_of_records = true;
+        return false;
+    }
+    --t_records_left;
+    return true;
+}
 
 tpavo_result* pavo_new_failure_result(void)
 {

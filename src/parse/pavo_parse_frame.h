@@ -70,6 +70,13 @@ struct pavo_answer_kind {
     void (*read_body)(CMarkup& xml, tpavo_result* result);
 };
 
+/* Record budget of one pavo_parse ("maxrecords"; 0 lifts it). Outside a
+ * parse, and for a lifted limit, every record may be made. */
+extern "C" void pavo_inner_bindrecordlimit(const int* slot);
+void pavo_begin_record_budget(void);
+bool pavo_end_record_budget(void);  /* false when the parse ran out */
+bool pavo_take_record(void);        /* false, and the parse out, past the budget */
+
 /* Frame */
 tpavo_result* pavo_parse_answer(const char* xmldata, const pavo_answer_kind& kind);
 tpavo_result* pavo_new_failure_result(void);

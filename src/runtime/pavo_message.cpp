@@ -39,13 +39,18 @@ Result under_queue_lock(Result none, Body body)
     return result;
 }
 
-// Unlinks the head when the count says there is one. After
+// Unlinks the oldest notice of a dropped message if any, else the head when
+// the count says there is one. After
 // pavo_messageque_clear the count can be positive with no head: the count is
 // still decremented, nothing is taken, and the caller sees null.
 t_pavo_message* take_head()
 {
     return under_queue_lock<t_pavo_message*>(nullptr, [](t_pavo_messageque& queue) {
-        t_pavo_message* message = nullptr;
+        t_pavo_message* message = queue.notice_head;
+        if (message != nullptr) {
+            queue.notice_head = message->next;
+            return message;
+        }
         if (queue.cur_queue_size > 0) {
             message = queue.queue_head;
             if (message != nullptr)
@@ -70,6 +75,7 @@ int pavo_messageque_init(int maxqueuesize)
     pthread_mutex_init(&queue->queue_lock, nullptr);
     queue->queue_head = nullptr;
     queue->cur_queue_size = 0;
+    queue->notice_head = nullptr;
     g_messagequeue = queue;
     pavo_log_info("messagequeue init end\r\n");
     return 0;
@@ -82,6 +88,7 @@ int pavo_messageque_cleanup(void)
     if (queue != nullptr) {
         // No lock: cleanup must not race with other queue calls anyway.
         free_nodes(queue->queue_head);
+        free_nodes(queue->notice_head);
         pthread_mutex_destroy(&queue->queue_lock);
         pavo_free(queue);
         g_messagequeue = nullptr;
@@ -100,20 +107,20 @@ int pavo_messageque_clear(void)
     });
 }
 
-int pavo_postmessage(pavo_messagecallback cb, int eventtype, int eventscope, int eventid,
-                     void* data, int datasize, void* cbdata, int cbdatasize)
+int pavo_inner_postmessage(pavo_messagecallback cb, int eventtype, int eventscope, int eventid,
+                           void* data, int datasize, void* cbdata, int cbdatasize, int notice)
 {
     if (pavo_getfuncmode() == FUNCMODE_SYNC)
         return -1;
     if (g_messagequeue == nullptr)
         return -1;
     pthread_mutex_lock(&g_messagequeue->queue_lock);
-    if (g_messagequeue->cur_queue_size >= g_messagequeue_sizelimit) {
-        // The message is dropped and the lock deliberately stays held: every
-        // later queue call waits for it. Kept exactly so.
+    if (!notice && g_messagequeue->cur_queue_size >= g_messagequeue_sizelimit) {
+        // Dropped; the lock is released so that the queue goes on working.
+        pthread_mutex_unlock(&g_messagequeue->queue_lock);
         pavo_log_info("E*****************messgage Queue exceed limit:%d\r\n",
                       g_messagequeue_sizelimit);
-        return 0;
+        return 1;
     }
     t_pavo_message* message = static_cast<t_pavo_message*>(pavo_malloc(sizeof *message));
     if (message == nullptr) {
@@ -122,14 +129,24 @@ int pavo_postmessage(pavo_messagecallback cb, int eventtype, int eventscope, int
     }
     message->mdata = {data, datasize, cb, eventtype, eventscope, eventid, cbdata, cbdatasize};
     message->next = nullptr;
-    t_pavo_message** tail = &g_messagequeue->queue_head;
+    t_pavo_message** tail = notice ? &g_messagequeue->notice_head : &g_messagequeue->queue_head;
     while (*tail != nullptr)
         tail = &(*tail)->next;
     *tail = message;
-    assert(g_messagequeue->queue_head != __null);
-    g_messagequeue->cur_queue_size++;
+    if (!notice) {
+        assert(g_messagequeue->queue_head != __null);
+        g_messagequeue->cur_queue_size++;
+    }
     pthread_mutex_unlock(&g_messagequeue->queue_lock);
     return 0;
+}
+
+int pavo_postmessage(pavo_messagecallback cb, int eventtype, int eventscope, int eventid,
+                     void* data, int datasize, void* cbdata, int cbdatasize)
+{
+    int posted = pavo_inner_postmessage(cb, eventtype, eventscope, eventid, data, datasize, cbdata,
+                                        cbdatasize, 0);
+    return posted == 1 ? 0 : posted;
 }
 
 int pavo_getmessage(int* eventtype, int* eventid, void** data, int* datasize, void** cbdata,

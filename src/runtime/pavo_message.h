@@ -31,11 +31,19 @@ typedef struct {
     pthread_mutex_t queue_lock;
     t_pavo_message* queue_head;
     int cur_queue_size;
+    /* Notices of dropped messages: outside the limit, taken before the queue. */
+    t_pavo_message* notice_head;
 } t_pavo_messageque;
 
 extern "C" {
 extern t_pavo_messageque* g_messagequeue;
 extern int g_messagequeue_sizelimit;
+
+/* pavo_postmessage for the pipeline: 0 stored, 1 dropped because the queue is
+ * full (logged; the caller still owns data and cbdata), -1 refused. With notice
+ * set the message joins the notices instead, which have no limit. */
+int pavo_inner_postmessage(pavo_messagecallback cb, int eventtype, int eventscope, int eventid,
+                           void* data, int datasize, void* cbdata, int cbdatasize, int notice);
 }
 
 #endif /* PAVO_MESSAGE_H */

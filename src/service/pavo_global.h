@@ -77,6 +77,10 @@ typedef struct __tpavo_env {
     /* Beyond the documented layout: korix.conf settings of the wire. */
     int keepalive;                /* 1: connections, DNS and TLS sessions are reused */
     char cafile[PAVO_PROP_SIZE];  /* CA bundle for https; empty: libcurl's own */
+    /* Limits beyond the documented layout (korix.conf, also properties); 0 is unlimited. */
+    int stalltimeout;  /* seconds without a received byte before a transfer ends */
+    int maxanswersize; /* bytes of an answer kept in memory */
+    int maxrecords;    /* records one parse may create */
 } tpavo_env;
 
 #ifdef __cplusplus

@@ -7,6 +7,7 @@
  */
 #include <stddef.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include "runtime/pavo_runtime.h"
@@ -26,6 +27,7 @@ struct PropertyRow {
     PropertyRenderer render;
     bool readable;
     bool writable;
+    bool number = false;  // an int field, read and written as decimal text
 };
 
 void render_version(char* buffer, int buffersize)
@@ -66,6 +68,9 @@ constexpr PropertyRow kProperties[] = {
     {"imgsrvaddress", PAVO_TEXT_FIELD(imgsrvaddress), true, true},
     {"serviceaddress", PAVO_TEXT_FIELD(serviceaddress), true, true},
     {"ipversion", 0, render_ipversion, true, false},
+    {"stalltimeout", offsetof(tpavo_env, stalltimeout), nullptr, true, true, true},
+    {"maxanswersize", offsetof(tpavo_env, maxanswersize), nullptr, true, true, true},
+    {"maxrecords", offsetof(tpavo_env, maxrecords), nullptr, true, true, true},
     {"oem_name", PAVO_TEXT_FIELD(oem_name), true, false},
     {"terminal_type", PAVO_TEXT_FIELD(terminal_type), true, false},
     {"device_id", PAVO_TEXT_FIELD(device_id), true, false},
@@ -114,6 +119,9 @@ void pavo_readprop(const char* name, char* buffer, int buffersize)
         return;
     if (row->render != nullptr)
         row->render(buffer, buffersize);
+    else if (row->number)
+        snprintf(buffer, static_cast<size_t>(buffersize), "%d",
+                 pavo_relaxed_load(*reinterpret_cast<int*>(text_field(*row))));
     else
         // Cut at buffersize - 1 into the zeroed buffer, as "%s" would be.
         memcpy(buffer, text_field(*row),
@@ -126,6 +134,11 @@ int pavo_writeprop(const char* name, const char* value)
     const PropertyRow* row = find_property(name);
     if (row == nullptr || !row->writable || row->render != nullptr || value == nullptr)
         return 0;
+    if (row->number) {
+        int limit = atoi(value);
+        pavo_relaxed_store(*reinterpret_cast<int*>(text_field(*row)), limit > 0 ? limit : 0);
+        return 0;
+    }
     pavo_format_literal(text_field(*row), PAVO_PROP_SIZE, value);
     return 0;
 }

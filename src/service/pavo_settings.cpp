@@ -8,6 +8,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "parse/pavo_parse_frame.h"
 #include "service/pavo_inifile.h"
 #include "service/pavo_settings.h"
 
@@ -32,6 +33,8 @@ struct Setting {
 
 // Kept: a log mode of 0 means 1 (the file log).
 int settle_logmode(int value) { return value == 0 ? 1 : value; }
+// A limit below 0 is as none.
+int settle_limit(int value) { return value > 0 ? value : 0; }
 int settle_msgqueuesize(int value)
 {
     return value > kMinMessageQueueSize ? value : kMinMessageQueueSize;
@@ -56,6 +59,11 @@ constexpr Setting kSettings[] = {
     // 0 gives one connection per request, as documented.
     {"keepalive", Kind::number, offsetof(tpavo_env, keepalive), 1, 0, nullptr, false},
     text_setting("cafile", offsetof(tpavo_env, cafile)),
+    // Limits that turn a hang or a memory flood into a clear error; 0 lifts each.
+    {"stalltimeout", Kind::number, offsetof(tpavo_env, stalltimeout), 60, 0, settle_limit, false},
+    {"maxanswersize", Kind::number, offsetof(tpavo_env, maxanswersize), 8 << 20, 0, settle_limit,
+     false},
+    {"maxrecords", Kind::number, offsetof(tpavo_env, maxrecords), 100000, 0, settle_limit, false},
 };
 
 void read_setting(const Setting& setting, tpavo_env* env, const char* conf)
@@ -86,6 +94,7 @@ void pavo_inner_readsettings(tpavo_env* env, const char* conf)
         if (!(setting.log && emulator))
             read_setting(setting, env, conf);
     }
+    pavo_inner_bindrecordlimit(&env->maxrecords);
     if (!emulator) {
         env->logfileptr = nullptr;
         pavo_log_init();

@@ -8,6 +8,9 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <initializer_list>
+
+#include "runtime/pavo_message.h"
 #include "service/pavo_global.h"
 #include "service/pavo_upload.h"
 
@@ -197,14 +200,26 @@ void* pavo_inner_httpjob(void* arg)
     job->response = chunk_to_pool(chunk);
     job->responsesize = static_cast<int>(chunk_size(chunk));
     free_chunk(chunk);
-    int posted = pavo_postmessage(pavo_globalmessagecallback, job->eventtype, job->eventscope,
-                                  job->eventhandle, job->response, job->responsesize, job,
-                                  sizeof(int));
+    int posted = pavo_inner_postmessage(pavo_globalmessagecallback, job->eventtype,
+                                        job->eventscope, job->eventhandle, job->response,
+                                        job->responsesize, job, sizeof(int), 0);
+    // A full queue dropped the answer: free it now, and let the next
+    // pavo_checkmessage tell the callback that this request goes unanswered.
+    // Only the callback type and the event values stay for the notice.
+    if (posted == 1) {
+        for (void** owned : {&job->response, reinterpret_cast<void**>(&job->url), &job->param,
+                             reinterpret_cast<void**>(&job->localpath)}) {
+            pavo_free(*owned);
+            *owned = nullptr;
+        }
+        job->responsesize = 0;
+        posted = pavo_inner_postmessage(pavo_inner_droppedjobcallback, job->eventtype,
+                                        job->eventscope, job->eventhandle, nullptr, 0, job,
+                                        sizeof(int), 1);
+    }
     // A post refused (the mode turned synchronous meanwhile, or no node for
-    // the message) would leave the job and the answer to nobody: release them
-    // here. A full queue reports 0 and keeps its documented behaviour (both
-    // are lost).
-    if (posted == -1)
+    // the message) would leave the job and the answer to nobody.
+    if (posted != 0)
         pavo_inner_freejob(job);
     return nullptr;
 }
@@ -225,9 +240,19 @@ pavo_status_t pavo_upload(const char* url, const char* userdata, int phase,
     // A null body would make libcurl read the body from standard input.
     curl_easy_setopt(curl.get(), CURLOPT_URL, url);
     curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, userdata != nullptr ? userdata : "");
+    // A transfer that moves no byte for the stall time-out ends with code 28.
+    const long stall = pavo_relaxed_load(g_pavo_env.stalltimeout);
+    if (stall > 0) {
+        curl_easy_setopt(curl.get(), CURLOPT_LOW_SPEED_LIMIT, 1L);
+        curl_easy_setopt(curl.get(), CURLOPT_LOW_SPEED_TIME, stall);
+    }
     if (phase != PAVO_PHASE_NOBUFFER) {
         chunk->size = 0;
         chunk->data = nullptr;
+        // Downloads to a file are not capped.
+        chunk->limit = storetype == STORETYPE_FILE
+                           ? 0
+                           : static_cast<uint32_t>(pavo_relaxed_load(g_pavo_env.maxanswersize));
         curl_easy_setopt(curl.get(), CURLOPT_CONNECTTIMEOUT, 15L);
         curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, chunk);
         curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, chunkdata_callback);
@@ -260,6 +285,14 @@ size_t chunkdata_callback(void* ptr, size_t size, size_t nmemb, void* data)
     if (received == 0)
         return 0;
     MemoryStruct* chunk = static_cast<MemoryStruct*>(data);
+    // Past the cap the answer is dropped and the short count ends the transfer (code 23).
+    if (chunk->limit != 0 && static_cast<size_t>(chunk->size) + received > chunk->limit) {
+        pavo_log_info("answer exceeds maxanswersize:%u\r\n", chunk->limit);
+        free(chunk->data);
+        chunk->data = nullptr;
+        chunk->size = 0;
+        return 0;
+    }
     size_t grown = static_cast<size_t>(chunk->size) + received + 1;
     char* block = nullptr;
     if (grown <= UINT32_MAX)

@@ -19,6 +19,7 @@
 typedef struct __MemoryStruct {
     uint32_t size;
     char* data;
+    uint32_t limit; /* answer cap in bytes, 0 for none: past it the receiver ends the transfer */
 } MemoryStruct;
 
 /* One asynchronous request, from pavo_addhttpjob through the worker to the
@@ -63,6 +64,9 @@ size_t chunkdata_callback(void* ptr, size_t size, size_t nmemb, void* data);
 tpavo_httpecode trans_to_pavocode(CURLcode code);
 int pavo_globalmessagecallback(int eventtype, int eventscope, int eventhandle, void* data,
                                int datasize, void* cbdata, int cbdatasize);
+/* Delivers the event of a job whose answer a full queue dropped, with null data. */
+int pavo_inner_droppedjobcallback(int eventtype, int eventscope, int eventhandle, void* data,
+                                  int datasize, void* cbdata, int cbdatasize);
 
 /* The connection share (pavo_upload_share.cpp): created at start-up when
  * "keepalive" is not 0, released at shut-down after the workers; every

@@ -2,7 +2,8 @@
  * pavo_upload_callback.cpp - delivery of asynchronous answers: the global
  * message callback that pavo_checkmessage runs for every posted job. It finds
  * the request's row by the job's event type, hands the answer to
- * pavo_inner_finishrequest with the application's callback, and releases the job.
+ * pavo_inner_finishrequest with the application's callback, and releases the job;
+ * and the notice of a job whose answer the full queue dropped.
  */
 #include "service/pavo_global.h"
 #include "service/pavo_service_requests.h"
@@ -60,6 +61,33 @@ int pavo_globalmessagecallback(int eventtype, int eventscope, int eventhandle, v
                                  eventtype, job->eventhandle);
     }
     return release_answer(job);
+}
+
+// The job's answer was dropped by a full queue: its callback learns that no
+// answer will come (null data, size 0).
+int pavo_inner_droppedjobcallback(int eventtype, int eventscope, int eventhandle, void* data,
+                                  int datasize, void* cbdata, int cbdatasize)
+{
+    (void)eventscope;
+    (void)eventhandle;
+    (void)data;
+    (void)datasize;
+    (void)cbdatasize;
+    t_httpjobarg* job = static_cast<t_httpjobarg*>(cbdata);
+    if (job == nullptr)
+        return -1;
+    pavo_callback callback = pavo_iner_getcallback(job->cbtype);
+    if (callback == nullptr)
+        callback = pavo_iner_getcallback(PAVO_CALLBACK_DEFAULT);
+    if (callback != nullptr) {
+        tpavo_event event = {};
+        event.eventtype = static_cast<tpavo_eventtype>(eventtype);
+        event.eventscope = EPAVO_SCOPE_RESPONSE;
+        event.eventid = job->eventhandle;
+        callback(&event);
+    }
+    pavo_inner_freejob(job);
+    return -1;
 }
 
 }  // extern "C"
