@@ -7,6 +7,7 @@
 #include <assert.h>
 
 #include "runtime/pavo_message.h"
+#include "runtime/pavo_runtime.h"
 
 extern "C" {
 

@@ -39,11 +39,6 @@ extern "C" {
 extern t_pavo_messageque* g_messagequeue;
 extern int g_messagequeue_sizelimit;
 
-/* pavo_postmessage for the pipeline: 0 stored, 1 dropped because the queue is
- * full (logged; the caller still owns data and cbdata), -1 refused. With notice
- * set the message joins the notices instead, which have no limit. */
-int pavo_inner_postmessage(pavo_messagecallback cb, int eventtype, int eventscope, int eventid,
-                           void* data, int datasize, void* cbdata, int cbdatasize, int notice);
 }
 
 #endif /* PAVO_MESSAGE_H */

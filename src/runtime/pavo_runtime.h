@@ -26,6 +26,12 @@ char* pavo_copy_bytes(const char* bytes, size_t length);
 /* The allocator front reads the pool handle from *slot at every call. */
 void pavo_inner_bindallocator(HMYMEMPOOL* slot);
 
+/* pavo_postmessage for the pipeline: 0 stored, 1 dropped because the queue is
+ * full (logged; the caller still owns data and cbdata), -1 refused. With notice
+ * set the message joins the notices instead, which have no limit. */
+int pavo_inner_postmessage(pavo_messagecallback cb, int eventtype, int eventscope, int eventid,
+                           void* data, int datasize, void* cbdata, int cbdatasize, int notice);
+
 #ifdef __cplusplus
 }
 

@@ -10,7 +10,7 @@
 
 #include <initializer_list>
 
-#include "runtime/pavo_message.h"
+#include "runtime/pavo_runtime.h"
 #include "service/pavo_global.h"
 #include "service/pavo_upload.h"
 
