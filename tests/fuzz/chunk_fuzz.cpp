@@ -1,8 +1,9 @@
 /*
  * chunk_fuzz.cpp - libFuzzer target over the pipeline's chunk receiver: an
  * answer is handed to chunkdata_callback in pieces whose sizes come from the
- * input's tail, the assembled buffer is checked against the pieces, and the
- * result is parsed as the pipeline would.
+ * input's tail, under an answer cap or none; the assembled buffer is checked
+ * against the pieces (or found dropped past the cap), and parsed as the
+ * pipeline would.
  */
 #include <fuzzer/FuzzedDataProvider.h>
 
@@ -40,6 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const tpavo_datatype datatype = kDatatypes[data[0] % (sizeof kDatatypes / sizeof kDatatypes[0])];
     FuzzedDataProvider input(data + 1, size - 1);
     MemoryStruct chunk = {};
+    chunk.limit = input.ConsumeBool() ? input.ConsumeIntegralInRange<uint32_t>(1, 4096) : 0;
     std::string expected;
     while (input.remaining_bytes() > 0) {
         // Piece sizes are taken from the tail, the bytes from the front.
@@ -49,6 +51,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         // libcurl hands size 1 and a count; the receiver must not care which way round.
         const size_t taken = as_members ? chunkdata_callback(piece.data(), 1, piece.size(), &chunk)
                                         : chunkdata_callback(piece.data(), piece.size(), 1, &chunk);
+        if (chunk.limit != 0 && expected.size() + piece.size() > chunk.limit) {
+            // Past the cap: nothing kept, and the short count ends the transfer.
+            if (taken != 0 || chunk.data != nullptr || chunk.size != 0)
+                __builtin_trap();
+            expected.clear();
+            break;
+        }
         if (taken != piece.size())
             __builtin_trap();
         expected.append(piece.data(), piece.size());
