@@ -8,7 +8,7 @@
 
 #include <httplib.h>
 
-#include "pipeline_fixture.h"
+#include "field_fixture.h"
 
 namespace {
 
@@ -69,19 +69,14 @@ struct Outcome {
     size_t size = 0;
 };
 
-class PipelineFaults : public PipelineFixture {
+class PipelineFaults : public FieldTest {
 protected:
     void restart(const FaultRow& row)
     {
-        pavo_cleanup();
-        pavo_test::ConfEntries conf = {{"logmode", "2"}, {"logdirectory", dir_.path()},
-                                       {"stalltimeout", row.stalltimeout}};
+        pavo_test::ConfEntries conf = {{"stalltimeout", row.stalltimeout}};
         if (row.maxanswersize != nullptr)
             conf.push_back({"maxanswersize", row.maxanswersize});
-        pavo_test::write_korix_conf(dir_.path(), conf);
-        pavo_init_param param{};
-        param.workdirectory = const_cast<char*>(dir_.path().c_str());
-        ASSERT_EQ(pavo_init(&param), PAVO_STATUS_SUCCESS);
+        start(conf);
         pavo_registercallback(PAVO_CALLBACK_DEFAULT, record_event);
     }
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "pipeline_fixture.h"
+#include "field_fixture.h"
 
 namespace {
 
@@ -43,7 +43,7 @@ size_t count_of(const std::string& text, const std::string& part)
     return count;
 }
 
-using PipelineLimits = PipelineFixture;
+using PipelineLimits = FieldTest;
 
 TEST_F(PipelineLimits, BurstOverAFullQueueEndsEveryRequestInOneEvent)
 {

@@ -1,0 +1,63 @@
+// Fixture of the field-limit tests (pipeline_faults_test, pipeline_limits_test): the shared
+// simulator, a working directory whose korix.conf logs to pavo.log there plus the test's own
+// settings, and the library restarted on demand with them.
+#ifndef PAVO_TEST_FIELD_FIXTURE_H
+#define PAVO_TEST_FIELD_FIXTURE_H
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "service_fixture.h"
+#include "support/temp_dir.h"
+#include "service/pavo_upload.h"
+
+class FieldTest : public pavo_test::SimSuite {
+protected:
+    void SetUp() override
+    {
+        SimSuite::SetUp();
+        start({});
+    }
+    void TearDown() override { pavo_cleanup(); }
+
+    void start(pavo_test::ConfEntries settings)
+    {
+        pavo_cleanup();
+        settings.insert(settings.begin(), {{"logmode", "2"}, {"logdirectory", dir_.path()}});
+        pavo_test::write_korix_conf(dir_.path(), settings);
+        pavo_init_param param{};
+        param.workdirectory = const_cast<char*>(dir_.path().c_str());
+        ASSERT_EQ(pavo_init(&param), PAVO_STATUS_SUCCESS);
+    }
+
+    static std::string url(const std::string& path) { return sim_->base_url() + path; }
+
+    std::string log_text() const
+    {
+        if (g_pavo_env.logfileptr != nullptr)
+            fflush(g_pavo_env.logfileptr);
+        return read_file(dir_.file("pavo.log"));
+    }
+
+    // A loopback port that refuses connections: bound, never listened on, closed.
+    static int refused_port()
+    {
+        int fd = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
+        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
+        close(fd);
+        return ntohs(address.sin_port);
+    }
+
+    TempDir dir_;
+};
+
+#endif
