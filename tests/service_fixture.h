@@ -15,6 +15,7 @@
 
 #include "pavo.h"
 #include "service/pavo_global.h"
+#include "support/library_start.h"
 #include "support/platform_sim.h"
 
 namespace pavo_test {
@@ -129,29 +130,13 @@ protected:
     void SetUp() override
     {
         SimSuite::SetUp();
-        workdir_ = std::make_unique<TempDir>();
-        write_korix_conf(workdir_->path(), {{"openurl", sim_->open_url()}, {"logmode", "1"}});
-        start_library();
+        workdir_ = std::make_unique<SimWorkDir>(*sim_);
+        ASSERT_EQ(start_library(workdir_->path(), kSimOem, kSimTerminalType, kSimDevice,
+                                "CHIP/1.0", "TEST/1.0"),
+                  PAVO_STATUS_SUCCESS);
     }
 
     void TearDown() override { pavo_cleanup(); }
-
-    void start_library()
-    {
-        std::string oem = kSimOem, type = kSimTerminalType, device = kSimDevice;
-        std::string chip = "CHIP/1.0", client = "TEST/1.0", dir = workdir_->path();
-        pavo_init_param param = {};
-        param.oem_name = oem.data();
-        param.terminal_type = type.data();
-        param.device_id = device.data();
-        param.chipprofile = chip.data();
-        param.clientprofile = client.data();
-        param.workdirectory = dir.data();
-        param.perpetualdirectory = dir.data();
-        param.tmpdirectory = dir.data();
-        param.ipversion = 4;
-        ASSERT_EQ(pavo_init(&param), PAVO_STATUS_SUCCESS);
-    }
 
 public:
     // Open by terminal code and log in; the record of requests is cleared afterwards.
@@ -185,17 +170,6 @@ public:
     }
 
     static std::string tvprofile() { return "CHIP/1.0;TEST/1.0;KORIXOS/1001"; }
-
-    // UserID, UserGroup, TVProfile, UserToken of the live session, encoded.
-    static FormPairs session_four()
-    {
-        return {{"UserID", form_encoded(property("userid"))},
-                {"UserGroup", form_encoded(property("usergroup"))},
-                {"TVProfile", form_encoded(tvprofile())},
-                {"UserToken", form_encoded(property("usertoken"))}};
-    }
-
-    static std::pair<std::string, std::string> ip_pair() { return {"IP", form_encoded(terminal_ip())}; }
 
     // The one request the simulator received since the record was last cleared.
     static SimRequest only_request()
@@ -244,7 +218,7 @@ public:
     }
 
 protected:
-    std::unique_ptr<TempDir> workdir_;
+    std::unique_ptr<SimWorkDir> workdir_;
 };
 
 }  // namespace pavo_test
