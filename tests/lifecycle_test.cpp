@@ -7,6 +7,7 @@
 #include <string>
 
 #include "service/pavo_global.h"
+#include "support/library_start.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -25,16 +26,8 @@ protected:
     }
     pavo_status_t start()
     {
-        std::string workdir = dir_.path();
-        pavo_init_param param{};
-        param.oem_name = const_cast<char*>(oem_);  // the library only reads them
-        param.terminal_type = const_cast<char*>(terminal_);
-        param.device_id = const_cast<char*>(device_);
-        param.chipprofile = const_cast<char*>(chip_);
-        param.clientprofile = const_cast<char*>(client_);
-        param.workdirectory = param.perpetualdirectory = param.tmpdirectory = workdir.data();
-        param.ipversion = ipversion_;
-        return pavo_init(&param);
+        return pavo_test::start_library(dir_.path(), oem_, terminal_, device_, chip_, client_,
+                                        ipversion_);
     }
 
     TempDir dir_;

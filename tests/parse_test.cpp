@@ -10,7 +10,6 @@
 
 #include "parse/pavo_parse_catalogue.h"
 #include "parse_test_util.h"
-#include "xml/Markup.h"
 
 namespace {
 
@@ -44,27 +43,17 @@ const char kOpenAnswer[] =
     "</Response></Root>";
 
 // Some kinds carry another kind's tag; an unsupported one gives the failure result.
-TEST_F(ParseTest, DatatypesCarryTheirTagsAndProcedures)
+TEST_F(ParseTest, DatatypesCarryTheirTags)
 {
-    struct Row {
-        tpavo_datatype requested;
-        tpavo_datatype tag;
-        pavo_data_freeproc freeproc;
+    const tpavo_datatype rows[][2] = {
+        {DATATYPE_LOGINRESULT, DATATYPE_LOGINRESULT}, {DATATYPE_ITEM, DATATYPE_ITEM},
+        {DATATYPE_LOGOUTRESULT, DATATYPE_RECHARGERESULT},
+        {DATATYPE_RELATIVEITEMLIST, DATATYPE_RELATIVEITEMLIST},
+        {DATATYPE_SCHEDULELIST, DATATYPE_SCHEDULELIST},
+        {DATATYPE_UPGRADERESRESULT, DATATYPE_UPGRADEOSRESULT},
     };
-    const Row rows[] = {
-        {DATATYPE_LOGINRESULT, DATATYPE_LOGINRESULT, free_loginresult},
-        {DATATYPE_LOGOUTRESULT, DATATYPE_RECHARGERESULT, free_logoutresult},
-        {DATATYPE_QUERYPLAYURLRESULT, DATATYPE_QUERYPLAYURLRESULT, free_playresult},
-        {DATATYPE_ITEM, DATATYPE_ITEM, free_categoryitemlistresult},
-        {DATATYPE_RELATIVEITEMLIST, DATATYPE_RELATIVEITEMLIST, free_categoryitemlistresult},
-        {DATATYPE_SCHEDULELIST, DATATYPE_SCHEDULELIST, free_schedulelistresult},
-        {DATATYPE_UPGRADERESRESULT, DATATYPE_UPGRADEOSRESULT, free_upgraderesresult},
-    };
-    for (const Row& row : rows) {
-        auto result = parse("<Root><Result ResultCode=\"-1\"/></Root>", row.requested);
-        EXPECT_EQ(result->datatype, row.tag) << row.requested;
-        EXPECT_EQ(result->freeproc, row.freeproc) << row.requested;
-    }
+    for (const auto& row : rows)
+        EXPECT_EQ(parse("<Root><Result ResultCode=\"-1\"/></Root>", row[0])->datatype, row[1]);
     auto unsupported = parse("<Root/>", static_cast<tpavo_datatype>(12));
     EXPECT_EQ(unsupported->resultcode, -9000);
     EXPECT_EQ(unsupported->datatype, DATATYPE_NORMAL);
@@ -248,91 +237,46 @@ TEST_F(AccountAnswer, LoginAnswerSetsServerTime)
     }
 }
 
-// Count 10 is overwritten by the two entries read; HasChild 257 keeps its
-// low eight bits.
-TEST_F(ParseTest, CategoryListKeepsDocumentOrderCountsEntriesAndDumps)
+// Counts are overwritten by the entries read; HasChild 257 keeps its low eight
+// bits. The schedules lie inside the Result element, and their dump has no
+// result lines and says "null" in lower case.
+TEST_F(ParseTest, ListsKeepDocumentOrderCountTheirEntriesAndDump)
 {
-    auto result = parse(
-        "<Root><Result ResultCode=\"0\" ResultMsg=\"ok\"/>"
-        "<Categorys TotalCount=\"30\" Count=\"10\" PageIndex=\"2\" PageSize=\"10\">"
-        "<Category Code=\"c1\" ParentCode=\"root\" Name=\"One\" Desc=\"d1\" Icon1=\"i1\""
-        " Icon2=\"i2\" BKImage1=\"b1\" BKImage2=\"b2\" HasChild=\"257\" Type=\"4\""
-        " TemplateCode=\"t1\"/>"
-        "<Other Code=\"x\"/><Category Code=\"c3\" Type=\"-2\"/></Categorys></Root>",
-        DATATYPE_CATEGORYLIST);
-    EXPECT_EQ(page_counts(result), "total=30 count=2 page=2 size=10");
-    const tpavo_category* first = result->data.categorylistresponse;
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(first->psubcat, nullptr);
-    EXPECT_EQ(first->pparentcat, nullptr);
-    const std::string banner = "***************category*************";
-    EXPECT_EQ(dump_of(result),
-              info_lines({"resultcode:0", "resultmesg:ok", banner, "code:c1", "parentcode:root",
-                          "name:One", "desc:d1", "icon1:i1", "icon2:i2", "bgimage1:b1",
-                          "bgimage2:b2", "templatecode:t1", "type:4", "haschild:1", banner,
-                          "code:c3", "parentcode:", "name:", "desc:", "icon1:",
-                          "icon2:", "bgimage1:", "bgimage2:", "templatecode:", "type:-2",
-                          "haschild:0"}));
+    const std::string category = "***************category*************";
+    const std::string schedule = "**************schedule**************************";
+    const struct {
+        const char* document;
+        tpavo_datatype datatype;
+        const char* counts;
+        std::string dump;
+    } rows[] = {
+        {"<Root><Result ResultCode=\"0\" ResultMsg=\"ok\"/>"
+         "<Categorys TotalCount=\"30\" Count=\"10\" PageIndex=\"2\" PageSize=\"10\">"
+         "<Category Code=\"c1\" ParentCode=\"root\" Name=\"One\" Desc=\"d1\" Icon1=\"i1\""
+         " Icon2=\"i2\" BKImage1=\"b1\" BKImage2=\"b2\" HasChild=\"257\" Type=\"4\""
+         " TemplateCode=\"t1\"/>"
+         "<Other Code=\"x\"/><Category Code=\"c3\" Type=\"-2\"/></Categorys></Root>",
+         DATATYPE_CATEGORYLIST, "total=30 count=2 page=2 size=10",
+         info_lines({"resultcode:0", "resultmesg:ok", category, "code:c1", "parentcode:root",
+                     "name:One", "desc:d1", "icon1:i1", "icon2:i2", "bgimage1:b1", "bgimage2:b2",
+                     "templatecode:t1", "type:4", "haschild:1", category, "code:c3",
+                     "parentcode:", "name:", "desc:", "icon1:", "icon2:", "bgimage1:",
+                     "bgimage2:", "templatecode:", "type:-2", "haschild:0"})},
+        {"<Root><Result ResultCode=\"0\" ResultMsg=\"ok\">"
+         "<Schedules TotalCount=\"5\" Count=\"9\" PageIndex=\"1\" PageSize=\"20\">"
+         "<Schedule Name=\"News\" ChannelCode=\"ch1\" Desc=\"d\" StartTime=\"20100101080000\""
+         " EndTime=\"20100101083000\"/><Schedule Name=\"Film\"/></Schedules></Result></Root>",
+         DATATYPE_SCHEDULELIST, "total=5 count=2 page=1 size=20",
+         info_lines({schedule, "name:News", "channelcode:ch1", "desc:d",
+                     "starttime:20100101080000", "endtime:20100101083000", schedule,
+                     "name:Film", "channelcode:", "desc:", "starttime:", "endtime:"})},
+    };
+    for (const auto& row : rows) {
+        auto result = parse(row.document, row.datatype);
+        EXPECT_EQ(page_counts(result), row.counts);
+        EXPECT_EQ(dump_of(result), row.dump);
+    }
 }
-
-// The schedule dump has no result lines and says "null" in lower case.
-TEST_F(ParseTest, ScheduleListIsReadInsideTheResultElement)
-{
-    auto result = parse(
-        "<Root><Result ResultCode=\"0\" ResultMsg=\"ok\">"
-        "<Schedules TotalCount=\"5\" Count=\"9\" PageIndex=\"1\" PageSize=\"20\">"
-        "<Schedule Name=\"News\" ChannelCode=\"ch1\" Desc=\"d\" StartTime=\"20100101080000\""
-        " EndTime=\"20100101083000\"/><Schedule Name=\"Film\"/></Schedules></Result></Root>",
-        DATATYPE_SCHEDULELIST);
-    EXPECT_EQ(page_counts(result), "total=5 count=2 page=1 size=20");
-    const std::string banner = "**************schedule**************************";
-    EXPECT_EQ(dump_of(result),
-              info_lines({banner, "name:News", "channelcode:ch1", "desc:d",
-                          "starttime:20100101080000", "endtime:20100101083000", banner,
-                          "name:Film", "channelcode:", "desc:", "starttime:", "endtime:"}));
-}
-
-// Walks to the first Program of <Root><Programs>...</Programs></Root>.
-void enter_programs(CMarkup& xml, const char* document)
-{
-    ASSERT_TRUE(xml.SetDoc(document));
-    ASSERT_TRUE(xml.FindElem("Root"));
-    ASSERT_TRUE(xml.IntoElem());
-    ASSERT_TRUE(xml.FindElem("Programs"));
-    ASSERT_TRUE(xml.IntoElem());
-    ASSERT_TRUE(xml.FindElem("Program"));
-}
-
-// AudioType lands in both audio fields; FileSize is 64 bits; flags keep their
-// low eight bits.
-TEST(ParseVideoclip, ReadsEveryClipAttributeAndRestoresPosition)
-{
-    CMarkup xml;
-    enter_programs(xml,
-                   "<Root><Programs><Program Code=\"p1\"><VideoClips>"
-                   "<VideoClip Type=\"1\" VideoCode=\"v1\" EpisodeIndex=\"2\" OrderCode=\"3\""
-                   " Price=\"400\" FileSize=\"4294967297\" Duration=\"01:30:00\" AudioType=\"5\""
-                   " IsDRM=\"1\" CanDownload=\"258\" CanOnlinePlay=\"1\" ScreenFormat=\"6\""
-                   " Captioning=\"7\" BitRateType=\"8\" VideoType=\"9\" Resolution=\"10\"/>"
-                   "<Other/><VideoClip VideoCode=\"v2\"/>"
-                   "</VideoClips></Program><Program Code=\"p2\"/></Programs></Root>");
-    tpavo_videoclip* clips = parse_videoclip(xml);
-    ASSERT_NE(clips, nullptr);
-    EXPECT_EQ(clip_numbers(*clips),
-              "0 1 2 3 400 4294967297 5 7 1 2 1 6 8 9 5 10");
-    EXPECT_STREQ(clips->videocode, "v1");
-    EXPECT_STREQ(clips->duration, "01:30:00");
-    EXPECT_EQ(clips->itemcode, nullptr);
-    ASSERT_NE(clips->next, nullptr);
-    EXPECT_STREQ(clips->next->videocode, "v2");
-    EXPECT_EQ(clips->next->next, nullptr);
-    // Back on the programme, so the caller's next search finds its sibling.
-    EXPECT_EQ(xml.GetAttrib("Code"), "p1");
-    EXPECT_TRUE(xml.FindElem("Program"));
-    EXPECT_EQ(xml.GetAttrib("Code"), "p2");
-    pavo_freevideoclip(clips);
-}
-
 
 // Items: p22, ch1, p22 again, an unmatched code, type 3, no code. Codes are
 // compared whole: p220 shares the first three characters.
@@ -346,8 +290,10 @@ const char kItemAnswer[] =
     "<Program Code=\"p220\" Name=\"first\"><VideoClips><VideoClip VideoCode=\"v1\"/></VideoClips>"
     "</Program>"
     "<Program Code=\"p22\" Name=\"second\" Type=\"1\" EpisodeNum=\"12\" Status=\"3\"><VideoClips>"
-    "<VideoClip Type=\"1\" VideoCode=\"v21\" FileSize=\"4294967297\" AudioType=\"2\""
-    " CanDownload=\"257\" BitRateType=\"4\"/>"
+    "<VideoClip Type=\"1\" VideoCode=\"v21\" EpisodeIndex=\"2\" OrderCode=\"3\" Price=\"400\""
+    " FileSize=\"4294967297\" Duration=\"01:30:00\" AudioType=\"5\" IsDRM=\"1\""
+    " CanDownload=\"258\" CanOnlinePlay=\"1\" ScreenFormat=\"6\" Captioning=\"7\""
+    " BitRateType=\"8\" VideoType=\"9\" Resolution=\"10\"/><Other/>"
     "<VideoClip VideoCode=\"v22\"/></VideoClips></Program></Programs>"
     "<Channels><Channel Code=\"ch1\" Type=\"2\" TimeShiftDuration=\"3600\"><VideoClips>"
     "<VideoClip VideoCode=\"live\"/></VideoClips></Channel></Channels></Root>";
@@ -361,7 +307,8 @@ const tpavo_item* item_at(const Result& result, int index)
 }
 
 // Items are counted and matched to copies of their programme or channel with
-// clips (the copy drops the bit-rate type); an unmatched code is silent,
+// clips: AudioType lands in both audio fields, FileSize is 64 bits, flags keep
+// their low eight bits, the copy drops the bit-rate type. An unmatched code is silent,
 // another type and a missing code are logged.
 TEST_F(ParseTest, ItemsGetCopiesOfTheirProgrammeOrChannelWithClips)
 {
@@ -377,7 +324,9 @@ TEST_F(ParseTest, ItemsGetCopiesOfTheirProgrammeOrChannelWithClips)
     const tpavo_videoclip* clip = program->pvideoclip;
     ASSERT_NE(clip, nullptr);
     EXPECT_STREQ(clip->videocode, "v21");
-    EXPECT_EQ(clip_numbers(*clip), "0 1 0 0 0 4294967297 2 0 0 1 0 0 0 0 2 0");
+    EXPECT_STREQ(clip->duration, "01:30:00");
+    EXPECT_EQ(clip->itemcode, nullptr);
+    EXPECT_EQ(clip_numbers(*clip), "0 1 2 3 400 4294967297 5 7 1 2 1 6 0 9 5 10");
     ASSERT_NE(clip->next, nullptr);
     EXPECT_STREQ(clip->next->videocode, "v22");
     const tpavo_channel* channel = item_at(result, 1)->detail.channel;

@@ -7,6 +7,7 @@
 
 #include "service/pavo_global.h"
 #include "service/pavo_service_props.h"
+#include "support/library_start.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -20,23 +21,13 @@ std::string read_prop(const char* name, int size = PAVO_PROP_SIZE)
 
 class PropsTest : public ::testing::Test {
 protected:
-    void SetUp() override { start(6, dir_.path()); }
-    void TearDown() override { pavo_cleanup(); }
-
-    void start(int ipversion, const std::string& workdirectory)
+    void SetUp() override
     {
-        pavo_init_param param = {};
-        param.oem_name = const_cast<char*>("1234567");
-        param.terminal_type = const_cast<char*>("ABCDEFG");
-        param.device_id = const_cast<char*>("123456789ABCD");
-        param.chipprofile = const_cast<char*>("chip");
-        param.clientprofile = const_cast<char*>("client");
-        param.workdirectory = const_cast<char*>(workdirectory.c_str());
-        param.perpetualdirectory = const_cast<char*>("/perpetual");
-        param.tmpdirectory = const_cast<char*>("/scratch");
-        param.ipversion = ipversion;
-        ASSERT_EQ(pavo_init(&param), PAVO_STATUS_SUCCESS);
+        ASSERT_EQ(pavo_test::start_library(dir_.path(), "1234567", "ABCDEFG", "123456789ABCD",
+                                           "chip", "client", 6, "/perpetual", "/scratch"),
+                  PAVO_STATUS_SUCCESS);
     }
+    void TearDown() override { pavo_cleanup(); }
 
     std::string config_path() const { return dir_.file("korix.conf"); }
 

@@ -1,5 +1,5 @@
-// The worker pool: creation bounds, reuse of a parked worker, the dispatch that blocks while every worker is busy, and the
-// shut-down that waits for running jobs and parked workers.
+// The worker pool: creation bounds, reuse of a parked worker, the dispatch that blocks while
+// every worker is busy, and the shut-down that waits for running jobs and parked workers.
 #include <gtest/gtest.h>
 
 #include <sys/syscall.h>
@@ -75,21 +75,9 @@ protected:
 
     void TearDown() override
     {
-        release(-1);  // a failed test may leave jobs held, or a capture open
+        release(-1);  // a failed test may leave jobs held
         if (pool_ != nullptr)
             destroy_threadpool(pool_);
-        if (capturing_)
-            captured();
-    }
-    void capture()
-    {
-        testing::internal::CaptureStdout();
-        capturing_ = true;
-    }
-    std::string captured()
-    {
-        capturing_ = false;
-        return testing::internal::GetCapturedStdout();
     }
 
     Job* job(int index, bool held)
@@ -119,7 +107,7 @@ protected:
         std::lock_guard<std::mutex> lock(mutex_);
         return value;
     }
-    // The pool's counters, read under its own lock.
+    // Workers parked (tp_index) or started (tp_total), read under the pool's own lock.
     int counter(int _threadpool::*field)
     {
         _threadpool* pool = static_cast<_threadpool*>(pool_);
@@ -128,15 +116,12 @@ protected:
         pthread_mutex_unlock(&pool->tp_mutex);
         return value;
     }
-    int parked() { return counter(&_threadpool::tp_index); }
-    int total() { return counter(&_threadpool::tp_total); }
 
     static constexpr int kJobs = 4;
     std::mutex mutex_;
     std::condition_variable changed_;
     int started_ = 0;
     int finished_ = 0;
-    bool capturing_ = false;
     Job jobs_[kJobs];
     t_threadpool pool_ = nullptr;
 };
@@ -145,15 +130,15 @@ TEST_F(ThreadPool, CreationAcceptsOneToTwoHundredWorkersAndNullPoolsAreRefused)
 {
     for (int n : {0, 201})
         EXPECT_EQ(create_threadpool(n), nullptr) << n;
-    capture();
+    testing::internal::CaptureStdout();
     t_threadpool pool = create_threadpool(200);
-    ASSERT_NE(pool, nullptr);
     EXPECT_EQ(dispatch_threadpool(pool, nullptr, nullptr), -1);
     pool_destroy(pool);
-    EXPECT_EQ(captured(), "");  // no thread ever started
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");  // no thread ever started
 }
 
-TEST_F(ThreadPool, FourthDispatchWaitsForAFreeWorkerAndReusesIt)
+// Then shut-down waits for the two jobs still running, and for all three workers to exit.
+TEST_F(ThreadPool, FourthDispatchWaitsForAFreeWorkerAndDestroyWaitsForEveryJob)
 {
     pool_ = create_threadpool(3);
     for (int i = 0; i < 3; i++)
@@ -171,30 +156,23 @@ TEST_F(ThreadPool, FourthDispatchWaitsForAFreeWorkerAndReusesIt)
     ASSERT_TRUE(wait_until([&] { return finished_ == 2; }));
     EXPECT_EQ(result, 0);
     EXPECT_EQ(locked(jobs_[3].thread), locked(jobs_[1].thread));  // so it started after job 1 ended
-    EXPECT_EQ(total(), 3);  // no fourth thread
-}
+    EXPECT_EQ(counter(&_threadpool::tp_total), 3);  // no fourth thread
+    ASSERT_TRUE(eventually([&] { return counter(&_threadpool::tp_index) == 1; }));
 
-TEST_F(ThreadPool, DestroyWaitsForRunningJobsThenForEveryWorkerToExit)
-{
-    pool_ = create_threadpool(2);
-    ASSERT_EQ(dispatch(0, true), 0);
-    ASSERT_EQ(dispatch(1, false), 0);
-    ASSERT_TRUE(eventually([&] { return parked() == 1; }));
-
-    capture();
+    testing::internal::CaptureStdout();
     std::atomic<int> finished_when_destroyed{0};
     std::thread destroyer;
     ASSERT_TRUE(blocks_in(destroyer, [&] {
         destroy_threadpool(pool_);
         finished_when_destroyed = locked(finished_);
     }));
-    EXPECT_EQ(locked(finished_), 1);
-    release(0);
+    EXPECT_EQ(locked(finished_), 2);
+    release(-1);
     destroyer.join();
     pool_ = nullptr;
-    EXPECT_EQ(finished_when_destroyed, 2);
-    EXPECT_EQ(captured(),
-              "waiting for 1 thread(s) to finish\nwaiting for 2 thread(s) to exit\n");
+    EXPECT_EQ(finished_when_destroyed, 4);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "waiting for 2 thread(s) to finish\nwaiting for 3 thread(s) to exit\n");
 }
 
 }  // namespace

@@ -3,48 +3,22 @@
 // deciphered the same way in service_requests_test.
 #include <gtest/gtest.h>
 
-#include <openssl/evp.h>
-
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "pavo.h"
 #include "security/encrypthelper.h"
+#include "support/openssl_reference.h"
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
+using pavo_test::Bytes;
 
-// EVP des-ede3-ecb without padding, keyed with the first 24 key characters, "0"-padded.
-Bytes evp_3des(const std::string& keytext, const Bytes& input, bool encrypt)
-{
-    std::string key = keytext.substr(0, 24);
-    key.resize(24, '0');
-    EVP_CIPHER_CTX* ctx = EVP_CIPHER_CTX_new();
-    Bytes out(input.size() + 16);
-    int len = 0, tail = 0;
-    EVP_CipherInit_ex(ctx, EVP_des_ede3_ecb(), nullptr,
-                      reinterpret_cast<const unsigned char*>(key.data()), nullptr, encrypt);
-    EVP_CIPHER_CTX_set_padding(ctx, 0);
-    EVP_CipherUpdate(ctx, out.data(), &len, input.data(), static_cast<int>(input.size()));
-    EVP_CipherFinal_ex(ctx, out.data() + len, &tail);
-    EVP_CIPHER_CTX_free(ctx);
-    out.resize(static_cast<size_t>(len + tail));
-    return out;
-}
-
-// PKCS#5 (a whole block on multiples of 8), enciphered, in upper-case hex.
 std::string reference_cipher(const std::string& keytext, const std::string& text)
 {
-    Bytes padded(text.begin(), text.end());
-    padded.insert(padded.end(), 8 - text.size() % 8, static_cast<unsigned char>(8 - text.size() % 8));
-    std::string out;
-    for (unsigned char b : evp_3des(keytext, padded, true)) {
-        out += "0123456789ABCDEF"[b >> 4];
-        out += "0123456789ABCDEF"[b & 0x0F];
-    }
-    return out;
+    Bytes out = pavo_test::des3_reference(keytext, Bytes(text.begin(), text.end()), true);
+    return pavo_test::hex_text(out.data(), out.size());
 }
 
 template <void (*Call)(char*, char*, int, char*, int, char*)>

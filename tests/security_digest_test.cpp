@@ -3,30 +3,19 @@
 // deliberate tolerance.
 #include <gtest/gtest.h>
 
-#include <openssl/evp.h>
-#include <openssl/hmac.h>
-
 #include <cstdio>
 #include <string>
 #include <vector>
 
 #include "pavo.h"
 #include "security/Base64.h"
+#include "support/openssl_reference.h"
 #include "support/temp_dir.h"
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
-
-std::string hex_of(const unsigned char* data, size_t n)
-{
-    std::string out;
-    for (size_t i = 0; i < n; ++i) {
-        out += "0123456789abcdef"[data[i] >> 4];
-        out += "0123456789abcdef"[data[i] & 0x0F];
-    }
-    return out;
-}
+using pavo_test::Bytes;
+using pavo_test::hex_text;
 
 Bytes pattern(size_t n)
 {
@@ -36,17 +25,10 @@ Bytes pattern(size_t n)
     return data;
 }
 
-// OpenSSL's SHA-1 (empty key) or HMAC-SHA1.
+// OpenSSL's SHA-1 (no key) or HMAC-SHA1.
 std::string openssl_mac(const Bytes* key, const Bytes& data)
 {
-    unsigned char out[EVP_MAX_MD_SIZE];
-    unsigned int len = 0;
-    if (key == nullptr)
-        EVP_Digest(data.data(), data.size(), out, &len, EVP_sha1(), nullptr);
-    else
-        HMAC(EVP_sha1(), key->data(), static_cast<int>(key->size()), data.data(), data.size(),
-             out, &len);
-    return hex_of(out, len);
+    return pavo_test::sha1_reference(data.data(), data.size(), key);
 }
 
 }  // namespace
@@ -59,7 +41,7 @@ TEST(Digest, Sha1AndHmacMatchOpenSsl)
     for (size_t n = 0; n <= 200; ++n) {
         Bytes data = pattern(n);
         sha1(data.data(), static_cast<int>(n), out);
-        EXPECT_EQ(hex_of(out, 20), openssl_mac(nullptr, data)) << n;
+        EXPECT_EQ(hex_text(out, 20), openssl_mac(nullptr, data)) << n;
         for (size_t split = n >= 54 && n <= 130 ? 0 : n; split <= n; ++split) {
             pavo_sha1context ctx;
             pavo_sha1starts(&ctx);
@@ -67,7 +49,7 @@ TEST(Digest, Sha1AndHmacMatchOpenSsl)
             pavo_sha1update(&ctx, data.data() + split, static_cast<int>(n - split));
             pavo_sha1update(&ctx, data.data(), -5);   // ignored
             pavo_sha1finish(&ctx, out);
-            EXPECT_EQ(hex_of(out, 20), openssl_mac(nullptr, data)) << n << " split " << split;
+            EXPECT_EQ(hex_text(out, 20), openssl_mac(nullptr, data)) << n << " split " << split;
         }
     }
     Bytes data = pattern(150);
@@ -78,9 +60,9 @@ TEST(Digest, Sha1AndHmacMatchOpenSsl)
         pavo_sha1hmac_update(&ctx, data.data(), 70);
         pavo_sha1hmac_update(&ctx, data.data() + 70, 80);
         pavo_sha1hmac_finish(&ctx, out);
-        EXPECT_EQ(hex_of(out, 20), openssl_mac(&key, data)) << keylen;
+        EXPECT_EQ(hex_text(out, 20), openssl_mac(&key, data)) << keylen;
         pavo_sha1hmac(key.data(), static_cast<int>(keylen), data.data(), 150, out);
-        EXPECT_EQ(hex_of(out, 20), openssl_mac(&key, data)) << keylen;
+        EXPECT_EQ(hex_text(out, 20), openssl_mac(&key, data)) << keylen;
     }
 }
 
@@ -91,7 +73,7 @@ TEST(Digest, FilesDigestInChunksAndReportFailures)
     write_file(dir.file("data"), std::string(content.begin(), content.end()));
     unsigned char out[20];
     EXPECT_EQ(pavo_sha1file(dir.file("data").c_str(), out), 0);
-    EXPECT_EQ(hex_of(out, 20), openssl_mac(nullptr, content));
+    EXPECT_EQ(hex_text(out, 20), openssl_mac(nullptr, content));
     EXPECT_EQ(pavo_sha1file(dir.path().c_str(), out), 2);   // opens, every read fails
     EXPECT_EQ(pavo_sha1file(dir.file("absent").c_str(), out), 1);
 
@@ -103,9 +85,9 @@ TEST(Digest, FilesDigestInChunksAndReportFailures)
     std::rewind(f);
     unsigned char rc[4];
     char most_significant_first[9];
-    std::snprintf(most_significant_first, sizeof most_significant_first, "%08lx", crc);
+    std::snprintf(most_significant_first, sizeof most_significant_first, "%08lX", crc);
     EXPECT_EQ(Crc32_ComputeFileRC(f, rc), 4);
-    EXPECT_EQ(hex_of(rc, 4), most_significant_first);
+    EXPECT_EQ(hex_text(rc, 4), most_significant_first);
     std::fclose(f);
 
 }

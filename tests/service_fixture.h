@@ -5,7 +5,6 @@
 #define PAVO_TEST_SERVICE_FIXTURE_H
 
 #include <gtest/gtest.h>
-#include <openssl/evp.h>
 
 #include <memory>
 #include <sstream>
@@ -15,6 +14,8 @@
 
 #include "pavo.h"
 #include "service/pavo_global.h"
+#include "support/library_start.h"
+#include "support/openssl_reference.h"
 #include "support/platform_sim.h"
 
 namespace pavo_test {
@@ -64,16 +65,7 @@ inline FormPairs split_form(const std::string& body)
 
 inline std::string sha1_text(const std::string& text)
 {
-    static const char kDigits[] = "0123456789ABCDEF";
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned int size = 0;
-    EVP_Digest(text.data(), text.size(), digest, &size, EVP_sha1(), nullptr);
-    std::string hex;
-    for (unsigned int i = 0; i < size; ++i) {
-        hex += kDigits[digest[i] >> 4];
-        hex += kDigits[digest[i] & 15];
-    }
-    return hex;
+    return sha1_reference(text.data(), text.size());
 }
 
 // The "$"-separated fields of an authenticator's plain source (six, then "Korix"):
@@ -82,25 +74,12 @@ inline std::string sha1_text(const std::string& text)
 inline std::vector<std::string> authenticator_fields(const std::string& hex,
                                                      const std::string& key_seed)
 {
-    std::string bytes;
+    Bytes bytes;
     for (size_t i = 0; i + 1 < hex.size(); i += 2)
-        bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
-    const std::string key = sha1_text(key_seed).substr(0, 24);
-    std::vector<unsigned char> out(bytes.size() + 16);
-    int size = 0;
-    int last = 0;
-    EVP_CIPHER_CTX* context = EVP_CIPHER_CTX_new();
-    EVP_DecryptInit_ex(context, EVP_des_ede3_ecb(), nullptr,
-                       reinterpret_cast<const unsigned char*>(key.data()), nullptr);
-    bool ok = EVP_DecryptUpdate(context, out.data(), &size,
-                                reinterpret_cast<const unsigned char*>(bytes.data()),
-                                static_cast<int>(bytes.size())) == 1 &&
-              EVP_DecryptFinal_ex(context, out.data() + size, &last) == 1;
-    EVP_CIPHER_CTX_free(context);
+        bytes.push_back(static_cast<unsigned char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+    Bytes plain = des3_reference(sha1_text(key_seed), bytes, false);
     std::vector<std::string> fields;
-    if (!ok)
-        return fields;
-    std::istringstream source(std::string(reinterpret_cast<char*>(out.data()), size + last));
+    std::istringstream source(std::string(plain.begin(), plain.end()));
     for (std::string field; std::getline(source, field, '$');)
         fields.push_back(field);
     return fields;
@@ -129,29 +108,13 @@ protected:
     void SetUp() override
     {
         SimSuite::SetUp();
-        workdir_ = std::make_unique<TempDir>();
-        write_korix_conf(workdir_->path(), {{"openurl", sim_->open_url()}, {"logmode", "1"}});
-        start_library();
+        workdir_ = std::make_unique<SimWorkDir>(*sim_);
+        ASSERT_EQ(start_library(workdir_->path(), kSimOem, kSimTerminalType, kSimDevice,
+                                "CHIP/1.0", "TEST/1.0"),
+                  PAVO_STATUS_SUCCESS);
     }
 
     void TearDown() override { pavo_cleanup(); }
-
-    void start_library()
-    {
-        std::string oem = kSimOem, type = kSimTerminalType, device = kSimDevice;
-        std::string chip = "CHIP/1.0", client = "TEST/1.0", dir = workdir_->path();
-        pavo_init_param param = {};
-        param.oem_name = oem.data();
-        param.terminal_type = type.data();
-        param.device_id = device.data();
-        param.chipprofile = chip.data();
-        param.clientprofile = client.data();
-        param.workdirectory = dir.data();
-        param.perpetualdirectory = dir.data();
-        param.tmpdirectory = dir.data();
-        param.ipversion = 4;
-        ASSERT_EQ(pavo_init(&param), PAVO_STATUS_SUCCESS);
-    }
 
 public:
     // Open by terminal code and log in; the record of requests is cleared afterwards.
@@ -185,17 +148,6 @@ public:
     }
 
     static std::string tvprofile() { return "CHIP/1.0;TEST/1.0;KORIXOS/1001"; }
-
-    // UserID, UserGroup, TVProfile, UserToken of the live session, encoded.
-    static FormPairs session_four()
-    {
-        return {{"UserID", form_encoded(property("userid"))},
-                {"UserGroup", form_encoded(property("usergroup"))},
-                {"TVProfile", form_encoded(tvprofile())},
-                {"UserToken", form_encoded(property("usertoken"))}};
-    }
-
-    static std::pair<std::string, std::string> ip_pair() { return {"IP", form_encoded(terminal_ip())}; }
 
     // The one request the simulator received since the record was last cleared.
     static SimRequest only_request()
@@ -244,7 +196,7 @@ public:
     }
 
 protected:
-    std::unique_ptr<TempDir> workdir_;
+    std::unique_ptr<SimWorkDir> workdir_;
 };
 
 }  // namespace pavo_test
