@@ -4,10 +4,6 @@
 #ifndef PAVO_TEST_FIELD_FIXTURE_H
 #define PAVO_TEST_FIELD_FIXTURE_H
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <string>
 
@@ -41,20 +37,6 @@ protected:
         if (g_pavo_env.logfileptr != nullptr)
             fflush(g_pavo_env.logfileptr);
         return read_file(dir_.file("pavo.log"));
-    }
-
-    // A loopback port that refuses connections: bound, never listened on, closed.
-    static int refused_port()
-    {
-        int fd = socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
-        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-        close(fd);
-        return ntohs(address.sin_port);
     }
 
     TempDir dir_;

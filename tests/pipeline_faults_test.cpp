@@ -128,7 +128,7 @@ protected:
             sim_->reset();
             std::string target = login_url;
             if (std::string(row.fault) == "refused")
-                target = "http://127.0.0.1:" + std::to_string(refused_port()) + "/Service/Login";
+                target = "http://127.0.0.1:" + std::to_string(pavo_test::refused_port()) + "/Service/Login";
             else
                 httplib::Client(sim_->base_url())
                     .Post(("/_control/fault?path=/Service/Login&" + std::string(row.fault)).c_str());

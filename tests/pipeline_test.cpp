@@ -2,9 +2,6 @@
 // POST body on the wire, the answer in memory or in a file, the outcome codes
 // of refused connections, error statuses and refused URLs, phase 4, and the
 // release of a job whose post is refused.
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -26,20 +23,6 @@ struct Transfer {
     tpavo_httpecode httpecode = kUntouchedCode;
     long httpretcode = -1;
 };
-
-// A loopback port that refuses connections: bound, never listened on, closed.
-int refused_port()
-{
-    int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-    close(fd);
-    return ntohs(address.sin_port);
-}
 
 // The library started against the simulator, its log on the console.
 class Pipeline : public pavo_test::ServiceTest {
@@ -109,7 +92,7 @@ TEST_F(Pipeline, FailedTransferReportsCurlCodeOrStatus)
         tpavo_httpecode httpecode;
         long httpretcode;
     } cases[] = {
-        {"http://127.0.0.1:" + std::to_string(refused_port()) + "/Service/Login",
+        {"http://127.0.0.1:" + std::to_string(pavo_test::refused_port()) + "/Service/Login",
          PAVO_HTTPE_COULDNT_CONNECT, 200},
         {url("/Service/NoSuchService"), kUntouchedCode, 404},
         {url("/Service/Broken"), kUntouchedCode, 500},

@@ -9,6 +9,7 @@
 
 #include "pavo.h"
 #include "service/pavo_upload.h"
+#include "support/library_start.h"
 #include "support/platform_sim.h"
 #include "support/temp_dir.h"
 
@@ -63,15 +64,8 @@ std::string run_session(const PlatformSim& sim, const ConfEntries& extra)
     ConfEntries conf = {{"openurl", sim.open_url()}, {"logmode", "1"}};
     conf.insert(conf.end(), extra.begin(), extra.end());
     pavo_test::write_korix_conf(dir.path(), conf);
-    std::string oem = pavo_test::kSimOem, type = pavo_test::kSimTerminalType;
-    std::string device = pavo_test::kSimDevice, path = dir.path();
-    pavo_init_param param = {};
-    param.oem_name = oem.data();
-    param.terminal_type = type.data();
-    param.device_id = device.data();
-    param.workdirectory = path.data();
-    param.ipversion = 4;
-    if (pavo_init(&param) != PAVO_STATUS_SUCCESS)
+    if (pavo_test::start_library(dir.path(), pavo_test::kSimOem, pavo_test::kSimTerminalType,
+                                 pavo_test::kSimDevice, nullptr, nullptr) != PAVO_STATUS_SUCCESS)
         return "no start";
     void* answer = nullptr;
     size_t size = 0;

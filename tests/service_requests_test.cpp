@@ -281,16 +281,6 @@ std::string sim_file(const std::string& name)
     return read_file(std::string(PAVO_SIM_DATA) + "/files/" + name);
 }
 
-// The server clock is the platform's, learnt at login.
-TEST_F(Maintenance, ServerTimeIsThePlatformClockAfterLogin)
-{
-    struct timeval tv = {99, 777};
-    open_and_login();
-    ASSERT_EQ(pavo_get_time(&tv), 0);
-    EXPECT_EQ(static_cast<unsigned long>(tv.tv_sec), pavo_nsecstr2ulong(kSimClock));
-    EXPECT_EQ(tv.tv_usec, 777);
-}
-
 // The status report, answered or not, shows only in its return value.
 TEST_F(Maintenance, UpgradeAnswersOfferTheirFilesAndTheReportKeepsTheLastResult)
 {
@@ -307,25 +297,6 @@ TEST_F(Maintenance, UpgradeAnswersOfferTheirFilesAndTheReportKeepsTheLastResult)
     sim_->set_fault("/Service/Report", 503);
     EXPECT_EQ(pavo_statusreport(4), PAVO_STATUS_FAILURE);
     EXPECT_EQ(pavo_getresult(), result);
-}
-
-// A download works in any state; a missing file or a null address fails with no file
-// written and the last result kept.
-TEST_F(Maintenance, DownloadBeforeOpeningWritesTheExactBytesOrNothing)
-{
-    const std::string target = workdir_->file("skin.res");
-    const std::string url = sim_->base_url() + "/files/skin-2026.01.res";
-    ASSERT_EQ(pavo_downloadresource(5, url.c_str(), target.c_str()), PAVO_STATUS_SUCCESS);
-    EXPECT_EQ(read_file(target), sim_file("skin-2026.01.res"));
-    EXPECT_EQ(only_request().body, "");
-    tpavo_result* kept = successful_result(DATATYPE_NORMAL);
-    const std::string missing = sim_->base_url() + "/files/no-such-file";
-    for (const char* bad : {missing.c_str(), static_cast<const char*>(nullptr)}) {
-        EXPECT_EQ(pavo_downloadresource(5, bad, workdir_->file("x").c_str()), PAVO_STATUS_FAILURE);
-        EXPECT_FALSE(file_exists(workdir_->file("x")));
-        EXPECT_EQ(pavo_getresult(), kept);
-    }
-    EXPECT_EQ(sim_->requests().size(), 2u) << "the null address was not asked for";
 }
 
 }  // namespace

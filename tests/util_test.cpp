@@ -100,8 +100,9 @@ TEST_F(TimeZoneTest, ConversionsUseLocalTimeWithDaylightSaving)
     EXPECT_STREQ(Ulong2DayStr(15UL * 3600), "19700102");
 
     use_zone("UTC0");
-    if (sizeof(unsigned long) >= 8)  // 32 bits hold no date before 1970
+    if (sizeof(unsigned long) >= 8) {  // 32 bits hold no date before 1970
         EXPECT_STREQ(pavo_ulong2nsecstr(utc_seconds(999, 3, 4, 5, 6, 7)), " 999-03-04 05:06:07");
+    }
 
     use_zone("CET-1CEST,M3.5.0,M10.5.0/3");
     EXPECT_EQ(pavo_nsecstr2ulong("2010-07-01 12:00:00"), utc_seconds(2010, 7, 1, 10));

@@ -2,6 +2,9 @@
 // the integration tests; see platform_sim.h.
 #include "support/platform_sim.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <httplib.h>
 
 #include <fcntl.h>
@@ -189,6 +192,19 @@ void write_korix_conf(const std::string& dir, const ConfEntries& entries) {
 
 SimWorkDir::SimWorkDir(const PlatformSim& sim) {
     write_korix_conf(path(), {{"openurl", sim.open_url()}, {"logmode", "1"}});
+}
+
+int refused_port()
+{
+    int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
+    close(fd);
+    return ntohs(address.sin_port);
 }
 
 }  // namespace pavo_test

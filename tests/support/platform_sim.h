@@ -83,6 +83,9 @@ using ConfEntries = std::vector<std::pair<std::string, std::string>>;
 // library matches keys by prefix, so list "aaasrvaddress2" before "aaasrvaddress".
 void write_korix_conf(const std::string& dir, const ConfEntries& entries);
 
+// A loopback port that refuses connections: bound, never listened on, closed.
+int refused_port();
+
 // A temporary working directory whose korix.conf points "openurl" at the simulator, with
 // console logging.
 class SimWorkDir : public ::TempDir {
