@@ -20,6 +20,13 @@ int release_answer(t_httpjobarg* job)
     return -1;
 }
 
+// The job's own slot, else the default one; null when neither is set.
+pavo_callback job_callback(const t_httpjobarg* job)
+{
+    pavo_callback callback = pavo_iner_getcallback(job->cbtype);
+    return callback != nullptr ? callback : pavo_iner_getcallback(PAVO_CALLBACK_DEFAULT);
+}
+
 }  // namespace
 
 extern "C" {
@@ -50,9 +57,7 @@ int pavo_globalmessagecallback(int eventtype, int eventscope, int eventhandle, v
         pavo_inner_freejob(job);
         return -1;
     }
-    pavo_callback callback = pavo_iner_getcallback(job->cbtype);
-    if (callback == nullptr)
-        callback = pavo_iner_getcallback(PAVO_CALLBACK_DEFAULT);
+    pavo_callback callback = job_callback(job);
     // Without a callback the answer is neither parsed nor written back.
     if (callback != nullptr) {
         pavo_answer answer = {job->response, static_cast<size_t>(job->responsesize),
@@ -76,9 +81,7 @@ int pavo_inner_droppedjobcallback(int eventtype, int eventscope, int eventhandle
     t_httpjobarg* job = static_cast<t_httpjobarg*>(cbdata);
     if (job == nullptr)
         return -1;
-    pavo_callback callback = pavo_iner_getcallback(job->cbtype);
-    if (callback == nullptr)
-        callback = pavo_iner_getcallback(PAVO_CALLBACK_DEFAULT);
+    pavo_callback callback = job_callback(job);
     if (callback != nullptr) {
         tpavo_event event = {};
         event.eventtype = static_cast<tpavo_eventtype>(eventtype);
