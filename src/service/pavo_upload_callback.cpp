@@ -31,14 +31,11 @@ pavo_callback job_callback(const t_httpjobarg* job)
 
 extern "C" {
 
-int pavo_globalmessagecallback(int eventtype, int eventscope, int eventhandle, void* data,
-                               int datasize, void* cbdata, int cbdatasize)
+// Only the event type and the job travel in the message; the rest is unused.
+int pavo_globalmessagecallback(int eventtype, int /*eventscope*/, int /*eventhandle*/,
+                               void* /*data*/, int /*datasize*/, void* cbdata,
+                               int /*cbdatasize*/)
 {
-    (void)eventscope;
-    (void)eventhandle;
-    (void)data;
-    (void)datasize;
-    (void)cbdatasize;
     t_httpjobarg* job = static_cast<t_httpjobarg*>(cbdata);
     if (job == nullptr)
         return -1;
@@ -70,14 +67,10 @@ int pavo_globalmessagecallback(int eventtype, int eventscope, int eventhandle, v
 
 // The job's answer was dropped by a full queue: its callback learns that no
 // answer will come (null data, size 0).
-int pavo_inner_droppedjobcallback(int eventtype, int eventscope, int eventhandle, void* data,
-                                  int datasize, void* cbdata, int cbdatasize)
+int pavo_inner_droppedjobcallback(int eventtype, int /*eventscope*/, int /*eventhandle*/,
+                                  void* /*data*/, int /*datasize*/, void* cbdata,
+                                  int /*cbdatasize*/)
 {
-    (void)eventscope;
-    (void)eventhandle;
-    (void)data;
-    (void)datasize;
-    (void)cbdatasize;
     t_httpjobarg* job = static_cast<t_httpjobarg*>(cbdata);
     if (job == nullptr)
         return -1;
