@@ -15,6 +15,11 @@ namespace {
 // pavo_resultlist_cleanup; outside that span there is nothing to lock.
 bool store_exists() { return g_pavo_env.resultlist_initref > 0; }
 
+// Nodes holding a result, under the store's mutex. Emptied nodes stay in the
+// list for good, so a release stops once it has seen every live one instead
+// of walking the whole history of the process.
+size_t g_live_nodes = 0;
+
 class StoreLock {
 public:
     StoreLock() { pthread_mutex_lock(&g_pavo_env.resultlistmutex); }
@@ -36,6 +41,7 @@ int pavo_resultlist_init(void)
         return -1;
     pthread_mutex_init(&g_pavo_env.resultlistmutex, nullptr);
     g_pavo_env.resultlist = nullptr;
+    g_live_nodes = 0;
     g_pavo_env.resultlist_initref = 1;
     return 0;
 }
@@ -54,6 +60,7 @@ int pavo_resultlist_cleanup(void)
             node = next;
         }
         g_pavo_env.resultlist = nullptr;
+        g_live_nodes = 0;
     }
     pthread_mutex_destroy(&g_pavo_env.resultlistmutex);
     --g_pavo_env.resultlist_initref;
@@ -76,6 +83,7 @@ int pavo_setlastresult(tpavo_result* result)
     StoreLock lock;
     node->next = g_pavo_env.resultlist;
     g_pavo_env.resultlist = node;
+    ++g_live_nodes;
     return 0;
 }
 
@@ -128,13 +136,20 @@ int pavo_iner_freeresult(tpavo_result* result)
         return 0;
     StoreLock lock;
     bool freed = false;
-    for (tpavo_resultlist* node = g_pavo_env.resultlist; node != nullptr; node = node->next) {
+    size_t live_seen = 0;
+    const size_t live = g_live_nodes;
+    for (tpavo_resultlist* node = g_pavo_env.resultlist; node != nullptr && live_seen < live;
+         node = node->next) {
+        if (node->result == nullptr)
+            continue;
+        ++live_seen;
         if (node->result != result)
             continue;
         if (!freed)
             pavo_iner_freeresultitem(result);
         freed = true;
         node->result = nullptr;
+        --g_live_nodes;
     }
     return 0;
 }

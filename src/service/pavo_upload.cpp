@@ -16,15 +16,11 @@
 
 namespace {
 
-// One easy handle per transfer, released on every path.
+// One easy handle per transfer, handed back on every path.
 class CurlEasy {
 public:
-    CurlEasy() : handle_(curl_easy_init()) {}
-    ~CurlEasy()
-    {
-        if (handle_ != nullptr)
-            curl_easy_cleanup(handle_);
-    }
+    CurlEasy() : handle_(pavo_inner_takehandle()) {}
+    ~CurlEasy() { pavo_inner_releasehandle(handle_); }
     CurlEasy(const CurlEasy&) = delete;
     CurlEasy& operator=(const CurlEasy&) = delete;
     CURL* get() const { return handle_; }

@@ -2,10 +2,13 @@
  * pavo_upload_share.cpp - connection reuse and TLS for every transfer: one
  * libcurl share of connections, DNS answers and TLS sessions (korix.conf
  * "keepalive", default 1) that the workers and the callers' threads use at
- * once, and the CA bundle ("cafile"). Peer and host verification stay on.
- * Joined by pavo_upload; created and released by the lifecycle.
+ * once, each thread with an easy handle of its own that it reuses; and the
+ * CA bundle ("cafile"). Peer and host verification stay on. Joined by
+ * pavo_upload; created and released by the lifecycle.
  */
+#include <atomic>
 #include <mutex>
+#include <vector>
 
 #include "service/pavo_global.h"
 #include "service/pavo_upload.h"
@@ -30,6 +33,41 @@ void unlock_share(CURL*, curl_lock_data data, void*)
     g_share_locks[data].unlock();
 }
 
+// With the share, each thread keeps one easy handle and resets it before
+// every transfer: a reset handle starts from the defaults like a new one,
+// without a new handle's allocations and its transfer engine's wake-up
+// socket pair. The list owns them all; they go with the share. A thread's
+// handle from an earlier start (older generation) is never touched again.
+struct KeptHandle {
+    CURL* curl = nullptr;
+    unsigned generation = 0;
+};
+thread_local KeptHandle t_kept;
+std::atomic<unsigned> g_generation{0};
+std::mutex g_kept_lock;
+std::vector<CURL*> g_kept;
+
+bool is_kept(const CURL* curl)
+{
+    return curl != nullptr && curl == t_kept.curl &&
+           t_kept.generation == g_generation.load(std::memory_order_relaxed);
+}
+
+CURL* keep_new_handle()
+{
+    CURL* curl = curl_easy_init();
+    if (curl == nullptr)
+        return nullptr;
+    try {
+        std::lock_guard<std::mutex> lock(g_kept_lock);
+        g_kept.push_back(curl);
+    } catch (...) {
+        return curl;  // not kept: released after its transfer
+    }
+    t_kept = {curl, g_generation.load(std::memory_order_relaxed)};
+    return curl;
+}
+
 }  // namespace
 
 extern "C" {
@@ -40,6 +78,7 @@ void pavo_inner_shareinit(void)
     if (pavo_relaxed_load(g_pavo_env.keepalive) == 0)
         return;
     g_share = curl_share_init();
+    g_generation.fetch_add(1, std::memory_order_relaxed);
     if (g_share == nullptr)
         return;  // transfers then open their own connections, as documented
     curl_share_setopt(g_share, CURLSHOPT_LOCKFUNC, lock_share);
@@ -51,9 +90,32 @@ void pavo_inner_shareinit(void)
 
 void pavo_inner_sharecleanup(void)
 {
+    {
+        std::lock_guard<std::mutex> lock(g_kept_lock);
+        for (CURL* curl : g_kept)
+            curl_easy_cleanup(curl);
+        g_kept.clear();
+    }
     if (g_share != nullptr)
         curl_share_cleanup(g_share);
     g_share = nullptr;
+}
+
+CURL* pavo_inner_takehandle(void)
+{
+    if (g_share == nullptr)
+        return curl_easy_init();
+    if (is_kept(t_kept.curl)) {
+        curl_easy_reset(t_kept.curl);
+        return t_kept.curl;
+    }
+    return keep_new_handle();
+}
+
+void pavo_inner_releasehandle(CURL* curl)
+{
+    if (curl != nullptr && !is_kept(curl))
+        curl_easy_cleanup(curl);
 }
 
 // After the documented options, so that with keepalive 0 and no cafile a
