@@ -45,8 +45,10 @@ protected:
 
 TEST_F(ResultStore, NewestResultStaysUntilFreedOnceAndThenNoOlderOneComesBack)
 {
+    tpavo_result* oldest = new_result(0);
     tpavo_result* first = new_result(1);
     tpavo_result* second = new_result(2);
+    ASSERT_EQ(pavo_setlastresult(oldest), 0);
     ASSERT_EQ(pavo_setlastresult(first), 0);
     ASSERT_EQ(pavo_setlastresult(second), 0);
     ASSERT_EQ(pavo_setlastresult(second), 0);
@@ -57,9 +59,12 @@ TEST_F(ResultStore, NewestResultStaysUntilFreedOnceAndThenNoOlderOneComesBack)
     // Freeing it again finds no node holding it.
     EXPECT_EQ(pavo_freeresult(second), 0);
     EXPECT_EQ(g_freeproc_calls, 1);
-    // The older one is still stored and is freed at shut-down.
-    pavo_cleanup();
+    // An older one is still found behind the emptied nodes; the oldest is
+    // freed at shut-down.
+    EXPECT_EQ(pavo_freeresult(first), 0);
     EXPECT_EQ(g_freeproc_calls, 2);
+    pavo_cleanup();
+    EXPECT_EQ(g_freeproc_calls, 3);
 }
 
 TEST_F(ResultStore, ConcurrentThreadsStoreFetchAndFree)
