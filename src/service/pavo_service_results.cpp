@@ -5,7 +5,10 @@
  * pavo_service_results_callbacks.cpp.
  */
 #include <pthread.h>
+#include <stdint.h>
 #include <string.h>
+
+#include <unordered_map>
 
 #include "service/pavo_global.h"
 
@@ -15,10 +18,41 @@ namespace {
 // pavo_resultlist_cleanup; outside that span there is nothing to lock.
 bool store_exists() { return g_pavo_env.resultlist_initref > 0; }
 
-// Nodes holding a result, under the store's mutex. Emptied nodes stay in the
-// list for good, so a release stops once it has seen every live one instead
-// of walking the whole history of the process.
-size_t g_live_nodes = 0;
+// How many nodes hold each stored result, under the store's mutex. Emptied
+// nodes stay in the list for good, so a release stops once it has emptied
+// every holder instead of walking the whole history of the process. If the
+// index cannot grow, releases walk the whole list until the next start.
+std::unordered_map<const tpavo_result*, size_t> g_holders;
+bool g_holders_complete = true;
+
+void forget_holders()
+{
+    g_holders.clear();
+    g_holders_complete = true;
+}
+
+void count_holder(const tpavo_result* result)
+{
+    try {
+        ++g_holders[result];
+    } catch (...) {
+        g_holders_complete = false;
+    }
+}
+
+// How many nodes to empty for this result: 0 when it is not stored, and
+// "all there are" when the index is incomplete.
+size_t holders_of(const tpavo_result* result)
+{
+    if (!g_holders_complete)
+        return SIZE_MAX;
+    auto found = g_holders.find(result);
+    if (found == g_holders.end())
+        return 0;
+    const size_t count = found->second;
+    g_holders.erase(found);
+    return count;
+}
 
 class StoreLock {
 public:
@@ -41,7 +75,7 @@ int pavo_resultlist_init(void)
         return -1;
     pthread_mutex_init(&g_pavo_env.resultlistmutex, nullptr);
     g_pavo_env.resultlist = nullptr;
-    g_live_nodes = 0;
+    forget_holders();
     g_pavo_env.resultlist_initref = 1;
     return 0;
 }
@@ -60,7 +94,7 @@ int pavo_resultlist_cleanup(void)
             node = next;
         }
         g_pavo_env.resultlist = nullptr;
-        g_live_nodes = 0;
+        forget_holders();
     }
     pthread_mutex_destroy(&g_pavo_env.resultlistmutex);
     --g_pavo_env.resultlist_initref;
@@ -83,7 +117,7 @@ int pavo_setlastresult(tpavo_result* result)
     StoreLock lock;
     node->next = g_pavo_env.resultlist;
     g_pavo_env.resultlist = node;
-    ++g_live_nodes;
+    count_holder(result);
     return 0;
 }
 
@@ -136,20 +170,16 @@ int pavo_iner_freeresult(tpavo_result* result)
         return 0;
     StoreLock lock;
     bool freed = false;
-    size_t live_seen = 0;
-    const size_t live = g_live_nodes;
-    for (tpavo_resultlist* node = g_pavo_env.resultlist; node != nullptr && live_seen < live;
+    size_t holders = holders_of(result);
+    for (tpavo_resultlist* node = g_pavo_env.resultlist; node != nullptr && holders > 0;
          node = node->next) {
-        if (node->result == nullptr)
-            continue;
-        ++live_seen;
         if (node->result != result)
             continue;
         if (!freed)
             pavo_iner_freeresultitem(result);
         freed = true;
         node->result = nullptr;
-        --g_live_nodes;
+        --holders;
     }
     return 0;
 }
