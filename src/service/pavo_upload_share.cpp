@@ -6,6 +6,7 @@
  * CA bundle ("cafile"). Peer and host verification stay on. Joined by
  * pavo_upload; created and released by the lifecycle.
  */
+#include <algorithm>
 #include <atomic>
 #include <mutex>
 #include <vector>
@@ -36,21 +37,43 @@ void unlock_share(CURL*, curl_lock_data data, void*)
 // With the share, each thread keeps one easy handle and resets it before
 // every transfer: a reset handle starts from the defaults like a new one,
 // without a new handle's allocations and its transfer engine's wake-up
-// socket pair. The list owns them all; they go with the share. A thread's
-// handle from an earlier start (older generation) is never touched again.
-struct KeptHandle {
-    CURL* curl = nullptr;
-    unsigned generation = 0;
+// socket pair. The list owns them all; they go with the share, or with their
+// thread when it ends first. A handle of an earlier start (older
+// generation) is never touched again.
+struct Kept {
+    CURL* curl;
+    unsigned generation;
+    bool operator==(const Kept& other) const
+    {
+        return curl == other.curl && generation == other.generation;
+    }
 };
-thread_local KeptHandle t_kept;
 std::atomic<unsigned> g_generation{0};
 std::mutex g_kept_lock;
-std::vector<CURL*> g_kept;
+std::vector<Kept> g_kept;
+
+// The calling thread's handle; threads that come and go do not pile handles
+// up until shut-down.
+struct ThreadHandle {
+    Kept kept = {nullptr, 0};
+    ~ThreadHandle()
+    {
+        if (kept.curl == nullptr)
+            return;
+        std::lock_guard<std::mutex> lock(g_kept_lock);
+        auto found = std::find(g_kept.begin(), g_kept.end(), kept);
+        if (found == g_kept.end())
+            return;  // already released with its share
+        g_kept.erase(found);
+        curl_easy_cleanup(kept.curl);
+    }
+};
+thread_local ThreadHandle t_handle;
 
 bool is_kept(const CURL* curl)
 {
-    return curl != nullptr && curl == t_kept.curl &&
-           t_kept.generation == g_generation.load(std::memory_order_relaxed);
+    return curl != nullptr && curl == t_handle.kept.curl &&
+           t_handle.kept.generation == g_generation.load(std::memory_order_relaxed);
 }
 
 CURL* keep_new_handle()
@@ -58,13 +81,14 @@ CURL* keep_new_handle()
     CURL* curl = curl_easy_init();
     if (curl == nullptr)
         return nullptr;
+    const Kept kept = {curl, g_generation.load(std::memory_order_relaxed)};
     try {
         std::lock_guard<std::mutex> lock(g_kept_lock);
-        g_kept.push_back(curl);
+        g_kept.push_back(kept);
     } catch (...) {
         return curl;  // not kept: released after its transfer
     }
-    t_kept = {curl, g_generation.load(std::memory_order_relaxed)};
+    t_handle.kept = kept;
     return curl;
 }
 
@@ -92,8 +116,8 @@ void pavo_inner_sharecleanup(void)
 {
     {
         std::lock_guard<std::mutex> lock(g_kept_lock);
-        for (CURL* curl : g_kept)
-            curl_easy_cleanup(curl);
+        for (const Kept& kept : g_kept)
+            curl_easy_cleanup(kept.curl);
         g_kept.clear();
     }
     if (g_share != nullptr)
@@ -105,9 +129,9 @@ CURL* pavo_inner_takehandle(void)
 {
     if (g_share == nullptr)
         return curl_easy_init();
-    if (is_kept(t_kept.curl)) {
-        curl_easy_reset(t_kept.curl);
-        return t_kept.curl;
+    if (is_kept(t_handle.kept.curl)) {
+        curl_easy_reset(t_handle.kept.curl);
+        return t_handle.kept.curl;
     }
     return keep_new_handle();
 }
