@@ -279,7 +279,8 @@ TEST_F(ParseTest, ListsKeepDocumentOrderCountTheirEntriesAndDump)
 }
 
 // Items: p22, ch1, p22 again, an unmatched code, type 3, no code. Codes are
-// compared whole: p220 shares the first three characters.
+// compared whole: p220 shares the first three characters; of two p22
+// programmes the first counts.
 const char kItemAnswer[] =
     "<Root><Result ResultCode=\"0\" ResultMsg=\"ok\"/>"
     "<Programee TotalCount=\"9\" Count=\"1\" PageIndex=\"1\" PageSize=\"6\">"
@@ -294,7 +295,8 @@ const char kItemAnswer[] =
     " FileSize=\"4294967297\" Duration=\"01:30:00\" AudioType=\"5\" IsDRM=\"1\""
     " CanDownload=\"258\" CanOnlinePlay=\"1\" ScreenFormat=\"6\" Captioning=\"7\""
     " BitRateType=\"8\" VideoType=\"9\" Resolution=\"10\"/><Other/>"
-    "<VideoClip VideoCode=\"v22\"/></VideoClips></Program></Programs>"
+    "<VideoClip VideoCode=\"v22\"/></VideoClips></Program>"
+    "<Program Code=\"p22\" Name=\"later\"><VideoClips/></Program></Programs>"
     "<Channels><Channel Code=\"ch1\" Type=\"2\" TimeShiftDuration=\"3600\"><VideoClips>"
     "<VideoClip VideoCode=\"live\"/></VideoClips></Channel></Channels></Root>";
 
@@ -319,6 +321,7 @@ TEST_F(ParseTest, ItemsGetCopiesOfTheirProgrammeOrChannelWithClips)
     EXPECT_STREQ(item_at(result, 2)->name, "again");
     const tpavo_program* program = item_at(result, 0)->detail.program;
     ASSERT_NE(program, nullptr);
+    EXPECT_STREQ(program->name, "second");
     EXPECT_EQ(program->episodenum, 12);
     EXPECT_EQ(program->next, nullptr);  // the other programme is not carried along
     const tpavo_videoclip* clip = program->pvideoclip;

@@ -6,6 +6,9 @@
  */
 #include <string.h>
 
+#include <string_view>
+#include <unordered_map>
+
 #include "parse/pavo_parse_catalogue.h"
 #include "xml/Markup.h"
 
@@ -55,29 +58,55 @@ void* read_section(CMarkup& xml, const char* section, const pavo_record_layout& 
     return pavo_read_entries(xml, entry, nullptr);
 }
 
-// First entry whose code equals the item's, byte for byte.
+// The first entry of each code, byte for byte: a page of items looks up
+// every code once, which a walk of the list per item makes quadratic.
+// Without room for the index, each lookup walks the list.
 template <typename Entry>
-Entry* find_by_code(Entry* list, const char* code)
-{
-    for (Entry* entry = list; entry != nullptr; entry = entry->next) {
-        if (entry->code != nullptr && strcmp(entry->code, code) == 0)
-            return entry;
+class CodeIndex {
+public:
+    explicit CodeIndex(Entry* list) : list_(list)
+    {
+        try {
+            for (Entry* entry = list; entry != nullptr; entry = entry->next)
+                if (entry->code != nullptr)
+                    first_.emplace(entry->code, entry);
+            indexed_ = true;
+        } catch (...) {
+            first_.clear();
+        }
     }
-    return nullptr;
-}
+    Entry* find(const char* code) const
+    {
+        if (indexed_) {
+            auto found = first_.find(code);
+            return found != first_.end() ? found->second : nullptr;
+        }
+        for (Entry* entry = list_; entry != nullptr; entry = entry->next)
+            if (entry->code != nullptr && strcmp(entry->code, code) == 0)
+                return entry;
+        return nullptr;
+    }
+
+private:
+    Entry* list_;
+    bool indexed_ = false;
+    std::unordered_map<std::string_view, Entry*> first_;
+};
 
 // Each item gets its own copy, so two items with one code share nothing.
 void attach_details(tpavo_item* items, tpavo_program* programs, tpavo_channel* channels)
 {
+    const CodeIndex<tpavo_program> program_codes(programs);
+    const CodeIndex<tpavo_channel> channel_codes(channels);
     for (tpavo_item* item = items; item != nullptr; item = item->next) {
         if (item->code == nullptr) {
             pavo_log_info("item code is null,invalid,please contact platform support\r\n");
             continue;
         }
         if (item->type == PAVO_ITEMTYPE_PROGRAM)
-            item->detail.program = dup_program(find_by_code(programs, item->code));
+            item->detail.program = dup_program(program_codes.find(item->code));
         else if (item->type == PAVO_ITEMTYPE_CHANNEL)
-            item->detail.channel = dup_channel(find_by_code(channels, item->code));
+            item->detail.channel = dup_channel(channel_codes.find(item->code));
         else
             pavo_log_info("unknow item type:%d\r\n", item->type);
     }
