@@ -16,11 +16,15 @@
 
 namespace {
 
-// One easy handle per transfer, handed back on every path.
+// One easy handle per transfer, released on every path.
 class CurlEasy {
 public:
-    CurlEasy() : handle_(pavo_inner_takehandle()) {}
-    ~CurlEasy() { pavo_inner_releasehandle(handle_); }
+    CurlEasy() : handle_(curl_easy_init()) {}
+    ~CurlEasy()
+    {
+        if (handle_ != nullptr)
+            curl_easy_cleanup(handle_);
+    }
     CurlEasy(const CurlEasy&) = delete;
     CurlEasy& operator=(const CurlEasy&) = delete;
     CURL* get() const { return handle_; }
@@ -255,7 +259,7 @@ pavo_status_t pavo_upload(const char* url, const char* userdata, int phase,
         curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);
     }
     pavo_inner_jointransfer(curl.get());
-    CURLcode code = curl_easy_perform(curl.get());
+    CURLcode code = pavo_inner_perform(curl.get());
     if (code != CURLE_OK) {
         pavo_log_info("Curl told us error %d \r\n", static_cast<int>(code));
         if (httpecode != nullptr)

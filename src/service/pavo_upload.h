@@ -74,11 +74,9 @@ int pavo_inner_droppedjobcallback(int eventtype, int eventscope, int eventhandle
 void pavo_inner_shareinit(void);
 void pavo_inner_sharecleanup(void);
 void pavo_inner_jointransfer(CURL* curl);
-/* The easy handle for one transfer: with the share, the calling thread's own
- * handle reset to the defaults; without it, a new one. Handed back with
- * pavo_inner_releasehandle, which frees only a new one. */
-CURL* pavo_inner_takehandle(void);
-void pavo_inner_releasehandle(CURL* curl);
+/* curl_easy_perform, on the calling thread's kept transfer engine when the
+ * share exists. */
+CURLcode pavo_inner_perform(CURL* curl);
 
 /* Releases a job record and every block it owns. */
 void pavo_inner_freejob(t_httpjobarg* job);

@@ -2,8 +2,8 @@
  * pavo_upload_share.cpp - connection reuse and TLS for every transfer: one
  * libcurl share of connections, DNS answers and TLS sessions (korix.conf
  * "keepalive", default 1) that the workers and the callers' threads use at
- * once, each thread with an easy handle of its own that it reuses; and the
- * CA bundle ("cafile"). Peer and host verification stay on. Joined by
+ * once, each thread running its transfers on a transfer engine of its own;
+ * and the CA bundle ("cafile"). Peer and host verification stay on. Joined by
  * pavo_upload; created and released by the lifecycle.
  */
 #include <algorithm>
@@ -34,62 +34,86 @@ void unlock_share(CURL*, curl_lock_data data, void*)
     g_share_locks[data].unlock();
 }
 
-// With the share, each thread keeps one easy handle and resets it before
-// every transfer: a reset handle starts from the defaults like a new one,
-// without a new handle's allocations and its transfer engine's wake-up
-// socket pair. The list owns them all; they go with the share, or with their
-// thread when it ends first. A handle of an earlier start (older
-// generation) is never touched again.
+// With the share, each thread keeps one transfer engine (a multi handle)
+// and runs its requests' own easy handles on it: the engine that
+// curl_easy_perform builds for every new easy handle costs allocations and a
+// wake-up socket pair each time. The list owns every engine; they go with
+// the share, or with their thread when it ends first. An engine of an
+// earlier start (older generation) is never touched again.
 struct Kept {
-    CURL* curl;
+    CURLM* multi;
     unsigned generation;
     bool operator==(const Kept& other) const
     {
-        return curl == other.curl && generation == other.generation;
+        return multi == other.multi && generation == other.generation;
     }
 };
 std::atomic<unsigned> g_generation{0};
 std::mutex g_kept_lock;
 std::vector<Kept> g_kept;
 
-// The calling thread's handle; threads that come and go do not pile handles
+// The calling thread's engine; threads that come and go do not pile engines
 // up until shut-down.
-struct ThreadHandle {
+struct ThreadEngine {
     Kept kept = {nullptr, 0};
-    ~ThreadHandle()
+    ~ThreadEngine()
     {
-        if (kept.curl == nullptr)
+        if (kept.multi == nullptr)
             return;
         std::lock_guard<std::mutex> lock(g_kept_lock);
         auto found = std::find(g_kept.begin(), g_kept.end(), kept);
         if (found == g_kept.end())
             return;  // already released with its share
         g_kept.erase(found);
-        curl_easy_cleanup(kept.curl);
+        curl_multi_cleanup(kept.multi);
     }
 };
-thread_local ThreadHandle t_handle;
+thread_local ThreadEngine t_engine;
 
-bool is_kept(const CURL* curl)
+// Null when no engine can be had: the transfer then runs on its own.
+CURLM* thread_engine()
 {
-    return curl != nullptr && curl == t_handle.kept.curl &&
-           t_handle.kept.generation == g_generation.load(std::memory_order_relaxed);
-}
-
-CURL* keep_new_handle()
-{
-    CURL* curl = curl_easy_init();
-    if (curl == nullptr)
+    const unsigned generation = g_generation.load(std::memory_order_relaxed);
+    if (t_engine.kept.multi != nullptr && t_engine.kept.generation == generation)
+        return t_engine.kept.multi;
+    CURLM* multi = curl_multi_init();
+    if (multi == nullptr)
         return nullptr;
-    const Kept kept = {curl, g_generation.load(std::memory_order_relaxed)};
+    const Kept kept = {multi, generation};
     try {
         std::lock_guard<std::mutex> lock(g_kept_lock);
         g_kept.push_back(kept);
     } catch (...) {
-        return curl;  // not kept: released after its transfer
+        curl_multi_cleanup(multi);
+        return nullptr;
     }
-    t_handle.kept = kept;
-    return curl;
+    t_engine.kept = kept;
+    return multi;
+}
+
+// What curl_easy_perform does, on the thread's engine.
+CURLcode perform_on(CURLM* multi, CURL* curl)
+{
+    if (curl_multi_add_handle(multi, curl) != CURLM_OK)
+        return curl_easy_perform(curl);
+    CURLMcode state = CURLM_OK;
+    for (;;) {
+        int running = 0;
+        state = curl_multi_perform(multi, &running);
+        if (state != CURLM_OK || running == 0)
+            break;
+        state = curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
+        if (state != CURLM_OK)
+            break;
+    }
+    CURLcode code = state == CURLM_OUT_OF_MEMORY ? CURLE_OUT_OF_MEMORY
+                                                 : CURLE_BAD_FUNCTION_ARGUMENT;
+    int left = 0;
+    for (CURLMsg* message; (message = curl_multi_info_read(multi, &left)) != nullptr;)
+        if (message->msg == CURLMSG_DONE && message->easy_handle == curl)
+            code = message->data.result;
+    curl_multi_remove_handle(multi, curl);
+    return code;
 }
 
 }  // namespace
@@ -117,7 +141,7 @@ void pavo_inner_sharecleanup(void)
     {
         std::lock_guard<std::mutex> lock(g_kept_lock);
         for (const Kept& kept : g_kept)
-            curl_easy_cleanup(kept.curl);
+            curl_multi_cleanup(kept.multi);
         g_kept.clear();
     }
     if (g_share != nullptr)
@@ -125,21 +149,10 @@ void pavo_inner_sharecleanup(void)
     g_share = nullptr;
 }
 
-CURL* pavo_inner_takehandle(void)
+CURLcode pavo_inner_perform(CURL* curl)
 {
-    if (g_share == nullptr)
-        return curl_easy_init();
-    if (is_kept(t_handle.kept.curl)) {
-        curl_easy_reset(t_handle.kept.curl);
-        return t_handle.kept.curl;
-    }
-    return keep_new_handle();
-}
-
-void pavo_inner_releasehandle(CURL* curl)
-{
-    if (curl != nullptr && !is_kept(curl))
-        curl_easy_cleanup(curl);
+    CURLM* multi = g_share != nullptr ? thread_engine() : nullptr;
+    return multi != nullptr ? perform_on(multi, curl) : curl_easy_perform(curl);
 }
 
 // After the documented options, so that with keepalive 0 and no cafile a
