@@ -1,6 +1,7 @@
 // Limits that keep the library alive in the field: a full queue tells every dropped
 // request's callback and goes on working, the record cap stops a parse whose copies
-// multiply, and hundreds of requests leave no descriptor behind.
+// multiply, and hundreds of requests and threads that come and go leave no descriptor
+// behind.
 #include <dirent.h>
 
 #include <chrono>
@@ -106,7 +107,7 @@ TEST_F(PipelineLimits, RecordCapCountsDeepCopiesAndZeroLiftsIt)
     EXPECT_EQ(count_of(log_text(), "answer exceeds maxrecords:22, not parsed\r\n"), 1u);
 }
 
-TEST_F(PipelineLimits, HundredsOfRequestsLeaveNoDescriptorBehind)
+TEST_F(PipelineLimits, HundredsOfRequestsAndPassingThreadsLeaveNoDescriptorBehind)
 {
     auto run = [this](int count) {
         for (int i = 0; i < count; ++i) {
@@ -121,6 +122,9 @@ TEST_F(PipelineLimits, HundredsOfRequestsLeaveNoDescriptorBehind)
     run(20);  // warm-up: libcurl's first use
     const int before = open_descriptors();
     run(300);
+    // A thread that ends takes its transfer engine (and its wake-up pair) with it.
+    for (int t = 0; t < 20; ++t)
+        std::thread([&] { run(2); }).join();
     EXPECT_EQ(open_descriptors(), before);
 }
 
