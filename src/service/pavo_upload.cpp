@@ -19,11 +19,11 @@ namespace {
 // One easy handle per transfer, released on every path.
 class CurlEasy {
 public:
-    CurlEasy() : handle_(curl_easy_init()) {}
+    CurlEasy() : handle_(pavo_inner_takeeasy()) {}
     ~CurlEasy()
     {
         if (handle_ != nullptr)
-            curl_easy_cleanup(handle_);
+            pavo_inner_puteasy(handle_);
     }
     CurlEasy(const CurlEasy&) = delete;
     CurlEasy& operator=(const CurlEasy&) = delete;

@@ -77,6 +77,10 @@ void pavo_inner_jointransfer(CURL* curl);
 /* curl_easy_perform, on the calling thread's kept transfer engine when the
  * share exists. */
 CURLcode pavo_inner_perform(CURL* curl);
+/* curl_easy_init and curl_easy_cleanup; with the share the engine makes and
+ * cleans up the handles while an earlier transfer waits for its answer. */
+CURL* pavo_inner_takeeasy(void);
+void pavo_inner_puteasy(CURL* curl);
 
 /* Releases a job record and every block it owns. */
 void pavo_inner_freejob(t_httpjobarg* job);

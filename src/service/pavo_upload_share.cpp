@@ -8,6 +8,7 @@
  */
 #include <algorithm>
 #include <atomic>
+#include <initializer_list>
 #include <mutex>
 #include <vector>
 
@@ -40,79 +41,108 @@ void unlock_share(CURL*, curl_lock_data data, void*)
 // wake-up socket pair each time. The list owns every engine; they go with
 // the share, or with their thread when it ends first. An engine of an
 // earlier start (older generation) is never touched again.
-struct Kept {
-    CURLM* multi;
-    unsigned generation;
-    bool operator==(const Kept& other) const
+//
+// Creating and cleaning up the easy handles happens while the thread waits
+// for an answer anyway: a request takes a handle made during the previous
+// wait, and leaves its own to be cleaned up during the next one. Each
+// transfer still has a fresh handle of its own.
+struct Engine {
+    CURLM* multi = nullptr;
+    CURL* spare = nullptr;     // never used; the next request's
+    CURL* finished = nullptr;  // the last request's, to clean up
+    unsigned generation = 0;
+
+    void release()
     {
-        return multi == other.multi && generation == other.generation;
+        for (CURL** handle : {&finished, &spare}) {
+            if (*handle != nullptr)
+                curl_easy_cleanup(*handle);
+            *handle = nullptr;
+        }
+        if (multi != nullptr)
+            curl_multi_cleanup(multi);
+        multi = nullptr;
     }
+    ~Engine();
 };
 std::atomic<unsigned> g_generation{0};
 std::mutex g_kept_lock;
-std::vector<Kept> g_kept;
+std::vector<Engine*> g_kept;
 
-// The calling thread's engine; threads that come and go do not pile engines
-// up until shut-down.
-struct ThreadEngine {
-    Kept kept = {nullptr, 0};
-    ~ThreadEngine()
-    {
-        if (kept.multi == nullptr)
-            return;
-        std::lock_guard<std::mutex> lock(g_kept_lock);
-        auto found = std::find(g_kept.begin(), g_kept.end(), kept);
-        if (found == g_kept.end())
-            return;  // already released with its share
-        g_kept.erase(found);
-        curl_multi_cleanup(kept.multi);
-    }
-};
-thread_local ThreadEngine t_engine;
+// Threads that come and go do not pile engines up until shut-down.
+Engine::~Engine()
+{
+    std::lock_guard<std::mutex> lock(g_kept_lock);
+    auto found = std::find(g_kept.begin(), g_kept.end(), this);
+    if (found == g_kept.end())
+        return;  // none, or already released with its share
+    g_kept.erase(found);
+    release();
+}
+thread_local Engine t_engine;
 
 // Null when no engine can be had: the transfer then runs on its own.
-CURLM* thread_engine()
+Engine* thread_engine()
 {
     const unsigned generation = g_generation.load(std::memory_order_relaxed);
-    if (t_engine.kept.multi != nullptr && t_engine.kept.generation == generation)
-        return t_engine.kept.multi;
-    CURLM* multi = curl_multi_init();
-    if (multi == nullptr)
+    if (t_engine.multi != nullptr && t_engine.generation == generation)
+        return &t_engine;
+    // Not listed: none yet, or an older start's that went with its share
+    // (stale fields). Shut-down empties the list, so a listed one is current.
+    std::lock_guard<std::mutex> lock(g_kept_lock);
+    if (std::find(g_kept.begin(), g_kept.end(), &t_engine) != g_kept.end())
+        return t_engine.multi != nullptr ? &t_engine : nullptr;
+    t_engine.spare = nullptr;
+    t_engine.finished = nullptr;
+    t_engine.multi = curl_multi_init();
+    if (t_engine.multi == nullptr)
         return nullptr;
-    const Kept kept = {multi, generation};
     try {
-        std::lock_guard<std::mutex> lock(g_kept_lock);
-        g_kept.push_back(kept);
+        g_kept.push_back(&t_engine);
     } catch (...) {
-        curl_multi_cleanup(multi);
+        t_engine.release();
         return nullptr;
     }
-    t_engine.kept = kept;
-    return multi;
+    t_engine.generation = generation;
+    return &t_engine;
+}
+
+// Done while the request is out: clean up the last handle, make the next one.
+void idle_chores(Engine& engine)
+{
+    if (engine.finished != nullptr)
+        curl_easy_cleanup(engine.finished);
+    engine.finished = nullptr;
+    if (engine.spare == nullptr)
+        engine.spare = curl_easy_init();
 }
 
 // What curl_easy_perform does, on the thread's engine.
-CURLcode perform_on(CURLM* multi, CURL* curl)
+CURLcode perform_on(Engine& engine, CURL* curl)
 {
-    if (curl_multi_add_handle(multi, curl) != CURLM_OK)
+    if (curl_multi_add_handle(engine.multi, curl) != CURLM_OK)
         return curl_easy_perform(curl);
     CURLMcode state = CURLM_OK;
+    bool chores_done = false;
     for (;;) {
         int running = 0;
-        state = curl_multi_perform(multi, &running);
+        state = curl_multi_perform(engine.multi, &running);
         if (state != CURLM_OK || running == 0)
             break;
-        state = curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
+        if (!chores_done)
+            idle_chores(engine);
+        chores_done = true;
+        state = curl_multi_poll(engine.multi, nullptr, 0, 1000, nullptr);
         if (state != CURLM_OK)
             break;
     }
     CURLcode code = state == CURLM_OUT_OF_MEMORY ? CURLE_OUT_OF_MEMORY
                                                  : CURLE_BAD_FUNCTION_ARGUMENT;
     int left = 0;
-    for (CURLMsg* message; (message = curl_multi_info_read(multi, &left)) != nullptr;)
+    for (CURLMsg* message; (message = curl_multi_info_read(engine.multi, &left)) != nullptr;)
         if (message->msg == CURLMSG_DONE && message->easy_handle == curl)
             code = message->data.result;
-    curl_multi_remove_handle(multi, curl);
+    curl_multi_remove_handle(engine.multi, curl);
     return code;
 }
 
@@ -140,8 +170,8 @@ void pavo_inner_sharecleanup(void)
 {
     {
         std::lock_guard<std::mutex> lock(g_kept_lock);
-        for (const Kept& kept : g_kept)
-            curl_multi_cleanup(kept.multi);
+        for (Engine* engine : g_kept)
+            engine->release();
         g_kept.clear();
     }
     if (g_share != nullptr)
@@ -149,10 +179,30 @@ void pavo_inner_sharecleanup(void)
     g_share = nullptr;
 }
 
+CURL* pavo_inner_takeeasy(void)
+{
+    Engine* engine = g_share != nullptr ? thread_engine() : nullptr;
+    if (engine == nullptr || engine->spare == nullptr)
+        return curl_easy_init();
+    CURL* curl = engine->spare;
+    engine->spare = nullptr;
+    return curl;
+}
+
+void pavo_inner_puteasy(CURL* curl)
+{
+    Engine* engine = g_share != nullptr ? thread_engine() : nullptr;
+    if (engine == nullptr || engine->finished != nullptr) {
+        curl_easy_cleanup(curl);
+        return;
+    }
+    engine->finished = curl;
+}
+
 CURLcode pavo_inner_perform(CURL* curl)
 {
-    CURLM* multi = g_share != nullptr ? thread_engine() : nullptr;
-    return multi != nullptr ? perform_on(multi, curl) : curl_easy_perform(curl);
+    Engine* engine = g_share != nullptr ? thread_engine() : nullptr;
+    return engine != nullptr ? perform_on(*engine, curl) : curl_easy_perform(curl);
 }
 
 // After the documented options, so that with keepalive 0 and no cafile a
