@@ -2,6 +2,7 @@
 // URLs and bodies as the simulator recorded them, state refusals, the authenticators
 // deciphered with the platform's keys, the login write-back and the last result; the
 // upgrade offer, the status report, downloads in any state and the server clock.
+#include <limits.h>
 #include <string.h>
 #include <sys/time.h>
 
@@ -82,9 +83,10 @@ FormPairs resolved(FormPairs pairs)
 }
 
 // In order from a started library: open, login, the queries, recharge, logout. Bytes above
-// 127 travel in the signed encoding; null texts go out empty. The resource upgrade parser
-// tags its answer like the system one, and the status report leaves that as the last
-// result; the logout parser tags its result as a recharge, and the login state stays.
+// 127 travel in the signed encoding, the smallest int in decimal whole; null texts go out
+// empty. The resource upgrade parser tags its answer like the system one, and the status
+// report leaves that as the last result; the logout parser tags its result as a recharge,
+// and the login state stays.
 const BodyCase kBodyCases[] = {
     {"open", [] { return pavo_open(7, OPENMODE_USERCARD, kSimUserCard, "r 1"); }, "/Open",
      {{"OpenMode", "1"}, {"OpenParam", kSimUserCard}, {"TVID", kSimTvid}, {"TVProfile", kProfile},
@@ -97,9 +99,9 @@ const BodyCase kBodyCases[] = {
      "/Service/QueryCategory",
      query({{"CategoryCode", "C01"}, {"PageIndex", "1"}, {"PageSize", "5"}}),
      DATATYPE_CATEGORYLIST},
-    {"categoryitemlist", [] { return pavo_querycategoryitemlist(12, "C0101", 1, -3, 1); },
+    {"categoryitemlist", [] { return pavo_querycategoryitemlist(12, "C0101", INT_MIN, -3, 1); },
      "/Service/QueryProgramee",
-     query({{"CategoryCode", "C0101"}, {"PageIndex", "1"}, {"PageSize", "-3"},
+     query({{"CategoryCode", "C0101"}, {"PageIndex", "-2147483648"}, {"PageSize", "-3"},
             {"Withdetail", "1"}}),
      DATATYPE_ITEMLIST},
     {"relateitemlist", [] { return pavo_queryrelateitemlist(13, 1, "P1001", 4, 0, 1, 10); },

@@ -6,7 +6,6 @@
  * and form body in fixed buffers and hands them to the pipeline (pavo_upload);
  * pavo_inner_finishrequest ends every request in both modes.
  */
-#include <stdio.h>
 #include <string.h>
 
 #include <initializer_list>
@@ -254,28 +253,70 @@ struct RequestArgs {
 const char kProfileSeparator[] =
     "\r\n=========================================================\r\n";
 
-// Appends "key=value&" at the end of the body with the room that is left, so
-// an over-long body is cut silently at kBodySize - 1 characters. Copied byte
-// by byte: formatting cost more than the rest of building a request.
-void append_text(char* body, const char* key, const char* value)
-{
-    size_t used = strlen(body);
-    for (const char* piece : {key, "=", value != nullptr ? value : "", "&"})
-        for (; *piece != '\0' && used + 1 < kBodySize; ++piece)
-            body[used++] = *piece;
-    body[used] = '\0';
-}
+// The session properties a request reads, each read when first needed: most
+// requests use four of the seven, and every read takes the store's lock.
+class Session {
+public:
+    char* operator[](Property which)
+    {
+        if (!read_[which])
+            pavo_readprop(kPropertyNames[which], values_[which], PAVO_PROP_SIZE);
+        read_[which] = true;
+        return values_[which];
+    }
 
-void append_number(char* body, const char* key, int value)
+private:
+    char values_[kPropertyCount][PAVO_PROP_SIZE];
+    bool read_[kPropertyCount] = {};
+};
+
+// The body being built and its length. Each append writes "key=value&" at the
+// end with the room that is left, so an over-long body is cut silently at
+// kBodySize - 1 characters. Copied byte by byte: formatting cost more than
+// the rest of building a request.
+struct Body {
+    char text[kBodySize];
+    size_t used = 0;
+
+    Body() { text[0] = '\0'; }
+    void append_text(const char* key, const char* value)
+    {
+        for (const char* piece : {key, "=", value != nullptr ? value : "", "&"})
+            for (; *piece != '\0' && used + 1 < kBodySize; ++piece)
+                text[used++] = *piece;
+        text[used] = '\0';
+    }
+    void append_number(const char* key, int value)
+    {
+        // Signed decimal, as "%d" writes it; the magnitude is taken unsigned so
+        // that INT_MIN has one too.
+        char digits[16];
+        char* end = digits + sizeof digits;
+        char* p = end;
+        *--p = '\0';
+        unsigned magnitude = value < 0 ? 0u - static_cast<unsigned>(value)
+                                       : static_cast<unsigned>(value);
+        do
+            *--p = static_cast<char>('0' + magnitude % 10);
+        while ((magnitude /= 10) != 0);
+        if (value < 0)
+            *--p = '-';
+        append_text(key, p);
+    }
+};
+
+// Copies text into a buffer of `size` bytes at `at`, cut to fit; returns the
+// new end.
+size_t append_bounded(char* buffer, size_t size, size_t at, const char* text)
 {
-    char digits[16];
-    snprintf(digits, sizeof digits, "%d", value);
-    append_text(body, key, digits);
+    while (*text != '\0' && at + 1 < size)
+        buffer[at++] = *text++;
+    buffer[at] = '\0';
+    return at;
 }
 
 void build_authenticator(const AuthenticatorSources& auth, const RequestArgs& args,
-                         char (&session)[kPropertyCount][PAVO_PROP_SIZE], const char* ip,
-                         char* authenticator)
+                         Session& session, const char* ip, char* authenticator)
 {
     char key[PAVO_PROP_SIZE] = {0};
     if (auth.key == KeySource::open_seed) {
@@ -289,27 +330,26 @@ void build_authenticator(const AuthenticatorSources& auth, const RequestArgs& ar
     // keeps the authenticator source within what the cipher takes.
     char user[PAVO_PROP_SIZE] = {0};
     if (auth.user == AuthUser::text_argument_0)
-        snprintf(user, sizeof user, "%s", args.text[0] != nullptr ? args.text[0] : "");
+        append_bounded(user, sizeof user, 0, args.text[0] != nullptr ? args.text[0] : "");
     else
-        snprintf(user, sizeof user, "%s", session[kUserId]);
+        append_bounded(user, sizeof user, 0, session[kUserId]);
 
     char business[PAVO_PROP_SIZE] = {0};
     if (auth.business == AuthBusiness::text_argument_0)
-        snprintf(business, sizeof business, "%s", args.text[0] != nullptr ? args.text[0] : "");
+        append_bounded(business, sizeof business, 0, args.text[0] != nullptr ? args.text[0] : "");
     else if (auth.business == AuthBusiness::bizfield)
-        snprintf(business, sizeof business, "%s", session[kBizField]);
+        append_bounded(business, sizeof business, 0, session[kBizField]);
 
     pavo_createauthenticator(authenticator, CRYPTMODE_3DES, key, user, ip, session[kTvid],
                              business);
 }
 
 const char* field_value(const FormField& field, const RequestArgs& args,
-                        char (&session)[kPropertyCount][PAVO_PROP_SIZE], const char* ip,
-                        const char* authenticator)
+                        Session& session, const char* ip, const char* authenticator)
 {
     switch (field.source) {
     case Source::property:
-        return session[field.index];
+        return session[static_cast<Property>(field.index)];
     case Source::ip:
         return ip;
     case Source::text_argument:
@@ -331,32 +371,31 @@ pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& ar
     const pavo_request_row& row = kRequests[which];
 
     // The URL comes first, before the state test; an empty base address gives
-    // "/Service/Name" and goes out as it is.
-    char url[kUrlSize] = {0};
-    char base[PAVO_PROP_SIZE] = {0};
+    // "/Service/Name" and goes out as it is. Cut silently at 255 characters,
+    // as every address copy is.
+    char url[kUrlSize];
+    char base[PAVO_PROP_SIZE];
     pavo_readprop(row.base_property, base, sizeof base);
-    // Cut silently at 255 characters, as every address copy is.
-    snprintf(url, sizeof url, "%s", base);
+    size_t url_used = append_bounded(url, sizeof url, 0, base);
     if (row.service_name != nullptr) {
-        const size_t used = strlen(url);
-        snprintf(url + used, sizeof url - used, "/Service/%s", row.service_name);
+        url_used = append_bounded(url, sizeof url, url_used, "/Service/");
+        append_bounded(url, sizeof url, url_used, row.service_name);
     }
 
     if (pavo_getstate() < row.required_state)
         return row.refusal;
 
-    // The body is appended to from its terminator, the scratch is written
-    // before it is read and pavo_readprop fills each session copy whole:
-    // zeroing their 18 KiB on every request would buy nothing.
-    char body[kBodySize];
-    body[0] = '\0';
-    char authenticator[kAuthenticatorSize] = {0};
+    // Every buffer is written before it is read: the body from its
+    // terminator, the scratch by the encoder, the authenticator by its
+    // builder, each session copy whole by pavo_readprop. Zeroing their 24 KiB
+    // on every request would buy nothing.
+    Body body;
+    char authenticator[kAuthenticatorSize];
+    authenticator[0] = '\0';
     char scratch[kScratchSize];
-    char session[kPropertyCount][PAVO_PROP_SIZE];
+    Session session;
     char ip[PAVO_IP_SIZE] = {0};
     pavo_getip(ip, sizeof ip);
-    for (int which_property = 0; which_property < kPropertyCount; ++which_property)
-        pavo_readprop(kPropertyNames[which_property], session[which_property], PAVO_PROP_SIZE);
 
     if (row.logs_profile) {
         pavo_log_info("%s", kProfileSeparator);
@@ -369,13 +408,13 @@ pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& ar
     for (size_t i = 0; i < row.form.count; ++i) {
         const FormField& field = row.form.fields[i];
         if (field.source == Source::number_argument) {
-            append_number(body, field.key, args.number[field.index]);
+            body.append_number(field.key, args.number[field.index]);
             continue;
         }
         const char* value = field_value(field, args, session, ip, authenticator);
         if (field.encoded)
             value = pavo_inner_urlencode_bounded(value, scratch, sizeof scratch);
-        append_text(body, field.key, value);
+        body.append_text(field.key, value);
     }
 
     void* response = nullptr;
@@ -384,7 +423,7 @@ pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& ar
     long httpretcode = 0;
     pavo_status_t status = pavo_addhttpjob(STORETYPE_MEM, nullptr, row.callback, 0,
                                  static_cast<int>(eventid), row.event, EPAVO_SCOPE_REQUEST, url,
-                                 body, static_cast<int>(strlen(body)), &response, &responsesize,
+                                 body.text, static_cast<int>(body.used), &response, &responsesize,
                                  &httpecode, &httpretcode);
     // A failed transfer leaves the last result as it was.
     if (status == PAVO_STATUS_SUCCESS && pavo_getfuncmode() == FUNCMODE_SYNC) {
