@@ -3,7 +3,6 @@
 // and frees the same records), the login answer, enciphering an
 // authenticator, form-encoding, and the pooled allocator against malloc.
 #include <benchmark/benchmark.h>
-#include <pugixml.hpp>
 
 #include <cstddef>
 #include <cstdint>
@@ -12,6 +11,7 @@
 #include <string>
 
 #include "pavo.h"
+#include "pugixml_reader.h"
 #include "service/pavo_global.h"
 
 namespace {
@@ -82,15 +82,8 @@ void parse_and_free(benchmark::State& state, const std::string& text, tpavo_data
                             static_cast<int64_t>(text.size()));
 }
 
-// The peer: pugixml reads the same page into the same records, allocated in
-// the library's pool, with the same copies per item and the same free.
-enum class Kind { text, integer, flag, int64 };
-struct Field {
-    const char* name;
-    size_t offset;
-    Kind kind;
-};
-#define FIELD(record, name, member, kind) Field{name, offsetof(record, member), Kind::kind}
+// The peer: pugixml reads the same page into the same records (pugixml_reader.h).
+using namespace pugixml_reader;
 
 constexpr Field kItemFields[] = {
     FIELD(tpavo_item, "Type", type, integer),          FIELD(tpavo_item, "Code", code, text),
@@ -136,67 +129,15 @@ constexpr Field kClipFields[] = {
     FIELD(tpavo_videoclip, "AudioType", audiotype, integer),
     FIELD(tpavo_videoclip, "Resolution", resolution, integer)};
 
-template <size_t N>
-void* read_record(pugi::xml_node node, size_t size, const Field (&fields)[N])
-{
-    char* record = static_cast<char*>(pavo_malloc(size));
-    for (const Field& field : fields) {
-        const char* value = node.attribute(field.name).value();
-        switch (field.kind) {
-        case Kind::text: {
-            const size_t length = std::strlen(value);
-            char* copy = nullptr;
-            if (length != 0) {
-                copy = static_cast<char*>(pavo_malloc(length + 1));
-                std::memcpy(copy, value, length);
-            }
-            *reinterpret_cast<char**>(record + field.offset) = copy;
-            break;
-        }
-        case Kind::integer: *reinterpret_cast<int*>(record + field.offset) = atoi(value); break;
-        case Kind::flag: record[field.offset] = static_cast<char>(atoi(value) & 0xff); break;
-        case Kind::int64: *reinterpret_cast<int64_t*>(record + field.offset) = atoll(value); break;
-        }
-    }
-    return record;
-}
-
-template <typename Record, size_t N>
-Record* read_list(pugi::xml_node list, const char* element, const Field (&fields)[N], int* count,
-                  void (*after)(pugi::xml_node, Record*) = nullptr)
-{
-    Record* head = nullptr;
-    Record** tail = &head;
-    for (pugi::xml_node node = list.child(element); node; node = node.next_sibling(element)) {
-        Record* record = static_cast<Record*>(read_record(node, sizeof(Record), fields));
-        if (after)
-            after(node, record);
-        *tail = record;
-        tail = &record->next;
-        if (count)
-            ++*count;
-    }
-    return head;
-}
-
 tpavo_result* pugixml_read_item_list(const std::string& text)
 {
     pugi::xml_document doc;
-    auto* result = static_cast<tpavo_result*>(pavo_malloc(sizeof(tpavo_result)));
-    result->datatype = DATATYPE_ITEMLIST;
-    result->freeproc = free_categoryitemlistresult;
     if (!doc.load_buffer(text.data(), text.size()))
-        return result;
+        return nullptr;
+    tpavo_result* result = new_result(doc, DATATYPE_ITEMLIST, free_categoryitemlistresult);
     const pugi::xml_node root = doc.child("Root");
-    const pugi::xml_node answer = root.child("Result");
-    result->resultcode = atoi(answer.attribute("ResultCode").value());
-    const char* message = answer.attribute("ResultMsg").value();
-    result->resultmsg = static_cast<char*>(pavo_malloc(std::strlen(message) + 1));
-    std::strcpy(result->resultmsg, message);
     const pugi::xml_node list = root.child("Programee");
-    result->totalcount = atoi(list.attribute("TotalCount").value());
-    result->pageindex = atoi(list.attribute("PageIndex").value());
-    result->pagesize = atoi(list.attribute("PageSize").value());
+    read_paging(list, result);
     tpavo_item* items = read_list<tpavo_item>(list, "Item", kItemFields, &result->datacount);
     tpavo_program* programs = read_list<tpavo_program>(
         root.child("Programs"), "Program", kProgramFields, nullptr,
@@ -228,7 +169,7 @@ bool page_is_complete(const tpavo_result* result, int items)
         if (item->name && item->detail.program && item->detail.program->pvideoclip &&
             item->detail.program->pvideoclip->next && item->detail.program->pvideoclip->videocode)
             ++complete;
-    return complete == items && result->datacount == items;
+    return result != nullptr && complete == items && result->datacount == items;
 }
 
 template <typename Read>

@@ -24,6 +24,8 @@
 #include <vector>
 
 #include "pavo.h"
+#include "pugixml_reader.h"
+#include "service/pavo_global.h"
 
 extern char** environ;
 
@@ -207,11 +209,14 @@ bool last_request(std::string& url, std::string& body)
 
 // One library request and one raw POST of the same URL, body and options per
 // iteration, in alternating order and each timed on its own, so that the
-// machine's drift touches both sides alike. Argument 0: keepalive=0 beside a
-// fresh easy handle per POST; 1: keepalive=1 beside one reused handle.
+// machine's drift touches both sides alike. keepalive 0: beside a fresh easy
+// handle per POST; 1: beside one reused handle. peer_parses 1: the POST's
+// answer is also read into the same records (pugixml) and freed, the work the
+// library does besides the transfer.
 void BM_CategoryRequestBesideRawPost(benchmark::State& state)
 {
     const bool reuse = state.range(0) == 1;
+    const bool peer_parses = state.range(1) == 1;
     std::string url, body;
     if (!g_library.start(static_cast<int>(state.range(0))) || !category_request() ||
         !last_request(url, body)) {
@@ -234,8 +239,15 @@ void BM_CategoryRequestBesideRawPost(benchmark::State& state)
         const CURLcode code = curl_easy_perform(curl);
         if (!reuse)
             curl_easy_cleanup(curl);
-        return code == CURLE_OK && answer.find("ResultCode=\"0\"") != std::string::npos &&
-               answer.find("<Category ") != std::string::npos;
+        if (code != CURLE_OK)
+            return false;
+        if (!peer_parses)
+            return answer.find("ResultCode=\"0\"") != std::string::npos &&
+                   answer.find("<Category ") != std::string::npos;
+        tpavo_result* result = pugixml_reader::read_category_list(answer.data(), answer.size());
+        const bool made = result != nullptr && result->resultcode == 0 && result->datacount > 0;
+        pavo_iner_freeresultitem(result);
+        return made;
     };
     using Clock = std::chrono::steady_clock;
     Clock::duration ours{}, peer{};
@@ -291,5 +303,8 @@ void BM_ExampleSession(benchmark::State& state)
 
 }  // namespace
 
-BENCHMARK(BM_CategoryRequestBesideRawPost)->ArgName("keepalive")->Arg(0)->Arg(1)->UseRealTime();
+BENCHMARK(BM_CategoryRequestBesideRawPost)
+    ->ArgNames({"keepalive", "peer_parses"})
+    ->ArgsProduct({{0, 1}, {0, 1}})
+    ->UseRealTime();
 BENCHMARK(BM_ExampleSession)->ArgName("keepalive")->Arg(0)->Arg(1)->UseRealTime()->Iterations(4);
