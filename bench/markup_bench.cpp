@@ -2,11 +2,14 @@
 // every <Item> and read each of its attributes by name into a std::string (the navigator's
 // getters return copies, so pugixml's values are copied too). Each run checks that every
 // value was read. Throughput is in bytes of document per second.
+// The shapes of markup_shapes.h are parsed and walked at sizes from 64 KiB to
+// 8 MiB: their time per byte (s/B) must stay flat as they grow.
 #include <benchmark/benchmark.h>
 #include <pugixml.hpp>
 
 #include <string>
 
+#include "markup_shapes.h"
 #include "xml/Markup.h"
 
 namespace {
@@ -103,6 +106,28 @@ void BM_PugixmlReadEveryAttribute(benchmark::State& state)
         return total;
     });
 }
+
+void BM_Shape(benchmark::State& state, int shape)
+{
+    const std::string doc = markup_shapes::MakeShape(shape, static_cast<size_t>(state.range(0)));
+    for (auto _ : state) {
+        CMarkup xml;
+        benchmark::DoNotOptimize(markup_shapes::WalkAll(xml, doc));
+    }
+    state.counters["s/B"] = benchmark::Counter(static_cast<double>(doc.size()),
+                                               benchmark::Counter::kIsIterationInvariantRate |
+                                                   benchmark::Counter::kInvert);
+}
+
+const bool kShapesRegistered = [] {
+    for (int shape = 0; shape < markup_shapes::kShapeCount; ++shape)
+        benchmark::RegisterBenchmark((std::string("BM_Shape/") + markup_shapes::ShapeName(shape)).c_str(),
+                                     BM_Shape, shape)
+            ->RangeMultiplier(8)
+            ->Range(64 << 10, 8 << 20)
+            ->Unit(benchmark::kMillisecond);
+    return true;
+}();
 
 } // namespace
 

@@ -8,9 +8,11 @@
 #define PAVO_XML_MARKUP_INTERNAL_H
 
 #include <array>
+#include <climits>
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "xml/Markup.h"
 
@@ -221,35 +223,74 @@ private:
     bool x_ParsePredicate();
 };
 
-// Open start tags while parsing. Names are views into the document; slots of
-// 23 name hashes chain each open tag to the older ones of the same slot, so an
-// end tag finds its nearest open namesake without walking the whole stack.
+// A tag name as the end-tag matcher compares it: with case ignored, ASCII
+// letters fold up to and including the first byte above 127, as NameBytesEqual
+// has it; past the end every byte reads as zero, which no name holds.
+struct NameKey {
+    std::string_view str;
+    int nFold;   // bytes before this index fold
+
+    NameKey() : nFold(0) {}
+    NameKey(std::string_view strName, bool bIgnoreCase);
+    int Size() const { return static_cast<int>(str.size()); }
+    unsigned Byte(int i) const
+    {
+        if (i >= Size())
+            return 0;
+        const char c = str[static_cast<size_t>(i)];
+        return static_cast<unsigned char>(i < nFold ? AsciiLower(c) : c);
+    }
+};
+
+// Open start tags while parsing. Names are views into the document. Tags of
+// one name form a group (its oldest tag stands for it); each of the 23 name
+// hash slots keeps its open groups in a crit-bit tree, so finding an end tag's
+// nearest open namesake costs steps bounded by the end tag's length however
+// many open names collide in a slot.
 struct TagPos {
-    std::string_view strTagName;
+    NameKey key;
     int iParent;     // element index of this open tag: the parent of what follows
     int nSlot;
-    int iSlotNext;   // next older open tag in the same slot, -1 at the end
+    int iGroup;      // oldest open tag of this name
+    int iSameNext;   // next older open tag of this name, -1 at the end
+    int iNewest;     // of a group's oldest tag: the newest of the name
+};
+
+// A branch of a slot's tree. A reference is a node index (>= 0), ~tag for a
+// group's leaf, or kNoRef. The first differing bit of the keys below decides.
+struct CritNode {
+    int aChild[2];
+    int nByte;
+    unsigned nOtherBits;   // every bit but the deciding one
+    int iRep;              // a leaf below: the key shared up to nByte
+    int Dir(unsigned c) const { return static_cast<int>((1 + (nOtherBits | c)) >> 8); }
 };
 
 struct ElemStack {
     static constexpr int kSlots = 23;
+    static constexpr int kNoRef = INT_MIN;
 
     ElemStack();
-    ElemStack(const ElemStack&) = delete;
-    ElemStack& operator=(const ElemStack&) = delete;
-    ~ElemStack();
 
     static int Slot(std::string_view strName, bool bIgnoreCase);
     void Push(std::string_view strName, int iElem, bool bIgnoreCase);
-    int Find(std::string_view strName, bool bIgnoreCase) const;
+    int Find(std::string_view strName, bool bIgnoreCase);
     void PopTo(int iEntry);
+    std::string_view Name(int iEntry) const { return aTags[static_cast<size_t>(iEntry)].key.str; }
+    int Parent(int iEntry) const { return aTags[static_cast<size_t>(iEntry)].iParent; }
 
     int iTop;        // innermost open tag, -1 when none
     int iPar;        // element that receives the next child (0: the document)
-    TagPos* pL;
-    int nSize;
+    long long nSteps;   // tree nodes visited and name bytes compared
+
+private:
+    int x_NewNode();
+    void x_RemoveGroup(int iGroup);
+
+    std::vector<TagPos> aTags;
+    std::vector<CritNode> aNodes;
+    int iFreeNode;
     int anTable[kSlots];
-    TagPos aInline[32];
 };
 
 inline ElemPos& CMarkup::ELEM(int i) const

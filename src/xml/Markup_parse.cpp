@@ -1,7 +1,6 @@
 /*
  * Markup_parse.cpp - builds the navigator's element index from the document
- * text: ElemPosTree segments, the end-tag matching ElemStack, and
- * CMarkup::x_ParseDoc/x_ParseElem with the unended and lone end tag rules.
+ * text: ElemPosTree segments, and CMarkup::x_ParseDoc/x_ParseElem with the unended and lone end tag rules.
  * Called by CMarkup::SetDoc (Markup.cpp).
  */
 #include <algorithm>
@@ -42,70 +41,6 @@ void ElemPosTree::ReleaseElemPosTree()
     m_pSegs = nullptr;
     m_nSize = 0;
     m_nSegs = 0;
-}
-
-ElemStack::ElemStack() : iTop(-1), iPar(0), pL(aInline), nSize(32)
-{
-    std::fill(anTable, anTable + kSlots, -1);
-}
-
-ElemStack::~ElemStack()
-{
-    if (pL != aInline)
-        delete[] pL;
-}
-
-// Sum of the name's bytes as signed characters (ASCII letters folded when
-// names ignore case), taken modulo 23 into 0..22 even when the sum is negative.
-int ElemStack::Slot(std::string_view strName, bool bIgnoreCase)
-{
-    int nSum = 0;
-    for (char c : strName)
-        nSum += static_cast<signed char>(bIgnoreCase ? AsciiLower(c) : c);
-    return ((nSum % kSlots) + kSlots) % kSlots;
-}
-
-void ElemStack::Push(std::string_view strName, int iElem, bool bIgnoreCase)
-{
-    if (iTop + 1 == nSize) {
-        TagPos* pGrown = new TagPos[static_cast<size_t>(nSize) * 2];
-        std::copy(pL, pL + nSize, pGrown);
-        if (pL != aInline)
-            delete[] pL;
-        pL = pGrown;
-        nSize *= 2;
-    }
-    TagPos& tag = pL[++iTop];
-    tag.strTagName = strName;
-    tag.iParent = iElem;
-    tag.nSlot = Slot(strName, bIgnoreCase);
-    tag.iSlotNext = anTable[tag.nSlot];
-    anTable[tag.nSlot] = iTop;
-    iPar = iElem;
-}
-
-// Nearest open tag of this name, or -1.
-int ElemStack::Find(std::string_view strName, bool bIgnoreCase) const
-{
-    const auto equal = [&](const TagPos& tag) {
-        return tag.strTagName.size() == strName.size() &&
-               NameBytesEqual(tag.strTagName.data(), strName.data(),
-                              static_cast<int>(strName.size()), bIgnoreCase);
-    };
-    if (iTop >= 0 && equal(pL[iTop]))
-        return iTop;
-    for (int i = anTable[Slot(strName, bIgnoreCase)]; i >= 0; i = pL[i].iSlotNext)
-        if (equal(pL[i]))
-            return i;
-    return -1;
-}
-
-// Pops iEntry and everything above it; each popped tag heads its slot chain.
-void ElemStack::PopTo(int iEntry)
-{
-    for (; iTop >= iEntry; --iTop)
-        anTable[pL[iTop].nSlot] = pL[iTop].iSlotNext;
-    iPar = iTop >= 0 ? pL[iTop].iParent : 0;
 }
 
 void CMarkup::x_AllocElemPos(int nNewSize)
@@ -262,15 +197,15 @@ void CMarkup::x_ParseElem(TokenPos& token)
             }
             // Outermost first, so each moved child is moved only once.
             for (int i = iEntry + 1; i <= stack.iTop; ++i)
-                bMoved |= x_MarkUnended(stack.pL[i].iParent, stack.pL[i].strTagName);
-            ElemPos& elem = ELEM(stack.pL[iEntry].iParent);
+                bMoved |= x_MarkUnended(stack.Parent(i), stack.Name(i));
+            ElemPos& elem = ELEM(stack.Parent(iEntry));
             elem.nLength = node.nStart + node.nLength - elem.nStart;
             elem.nEndTagLen = static_cast<unsigned int>(node.nLength);
             stack.PopTo(iEntry);
         }
     }
     for (int i = 0; i <= stack.iTop; ++i)
-        bMoved |= x_MarkUnended(stack.pL[i].iParent, stack.pL[i].strTagName);
+        bMoved |= x_MarkUnended(stack.Parent(i), stack.Name(i));
     if (bMoved)
         x_RecomputeLevels();
 }
