@@ -9,7 +9,9 @@
 
 #include <array>
 #include <climits>
+#include <cstdint>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -223,46 +225,68 @@ private:
     bool x_ParsePredicate();
 };
 
+// Records in chunks of 4096 that never move as the array grows: no copying,
+// and chunks this small come back from the allocator's free lists next parse.
+template <typename T>
+class ChunkArray {
+public:
+    static constexpr int kChunkBits = 12;
+    T& operator[](int i)
+    {
+        return m_aChunks[static_cast<size_t>(i >> kChunkBits)][i & ((1 << kChunkBits) - 1)];
+    }
+    void Reserve(int nSize)
+    {
+        while ((static_cast<int64_t>(m_aChunks.size()) << kChunkBits) < nSize)
+            m_aChunks.emplace_back(new T[size_t{1} << kChunkBits]);
+    }
+
+private:
+    std::vector<std::unique_ptr<T[]>> m_aChunks;
+};
+
 // A tag name as the end-tag matcher compares it: with case ignored, ASCII
 // letters fold up to and including the first byte above 127, as NameBytesEqual
 // has it; past the end every byte reads as zero, which no name holds.
 struct NameKey {
-    std::string_view str;
+    const char* p;
+    int n;
     int nFold;   // bytes before this index fold
 
-    NameKey() : nFold(0) {}
-    NameKey(std::string_view strName, bool bIgnoreCase);
-    int Size() const { return static_cast<int>(str.size()); }
     unsigned Byte(int i) const
     {
-        if (i >= Size())
+        if (i >= n)
             return 0;
-        const char c = str[static_cast<size_t>(i)];
-        return static_cast<unsigned char>(i < nFold ? AsciiLower(c) : c);
+        return static_cast<unsigned char>(i < nFold ? AsciiLower(p[i]) : p[i]);
     }
+    static NameKey Of(std::string_view strName, bool bIgnoreCase);
 };
 
-// Open start tags while parsing. Names are views into the document. Tags of
-// one name form a group (its oldest tag stands for it); each of the 23 name
-// hash slots keeps its open groups in a crit-bit tree, so finding an end tag's
-// nearest open namesake costs steps bounded by the end tag's length however
-// many open names collide in a slot.
+// Open start tags while parsing, as views into the document. Every name met
+// in a start tag gets a leaf in the crit-bit tree of its name hash slot (one
+// of 23) and keeps it for the parse; the leaf knows the newest open tag of
+// the name. So an end tag finds its nearest open namesake, or learns there is
+// none, in steps bounded by its own length however many names collide.
 struct TagPos {
-    NameKey key;
+    const char* pName;
+    int nName;
     int iParent;     // element index of this open tag: the parent of what follows
-    int nSlot;
-    int iGroup;      // oldest open tag of this name
+    int iLeaf;
     int iSameNext;   // next older open tag of this name, -1 at the end
-    int iNewest;     // of a group's oldest tag: the newest of the name
 };
 
-// A branch of a slot's tree. A reference is a node index (>= 0), ~tag for a
-// group's leaf, or kNoRef. The first differing bit of the keys below decides.
+struct NameLeaf {
+    NameKey key;
+    int iNewest;     // newest open tag of the name, -1 when none is open
+};
+
+// A branch of a slot's tree. A reference is a node index (>= 0), ~leaf or
+// kNoRef. The first bit in which the keys below differ decides.
 struct CritNode {
     int aChild[2];
     int nByte;
     unsigned nOtherBits;   // every bit but the deciding one
-    int iRep;              // a leaf below: the key shared up to nByte
+    int iRep;              // a leaf below: all agree before nByte
     int Dir(unsigned c) const { return static_cast<int>((1 + (nOtherBits | c)) >> 8); }
 };
 
@@ -276,20 +300,25 @@ struct ElemStack {
     void Push(std::string_view strName, int iElem, bool bIgnoreCase);
     int Find(std::string_view strName, bool bIgnoreCase);
     void PopTo(int iEntry);
-    std::string_view Name(int iEntry) const { return aTags[static_cast<size_t>(iEntry)].key.str; }
-    int Parent(int iEntry) const { return aTags[static_cast<size_t>(iEntry)].iParent; }
+    std::string_view Name(int iEntry)
+    {
+        return std::string_view(aTags[iEntry].pName, static_cast<size_t>(aTags[iEntry].nName));
+    }
+    int Parent(int iEntry) { return aTags[iEntry].iParent; }
 
     int iTop;        // innermost open tag, -1 when none
     int iPar;        // element that receives the next child (0: the document)
     long long nSteps;   // tree nodes visited and name bytes compared
 
 private:
-    int x_NewNode();
-    void x_RemoveGroup(int iGroup);
+    int x_NewLeaf(const NameKey& key);
+    int x_Leaf(const NameKey& key, int nSlot);
 
-    std::vector<TagPos> aTags;
-    std::vector<CritNode> aNodes;
-    int iFreeNode;
+    ChunkArray<TagPos> aTags;
+    ChunkArray<NameLeaf> aLeaves;
+    ChunkArray<CritNode> aNodes;
+    int nLeaves;
+    int nNodes;
     int anTable[kSlots];
 };
 

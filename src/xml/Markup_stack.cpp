@@ -1,6 +1,6 @@
 /*
  * Markup_stack.cpp - the end-tag matcher of the parse: the stack of open start
- * tags and, per name hash slot, a crit-bit tree of the names open in it, so an
+ * tags and, per name hash slot, a crit-bit tree of the names met so far, so an
  * end tag finds its nearest open namesake (or learns there is none) in steps
  * bounded by its own length. Used by CMarkup::x_ParseElem (Markup_parse.cpp).
  */
@@ -8,22 +8,23 @@
 
 #include "xml/Markup_internal.h"
 
-NameKey::NameKey(std::string_view strName, bool bIgnoreCase) : str(strName), nFold(0)
+NameKey NameKey::Of(std::string_view strName, bool bIgnoreCase)
 {
+    NameKey key{strName.data(), static_cast<int>(strName.size()), 0};
     if (!bIgnoreCase)
-        return;
-    nFold = Size();
-    for (int i = 0; i < Size(); ++i)
-        if (static_cast<unsigned char>(str[static_cast<size_t>(i)]) > 127) {
-            nFold = i + 1;
+        return key;
+    key.nFold = key.n;
+    for (int i = 0; i < key.n; ++i)
+        if (static_cast<unsigned char>(key.p[i]) > 127) {
+            key.nFold = i + 1;
             break;
         }
+    return key;
 }
 
-ElemStack::ElemStack() : iTop(-1), iPar(0), nSteps(0), iFreeNode(-1)
+ElemStack::ElemStack() : iTop(-1), iPar(0), nSteps(0), nLeaves(0), nNodes(0)
 {
     std::fill(anTable, anTable + kSlots, kNoRef);
-    aTags.reserve(32);
 }
 
 // Sum of the name's bytes as signed characters (ASCII letters folded when
@@ -36,40 +37,31 @@ int ElemStack::Slot(std::string_view strName, bool bIgnoreCase)
     return ((nSum % kSlots) + kSlots) % kSlots;
 }
 
-int ElemStack::x_NewNode()
+int ElemStack::x_NewLeaf(const NameKey& key)
 {
-    if (iFreeNode < 0) {
-        aNodes.push_back(CritNode{});
-        return static_cast<int>(aNodes.size()) - 1;
-    }
-    const int iNode = iFreeNode;
-    iFreeNode = aNodes[static_cast<size_t>(iNode)].aChild[0];
-    return iNode;
+    aLeaves.Reserve(nLeaves + 1);
+    aLeaves[nLeaves] = NameLeaf{key, -1};
+    return nLeaves++;
 }
 
-void ElemStack::Push(std::string_view strName, int iElem, bool bIgnoreCase)
+// The leaf of the name, added if the name is new.
+int ElemStack::x_Leaf(const NameKey& key, int nSlot)
 {
-    const int iTag = ++iTop;
-    aTags.push_back(TagPos{NameKey(strName, bIgnoreCase), iElem, Slot(strName, bIgnoreCase),
-                           iTag, -1, iTag});
-    iPar = iElem;
-    const NameKey key = aTags.back().key;
-    int& root = anTable[aTags.back().nSlot];
-    if (root == kNoRef) {
-        root = ~iTag;
-        return;
+    int ref = anTable[nSlot];
+    if (ref == kNoRef) {
+        const int iLeaf = x_NewLeaf(key);
+        anTable[nSlot] = ~iLeaf;
+        return iLeaf;
     }
     // Any leaf that agrees with the name wherever the tree branches shows
-    // where the name differs from all of them. Below a branch past the
-    // name's end every leaf does, so the descent stops there.
-    int ref = root;
+    // where the name differs from all of them. Below a branch past the name's
+    // end every leaf does, so the descent stops there.
     while (ref >= 0) {
         ++nSteps;
-        const CritNode& node = aNodes[static_cast<size_t>(ref)];
-        ref = node.nByte > key.Size() ? node.iRep : node.aChild[node.Dir(key.Byte(node.nByte))];
+        const CritNode& node = aNodes[ref];
+        ref = node.nByte > key.n ? node.iRep : node.aChild[node.Dir(key.Byte(node.nByte))];
     }
-    const int iGroup = ~ref;
-    const NameKey& other = aTags[static_cast<size_t>(iGroup)].key;
+    const NameKey other = aLeaves[~ref].key;
     int nByte = 0;
     unsigned nDiff = 0;
     for (;; ++nByte) {
@@ -78,102 +70,75 @@ void ElemStack::Push(std::string_view strName, int iElem, bool bIgnoreCase)
         if (nDiff || key.Byte(nByte) == 0)
             break;
     }
-    if (nDiff == 0) {   // the name is open already: this tag becomes its newest
-        TagPos& group = aTags[static_cast<size_t>(iGroup)];
-        aTags.back().iGroup = iGroup;
-        aTags.back().iSameNext = group.iNewest;
-        group.iNewest = iTag;
-        return;
-    }
+    if (nDiff == 0)
+        return ~ref;
+    const int iLeaf = x_NewLeaf(key);
     while (nDiff & (nDiff - 1))
         nDiff &= nDiff - 1;
     const unsigned nOtherBits = nDiff ^ 0xFF;
-    const int iNode = x_NewNode();
-    aNodes[static_cast<size_t>(iNode)] = CritNode{{0, 0}, nByte, nOtherBits, ~iTag};
-    const int nOtherDir = aNodes[static_cast<size_t>(iNode)].Dir(other.Byte(nByte));
-    aNodes[static_cast<size_t>(iNode)].aChild[1 - nOtherDir] = ~iTag;
+    const int iNode = nNodes++;
+    aNodes.Reserve(nNodes);
+    CritNode& added = aNodes[iNode];
+    added = CritNode{{~iLeaf, ~iLeaf}, nByte, nOtherBits, ~iLeaf};
+    const int nOtherDir = added.Dir(other.Byte(nByte));
     // Branches stay ordered by the bit they test from the root down.
-    int* where = &anTable[aTags.back().nSlot];
+    int* where = &anTable[nSlot];
     while (*where >= 0) {
         ++nSteps;
-        CritNode& node = aNodes[static_cast<size_t>(*where)];
+        CritNode& node = aNodes[*where];
         if (node.nByte > nByte || (node.nByte == nByte && node.nOtherBits > nOtherBits))
             break;
         where = &node.aChild[node.Dir(key.Byte(node.nByte))];
     }
-    aNodes[static_cast<size_t>(iNode)].aChild[nOtherDir] = *where;
+    added.aChild[nOtherDir] = *where;
     *where = iNode;
+    return iLeaf;
+}
+
+void ElemStack::Push(std::string_view strName, int iElem, bool bIgnoreCase)
+{
+    const int iTag = ++iTop;
+    aTags.Reserve(iTag + 1);
+    const int iLeaf = x_Leaf(NameKey::Of(strName, bIgnoreCase), Slot(strName, bIgnoreCase));
+    aTags[iTag] = TagPos{strName.data(), static_cast<int>(strName.size()), iElem, iLeaf,
+                         aLeaves[iLeaf].iNewest};
+    aLeaves[iLeaf].iNewest = iTag;
+    iPar = iElem;
 }
 
 // Nearest open tag of this name, or -1.
 int ElemStack::Find(std::string_view strName, bool bIgnoreCase)
 {
-    const NameKey key(strName, bIgnoreCase);
+    const NameKey key = NameKey::Of(strName, bIgnoreCase);
+    if (iTop >= 0 && aTags[iTop].nName == key.n) {   // the usual case: the innermost tag
+        nSteps += key.n;
+        if (NameBytesEqual(aTags[iTop].pName, key.p, key.n, bIgnoreCase))
+            return iTop;
+    }
     int ref = anTable[Slot(strName, bIgnoreCase)];
     if (ref == kNoRef)
         return -1;
     while (ref >= 0) {
         ++nSteps;
-        const CritNode& node = aNodes[static_cast<size_t>(ref)];
+        const CritNode& node = aNodes[ref];
         // Every name below shares the bytes before nByte, so none ends where this one does.
-        if (node.nByte > key.Size())
+        if (node.nByte > key.n)
             return -1;
         ref = node.aChild[node.Dir(key.Byte(node.nByte))];
     }
-    const TagPos& group = aTags[static_cast<size_t>(~ref)];
-    nSteps += static_cast<long long>(strName.size());
-    if (group.key.str.size() != strName.size() ||
-        !NameBytesEqual(group.key.str.data(), strName.data(), key.Size(), bIgnoreCase))
+    const NameLeaf& leaf = aLeaves[~ref];
+    nSteps += key.n;
+    if (leaf.key.n != key.n || !NameBytesEqual(leaf.key.p, key.p, key.n, bIgnoreCase))
         return -1;
-    return group.iNewest;
-}
-
-// Takes the last open tag of a name out of its slot's tree.
-void ElemStack::x_RemoveGroup(int iGroup)
-{
-    const NameKey& key = aTags[static_cast<size_t>(iGroup)].key;
-    int& root = anTable[aTags[static_cast<size_t>(iGroup)].nSlot];
-    int* where = &root;
-    int* whereParent = nullptr;
-    int nDir = 0;
-    while (*where >= 0) {
-        ++nSteps;
-        whereParent = where;
-        CritNode& node = aNodes[static_cast<size_t>(*where)];
-        nDir = node.Dir(key.Byte(node.nByte));
-        where = &node.aChild[nDir];
-    }
-    if (!whereParent) {
-        root = kNoRef;
-        return;
-    }
-    const int iNode = *whereParent;
-    const int sibling = aNodes[static_cast<size_t>(iNode)].aChild[1 - nDir];
-    *whereParent = sibling;
-    aNodes[static_cast<size_t>(iNode)].aChild[0] = iFreeNode;
-    iFreeNode = iNode;
-    // Branches above that stood for their keys by this leaf take one of the sibling's.
-    const int iRep = sibling < 0 ? sibling : aNodes[static_cast<size_t>(sibling)].iRep;
-    for (int ref = root; ref >= 0 && ref != sibling;) {
-        ++nSteps;
-        CritNode& node = aNodes[static_cast<size_t>(ref)];
-        if (node.iRep == ~iGroup)
-            node.iRep = iRep;
-        ref = node.aChild[node.Dir(key.Byte(node.nByte))];
-    }
+    return leaf.iNewest;
 }
 
 // Pops iEntry and everything above it; each popped tag is the newest of its name.
 void ElemStack::PopTo(int iEntry)
 {
     for (; iTop >= iEntry; --iTop) {
-        const TagPos& tag = aTags.back();
         ++nSteps;
-        if (tag.iGroup == iTop)
-            x_RemoveGroup(iTop);
-        else
-            aTags[static_cast<size_t>(tag.iGroup)].iNewest = tag.iSameNext;
-        aTags.pop_back();
+        aLeaves[aTags[iTop].iLeaf].iNewest = aTags[iTop].iSameNext;
     }
-    iPar = iTop >= 0 ? aTags.back().iParent : 0;
+    iPar = iTop >= 0 ? aTags[iTop].iParent : 0;
 }
