@@ -82,8 +82,10 @@ inline std::string MakeShape(int shape, size_t nBytes)
             doc += "<" + SameSumName(i++, false) + ">";
         break;
     case kNamePrefixes:
+        // "p" against "n" branches on a bit that "n" lacks, so a zero byte past
+        // a short name's end would follow the long names down.
         for (std::string name = "n"; half(); name += 'n')
-            doc += "<" + name + "b>";
+            doc += "<" + name + "p>";
         while (more())
             doc += "<n></n></c>";
         break;

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "markup_shapes.h"
 #include "xml/Markup.h"
 
 namespace {
@@ -58,6 +59,10 @@ TEST(Markup, FindingsAndTheTreeOfEveryKindOfDocument)
          "<unended_start_tag tagname=\"d\" offset=\"18\"/>"
          "<root_has_sibling tagname=\"s\" offset=\"29\"/>"},
         {"<a><a><b></a><c/></a>", "a(a(b) c)", "<unended_start_tag tagname=\"b\" offset=\"6\"/>"},
+        // Bytes above 127: a negative byte sum for the name slot, shared by both names.
+        {"<r><\xC3\xA9><\xA9\xC3><b></\xA9\xC3></r>", "r(\xC3\xA9 \xA9\xC3(b))",
+         "<unended_start_tag tagname=\"b\" offset=\"11\"/>"
+         "<unended_start_tag tagname=\"\xC3\xA9\" offset=\"3\"/>"},
     };
     for (const auto& c : cases) {
         CMarkup xml;
@@ -153,6 +158,23 @@ TEST(Markup, ReferencesDecodeToUtf8)
     for (const auto& c : cases)
         EXPECT_EQ(CMarkup::UnescapeText(c.text), c.decoded) << c.text;
     EXPECT_EQ(CMarkup::UnescapeText("&lt;&lt;", 3), "&lt");
+}
+
+// Counted, not timed: the matcher's steps per byte of text may not grow from
+// 64 KiB to 512 KiB, for colliding names, lone end tags and deep nesting alike.
+TEST(Markup, EndTagMatchingWorkGrowsLinearlyOnEveryShape)
+{
+    for (int shape = 0; shape < markup_shapes::kShapeCount; ++shape) {
+        double perByte[2];
+        for (int i = 0; i < 2; ++i) {
+            const std::string doc = markup_shapes::MakeShape(shape, size_t{64} << (10 + 3 * i));
+            CMarkup xml;
+            xml.SetDoc(doc);
+            perByte[i] = static_cast<double>(xml.GetMatchSteps()) / static_cast<double>(doc.size());
+        }
+        EXPECT_LE(perByte[1], 20.0) << markup_shapes::ShapeName(shape);
+        EXPECT_LE(perByte[1], 1.5 * perByte[0] + 0.1) << markup_shapes::ShapeName(shape);
+    }
 }
 
 namespace {

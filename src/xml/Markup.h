@@ -75,6 +75,10 @@ public:
     std::string GetAttrib(MCD_CSTR szAttrib) const { return x_GetAttrib(m_iPos, szAttrib); }
     std::string GetChildAttrib(MCD_CSTR szAttrib) const { return x_GetAttrib(m_iPosChild, szAttrib); }
 
+    // Steps the last parse's end-tag matching took (branches visited, name
+    // bytes compared, tags popped): tests check that it grows with the text.
+    long long GetMatchSteps() const { return m_nMatchSteps; }
+
     // Decodes character references; nTextLength -1 means up to the zero byte.
     static std::string UnescapeText(const char* szText, int nTextLength = -1);
 
@@ -105,6 +109,7 @@ private:
     int m_nNodeOffset;
     int m_nNodeLength;
     int m_nDocFlags;
+    long long m_nMatchSteps = 0;
     FilePos* m_pFilePos;                 // no file reader or writer is built
     SavedPosMapArray* m_pSavedPosMaps;   // no named saved positions are built
     std::unique_ptr<ElemPosTree> m_pElemPosTree;

@@ -208,4 +208,5 @@ void CMarkup::x_ParseElem(TokenPos& token)
         bMoved |= x_MarkUnended(stack.Parent(i), stack.Name(i));
     if (bMoved)
         x_RecomputeLevels();
+    m_nMatchSteps = stack.nSteps;
 }
