@@ -14,7 +14,9 @@ namespace {
 
 struct FaultRow {
     const char* name;
-    const char* fault;  // query of /_control/fault for the path; "refused": no server
+    // Query of /_control/fault for the path; "refused": no server; "to=": this address,
+    // {sim} standing for the simulator's host and port, {secret} for a local file's path.
+    const char* fault;
     const char* stalltimeout;
     const char* maxanswersize;  // nullptr: the default
     int status;
@@ -39,6 +41,18 @@ constexpr FaultRow kRows[] = {
     // Any well-formed page gives a record of empty fields: kept as the frame says.
     {"captive portal", "body=portal", "1", "65536", 0, 0, 200, true},
     {"redirect", "body=redirect", "1", "65536", -1, 0, 302, false},
+    {"redirect to file", "body=redirect&location=file:///etc/passwd", "1", "65536", -1, 0, 302, false},
+    {"redirect to gopher", "body=redirect&location=gopher://127.0.0.1:1/_x", "1", "65536", -1, 0, 302, false},
+    // Only http and https: libcurl refuses every other scheme (code 1) before a byte moves.
+    {"file", "to=file://{secret}", "1", "65536", -1, 1, 200, false},
+    {"mixed-case file", "to=FiLe://{secret}", "1", "65536", -1, 1, 200, false},
+    {"gopher", "to=gopher://{sim}/_x", "1", "65536", -1, 1, 200, false},
+    {"dict", "to=dict://{sim}/stats", "1", "65536", -1, 1, 200, false},
+    {"ftp", "to=ftp://{sim}/x", "1", "65536", -1, 1, 200, false},
+    {"scp", "to=scp://{sim}/x", "1", "65536", -1, 1, 200, false},
+    {"ldap", "to=ldap://{sim}/x", "1", "65536", -1, 1, 200, false},
+    {"telnet", "to=telnet://{sim}", "1", "65536", -1, 1, 200, false},
+    {"upper-case HTTP", "to=HTTP://{sim}/Service/Login", "1", "65536", 0, 0, 200, true},
     {"10 MB, no cap", "body=pad&size=10000000", "1", "0", 0, 0, 200, true},
     {"over default cap", "body=flood&size=9000000", "1", nullptr, -1, 23, 200, false},
     {"unasked gzip", "body=gzip", "1", "65536", 0, 0, 200, false},
@@ -69,8 +83,23 @@ struct Outcome {
     size_t size = 0;
 };
 
+constexpr const char* kSecret = "local-file-content-7f3a";
+
 class PipelineFaults : public FieldTest {
 protected:
+    std::string with_places(std::string address) const
+    {
+        const std::string secret = dir_.file("secret.txt");
+        write_file(secret, kSecret);
+        for (const auto& [place, text] : {std::pair<std::string, std::string>{"{sim}", sim_->base_url().substr(7)},
+                                          {"{secret}", secret}}) {
+            size_t at = address.find(place);
+            if (at != std::string::npos)
+                address.replace(at, place.size(), text);
+        }
+        return address;
+    }
+
     void restart(const FaultRow& row)
     {
         pavo_test::ConfEntries conf = {{"stalltimeout", row.stalltimeout}};
@@ -127,8 +156,11 @@ protected:
             restart(row);
             sim_->reset();
             std::string target = login_url;
-            if (std::string(row.fault) == "refused")
+            const std::string fault = row.fault;
+            if (fault == "refused")
                 target = "http://127.0.0.1:" + std::to_string(pavo_test::refused_port()) + "/Service/Login";
+            else if (fault.rfind("to=", 0) == 0)
+                target = with_places(fault.substr(3));
             else
                 httplib::Client(sim_->base_url())
                     .Post(("/_control/fault?path=/Service/Login&" + std::string(row.fault)).c_str());
@@ -141,6 +173,7 @@ protected:
             EXPECT_EQ(out.httpecode, row.httpecode);
             EXPECT_EQ(out.httpretcode, row.httpretcode);
             EXPECT_EQ(out.record, row.record && (async || row.status == 0));
+            EXPECT_EQ(log_text().find(kSecret), std::string::npos) << "a local file reached the log";
 
             sim_->clear_faults();
             Outcome next = login(async, login_url);
@@ -150,6 +183,108 @@ protected:
         }
     }
 };
+
+// Answers holding values the session must not take: service addresses of another scheme or
+// with blanks or control bytes (always), values that would break korix.conf's lines (while
+// safeconfig is 1). Such an answer is the failure result with one log line, in both modes;
+// nothing is stored and korix.conf keeps its bytes.
+struct HostileRow {
+    const char* name;
+    bool open;  // an open answer, else a login answer
+    const char* element;
+    const char* value;
+    const char* safeconfig;
+    bool taken;
+};
+
+constexpr HostileRow kHostileRows[] = {
+    {"gopher", false, "EpgSrvAddress", "gopher://127.0.0.1:70/_x", "1", false},
+    {"dict", false, "PlaySrvAddress", "dict://127.0.0.1:11211/stats", "1", false},
+    {"file", false, "ServiceAddress", "file:///etc/passwd", "1", false},
+    {"mixed-case file", true, "AAASrvAddress", "FiLe:///etc/passwd", "1", false},
+    {"ftp", true, "AAASrvAddress", "ftp://127.0.0.1/x", "1", false},
+    {"scp", false, "UpgradeSrvAddress", "scp://h/x", "1", false},
+    {"ldap", false, "IMGSrvAddress", "ldap://h/x", "1", false},
+    {"telnet", false, "DRMSrvAddress2", "telnet://h:23", "0", false},
+    {"space", false, "AAASrvAddress", "http://h/a b", "0", false},
+    {"tab", true, "AAASrvAddress", "http://h/\tx", "0", false},
+    {"line break in address", true, "AAASrvAddress", "http://h/\r\n[system]", "0", false},
+    {"upper-case HTTP", false, "EpgSrvAddress", "HTTP://127.0.0.1:1/x", "1", true},
+    {"mixed-case https", true, "AAASrvAddress", "hTTpS://h/x", "1", true},
+    {"host and port", true, "AAASrvAddress", "127.0.0.1:8080", "1", true},
+    {"LF in user id", true, "UserID", "u1\nstalltimeout=0", "1", false},
+    {"CR in user id", true, "UserID", "u1\rmaxrecords=0", "1", false},
+    {"CRLF in user id", true, "UserID", "u1\r\nopenurl=http://evil/", "1", false},
+    {"LF in user id, safeconfig 0", true, "UserID", "u1\nstalltimeout=0", "0", true},
+    {"user id starting [", true, "UserID", "[system]", "1", true},
+};
+
+size_t count_of(const std::string& text, const std::string& part)
+{
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++count;
+    return count;
+}
+
+std::string property_of(const char* element)
+{
+    std::string name = element;
+    for (char& c : name)
+        c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+    char value[PAVO_PROP_SIZE];
+    pavo_readprop(name.c_str(), value, sizeof value);
+    return value;
+}
+
+TEST_F(PipelineFaults, AnswerValuesTheSessionMustNotTakeFailTheRequestInBothModes)
+{
+    for (bool async : {false, true}) {
+        for (const HostileRow& row : kHostileRows) {
+            SCOPED_TRACE(std::string(row.name) + (async ? " (async)" : " (sync)"));
+            start({{"safeconfig", row.safeconfig}, {"userid", "u0"}, {"openurl", url("/Open")},
+                   {"aaasrvaddress", sim_->base_url()}});
+            const std::string conf_before = read_file(dir_.file("korix.conf"));
+            const tpavo_state state_before = row.open ? PAVO_STATE_INITED : PAVO_STATE_OPENED;
+            pavo_setstate(state_before);
+            sim_->set_answer(row.open ? "/Open" : "/Service/Login",
+                             std::string("<Root><Result ResultCode=\"0\" ResultMsg=\"m\"/><Response><") +
+                                 row.element + ">" + row.value + "</" + row.element + ">" +
+                                 // A missing element reads as the one before: give the addresses.
+                                 (row.open ? "<AAASrvAddress>http://h/a</AAASrvAddress>"
+                                             "<AAASrvAddress2>http://h/b</AAASrvAddress2>"
+                                           : "") +
+                                 "</Response></Root>");
+            g_events = 0;
+            g_event_had_result = false;
+            int resultcode = 0;
+            if (async) {
+                pavo_registercallback(PAVO_CALLBACK_AAA, record_event);
+                pavo_setfuncmode(FUNCMODE_ASYNC);
+                const bool open = row.open;
+                std::thread([open] { open ? pavo_open(1, OPENMODE_STBCODE, "x", nullptr) : pavo_login(1); })
+                    .detach();
+                auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+                while (g_events == 0 && std::chrono::steady_clock::now() < deadline)
+                    if (pavo_checkmessage() == 0)
+                        std::this_thread::yield();
+                ASSERT_TRUE(g_event_had_result);
+                resultcode = g_event_result.resultcode;
+            } else {
+                ASSERT_EQ(row.open ? pavo_open(1, OPENMODE_STBCODE, "x", nullptr) : pavo_login(1), 0);
+                resultcode = pavo_getresult()->resultcode;
+            }
+            const std::string refusals = row.open ? "open answer refused" : "login answer refused";
+            EXPECT_EQ(count_of(log_text(), refusals), row.taken ? 0u : 1u);
+            EXPECT_EQ(resultcode, row.taken ? 0 : -9000);
+            EXPECT_EQ(property_of(row.element) == row.value, row.taken);
+            if (!row.taken) {
+                EXPECT_EQ(pavo_getstate(), state_before);
+                EXPECT_EQ(read_file(dir_.file("korix.conf")), conf_before);
+            }
+        }
+    }
+}
 
 TEST_F(PipelineFaults, EveryFaultEndsInItsCodesAndLeavesTheLibraryUsableSync) { run_matrix(false); }
 
