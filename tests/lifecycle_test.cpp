@@ -102,6 +102,40 @@ TEST_F(Lifecycle, QueueSizeIsAtLeastOneHundredAndLogModeZeroOrAbsentMeansConsole
     }
 }
 
+// korix.conf of any size or content: the library starts with the keys read so
+// far and defaults for the rest, and a file past the limit is logged once.
+TEST_F(Lifecycle, AnyKorixConfStartsWithTheKeysReadSoFar)
+{
+    const std::string head =
+        "[system]\nmsgqueuesize=150\nlogmode=2\nlogdirectory=" + dir_.path() + "\n";
+    std::string binary(100000, '\0');
+    unsigned seed = 7;
+    for (char& c : binary)
+        c = static_cast<char>((seed = seed * 1103515245u + 12345u) >> 16);
+    const struct {
+        const char* name;
+        std::string text;
+        size_t notices;
+    } rows[] = {
+        {"1 MiB", head + ";" + std::string(1 << 20, 'p') + "\nmaxrecords=5\n", 1},
+        {"64 KiB exactly", head + ";" + std::string(65536 - head.size() - 2, 'p') + "\n", 1},
+        {"binary", head + binary + "\nmaxrecords=5\n", 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        write_file(dir_.file("korix.conf"), row.text);
+        ASSERT_EQ(start(), PAVO_STATUS_SUCCESS);
+        EXPECT_EQ(g_pavo_env.msgqueuesize, 150);
+        EXPECT_EQ(g_pavo_env.maxrecords, 100000);
+        pavo_cleanup();
+        const std::string log = read_file(dir_.file("pavo.log"));
+        const std::string notice = "korix.conf read up to 65535 bytes, the rest ignored\r\n";
+        const size_t first = log.find(notice);
+        EXPECT_EQ(first == std::string::npos ? 0u : 1u + (log.find(notice, first + 1) != std::string::npos),
+                  row.notices);
+    }
+}
+
 TEST_F(Lifecycle, FileLogIsTruncatedAndHoldsOnlyBareInformationTextWhileConsoleGetsColours)
 {
     write_conf("logmode=2\n");

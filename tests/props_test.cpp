@@ -6,6 +6,7 @@
 #include <string>
 
 #include "service/pavo_global.h"
+#include "service/pavo_inifile.h"
 #include "service/pavo_service_props.h"
 #include "support/library_start.h"
 #include "support/temp_dir.h"
@@ -98,6 +99,46 @@ TEST_F(PropsTest, WriteConfigSetsSameNamedPropertyWhateverTheSection)
     EXPECT_STREQ(pavo_readconfig("system", "aaasrvaddress", buffer, sizeof buffer),
                  "10.0.0.1:8080");
     EXPECT_STREQ(pavo_readconfig("custom", "mykey", buffer, sizeof buffer), "v");
+}
+
+// safeconfig 1 (the default): a value that would break its line or be cut is
+// refused with -1 and one log line without the value, file and property
+// untouched; 0 writes it in place as documented, injected lines and all.
+TEST_F(PropsTest, WriteConfigRefusesWhatTheFileCannotKeepUnlessSafeconfigIsZero)
+{
+    EXPECT_EQ(read_prop("safeconfig"), "1");
+    const std::string before = "[system]\nuserid=u0\n";
+    const struct {
+        const char* name;
+        std::string value;
+        bool refused;  // while safeconfig is 1
+    } rows[] = {
+        {"LF", "u1\nstalltimeout=0", true},      {"CR", "u1\rmaxrecords=0", true},
+        {"CRLF", "u1\r\n[evil]\nk=v", true},    {"0xFF", "u1\xff", true},
+        {"70,000 bytes", std::string(70000, 'v'), true}, {"starting [", "[system]", false},
+        {"plain", "u7", false},
+    };
+    for (const char* safeconfig : {"1", "0"}) {
+        pavo_writeprop("safeconfig", safeconfig);
+        for (const auto& row : rows) {
+            SCOPED_TRACE(std::string(row.name) + ", safeconfig " + safeconfig);
+            const bool refused = row.refused && safeconfig[0] == '1';
+            write_file(config_path(), before);
+            pavo_writeprop("userid", "u0");
+            testing::internal::CaptureStdout();
+            EXPECT_EQ(pavo_writeconfig("system", "userid", row.value.c_str()), refused ? -1 : 0);
+            const std::string console = testing::internal::GetCapturedStdout();
+            EXPECT_EQ(console.find("korix.conf unchanged, entry refused:userid\r\n") !=
+                          std::string::npos,
+                      refused);
+            if (refused)
+                EXPECT_EQ(console.find(row.value), std::string::npos) << "the value is not logged";
+            EXPECT_EQ(read_file(config_path()),
+                      refused ? before
+                              : ("[system]\nuserid=" + row.value + "\n").substr(0, PAVO_INI_TEXT_LIMIT));
+            EXPECT_EQ(read_prop("userid"), refused ? "u0" : row.value.substr(0, PAVO_PROP_SIZE - 1));
+        }
+    }
 }
 
 }  // namespace
