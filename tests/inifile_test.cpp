@@ -141,6 +141,7 @@ TEST_F(IniFile, WholeWriterLandsAnEntryWholeOrLeavesTheFileAsItWas)
         {"0xFF in the file", "[system]\nuserid=1\n\xffopenurl=x\n", "system", "userid", "2",
          nullptr},
         {"file past the limit", past_limit, "system", "userid", "2", nullptr},
+        {"header without ] at the end", "[system", "system", "userid", "2", nullptr},
         {"value starting [", base, "system", "userid", "[evil]",
          "[system]\nuserid=[evil]\nopenurl=x\n"},
         {"replaced", base, "system", "userid", "7", "[system]\nuserid=7\nopenurl=x\n"},

@@ -43,6 +43,16 @@ bool names_fit(const char* section, const char* key)
            fits_one_line(section, "]") && fits_one_line(key, "=");
 }
 
+// The next read must find the value just written: a header without "]" at
+// the end of the file, for one, would swallow the new line into its name.
+bool reads_back(const char* section, const char* key, const char* value, const char* text)
+{
+    int sec_s, sec_e, key_s, key_e, value_s, value_e;
+    return parse_file(section, key, text, &sec_s, &sec_e, &key_s, &key_e, &value_s, &value_e) &&
+           static_cast<size_t>(value_e - value_s) == strlen(value) &&
+           memcmp(text + value_s, value, strlen(value)) == 0;
+}
+
 bool write_all(int fd, const char* text, int length)
 {
     while (length > 0) {
@@ -100,7 +110,8 @@ int pavo_inner_writeprofile_whole(const char* section, const char* key, const ch
     if (state == PAVO_INI_PARTIAL || state == PAVO_INI_OVERSIZE ||
         memchr(old_text, '\0', static_cast<size_t>(old_size)) != nullptr)
         return 0;
-    if (!pavo_inner_rebuildini(section, key, value, old_text, old_size, new_text, &new_size))
+    if (!pavo_inner_rebuildini(section, key, value, old_text, old_size, new_text, &new_size) ||
+        !reads_back(section, key, value, new_text))
         return 0;
     return replace_file(file, new_text, new_size) ? 1 : 0;
 }

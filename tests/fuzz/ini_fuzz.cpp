@@ -2,7 +2,8 @@
  * ini_fuzz.cpp - libFuzzer target over the INI profile file behind
  * korix.conf: the input becomes the file, which is read under a few section
  * and key names (prefixes and near misses of the real ones included) and
- * rewritten by each kind of write, every write followed by a read.
+ * rewritten by each kind of write, every write followed by a read; the
+ * refusing writer must leave the file byte for byte or land its entry.
  */
 #include <cstddef>
 #include <cstdint>
@@ -14,8 +15,8 @@
 
 namespace {
 
-// A file of 64 KiB or more ends the process by assertion, by design.
-constexpr size_t kIniFileLimit = 1024 * 64;
+// Past the read limit, so that cut files are reached; the loader reads no more.
+constexpr size_t kInputLimit = 1024 * 80;
 
 std::string g_directory;
 std::string g_path;
@@ -57,7 +58,7 @@ bool put_file(const uint8_t* data, size_t size)
 // better on new inputs. The search runs in memory for every section.
 void read_all_names(uint8_t pick)
 {
-    static char text[kIniFileLimit];
+    static char text[PAVO_INI_TEXT_LIMIT + 1];
     int file_size = 0;
     if (!load_ini_file(g_path.c_str(), text, &file_size))
         std::abort();
@@ -96,7 +97,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    if (size >= kIniFileLimit)
+    if (size >= kInputLimit)
         return 0;
     if (!put_file(data, size))
         std::abort();
@@ -104,8 +105,30 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     read_all_names(pick);
     const Write& write = kWrites[pick % (sizeof kWrites / sizeof kWrites[0])];
     write_profile_string(write.section, write.key, write.value, g_path.c_str());
-    // A rewritten file must stay loadable: below 64 KiB.
     char value[256];
     read_profile_string(write.section, write.key, value, sizeof value, nullptr, g_path.c_str());
+
+    // The refusing writer, with a value made of the input's last bytes: either the
+    // entry reads back whole, or the file keeps every byte.
+    if (!put_file(data, size))
+        std::abort();
+    const size_t tail = size < 24 ? size : 24;
+    const std::string entry(reinterpret_cast<const char*>(data) + size - tail, tail);
+    const std::string whole_value = entry.c_str();
+    if (pavo_inner_writeprofile_whole("system", "userid", whole_value.c_str(), g_path.c_str())) {
+        if (!read_profile_string("system", "userid", value, sizeof value, nullptr,
+                                 g_path.c_str()) ||
+            whole_value.compare(0, sizeof value - 1, value) != 0)
+            __builtin_trap();  // accepted but not read back
+    } else {
+        FILE* file = std::fopen(g_path.c_str(), "rb");
+        std::string kept;
+        for (int c; file != nullptr && (c = std::fgetc(file)) != EOF;)
+            kept += static_cast<char>(c);
+        if (file != nullptr)
+            std::fclose(file);
+        if (kept != std::string(reinterpret_cast<const char*>(data), size))
+            __builtin_trap();  // refused but changed
+    }
     return 0;
 }
