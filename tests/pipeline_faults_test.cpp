@@ -89,15 +89,29 @@ class PipelineFaults : public FieldTest {
 protected:
     std::string with_places(std::string address) const
     {
-        const std::string secret = dir_.file("secret.txt");
-        write_file(secret, kSecret);
-        for (const auto& [place, text] : {std::pair<std::string, std::string>{"{sim}", sim_->base_url().substr(7)},
-                                          {"{secret}", secret}}) {
-            size_t at = address.find(place);
-            if (at != std::string::npos)
+        write_file(dir_.file("secret.txt"), kSecret);
+        for (const auto& [place, text] : {std::pair{std::string("{sim}"), sim_->base_url().substr(7)},
+                                          std::pair{std::string("{secret}"), dir_.file("secret.txt")}})
+            if (size_t at = address.find(place); at != std::string::npos)
                 address.replace(at, place.size(), text);
-        }
         return address;
+    }
+
+    // Runs the request on a thread of its own (it waits out the asynchronous pause there)
+    // and pumps until its one event; bounded.
+    template <typename Request>
+    static void pump_one(Request request)
+    {
+        g_events = 0;
+        g_event_had_result = false;
+        pavo_setfuncmode(FUNCMODE_ASYNC);
+        std::thread(request).detach();
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (g_events == 0 && std::chrono::steady_clock::now() < deadline)
+            if (pavo_checkmessage() == 0)
+                std::this_thread::yield();
+        EXPECT_EQ(g_events, 1);
+        EXPECT_TRUE(g_event_had_result);
     }
 
     void restart(const FaultRow& row)
@@ -116,18 +130,10 @@ protected:
             sim_->set_answer("/Service/Login", kLoginAnswer);
         Outcome out;
         if (async) {
-            g_events = 0;
-            pavo_setfuncmode(FUNCMODE_ASYNC);
-            std::thread([target] {
+            pump_one([target] {
                 pavo_addhttpjob(STORETYPE_MEM, nullptr, 0, 0, 1, EPAVO_LOGIN, 0, target.c_str(),
                                 "x", 1, nullptr, nullptr, nullptr, nullptr);
-            }).detach();
-            auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-            while (g_events == 0 && std::chrono::steady_clock::now() < deadline)
-                if (pavo_checkmessage() == 0)
-                    std::this_thread::yield();
-            EXPECT_EQ(g_events, 1);
-            EXPECT_TRUE(g_event_had_result);
+            });
             out.httpecode = g_event_result.httpecode;
             out.httpretcode = g_event_result.httpretcode;
             out.record = g_event_result.data.ptr != nullptr;
@@ -187,7 +193,7 @@ protected:
 // Answers holding values the session must not take: service addresses of another scheme or
 // with blanks or control bytes (always), values that would break korix.conf's lines (while
 // safeconfig is 1). Such an answer is the failure result with one log line, in both modes;
-// nothing is stored and korix.conf keeps its bytes.
+// state, properties and korix.conf stay as they were.
 struct HostileRow {
     const char* name;
     bool open;  // an open answer, else a login answer
@@ -199,13 +205,9 @@ struct HostileRow {
 
 constexpr HostileRow kHostileRows[] = {
     {"gopher", false, "EpgSrvAddress", "gopher://127.0.0.1:70/_x", "1", false},
-    {"dict", false, "PlaySrvAddress", "dict://127.0.0.1:11211/stats", "1", false},
     {"file", false, "ServiceAddress", "file:///etc/passwd", "1", false},
     {"mixed-case file", true, "AAASrvAddress", "FiLe:///etc/passwd", "1", false},
-    {"ftp", true, "AAASrvAddress", "ftp://127.0.0.1/x", "1", false},
-    {"scp", false, "UpgradeSrvAddress", "scp://h/x", "1", false},
-    {"ldap", false, "IMGSrvAddress", "ldap://h/x", "1", false},
-    {"telnet", false, "DRMSrvAddress2", "telnet://h:23", "0", false},
+    {"dict, safeconfig 0", false, "DRMSrvAddress2", "dict://h:11211/stats", "0", false},
     {"space", false, "AAASrvAddress", "http://h/a b", "0", false},
     {"tab", true, "AAASrvAddress", "http://h/\tx", "0", false},
     {"line break in address", true, "AAASrvAddress", "http://h/\r\n[system]", "0", false},
@@ -219,24 +221,6 @@ constexpr HostileRow kHostileRows[] = {
     {"user id starting [", true, "UserID", "[system]", "1", true},
 };
 
-size_t count_of(const std::string& text, const std::string& part)
-{
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        ++count;
-    return count;
-}
-
-std::string property_of(const char* element)
-{
-    std::string name = element;
-    for (char& c : name)
-        c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
-    char value[PAVO_PROP_SIZE];
-    pavo_readprop(name.c_str(), value, sizeof value);
-    return value;
-}
-
 TEST_F(PipelineFaults, AnswerValuesTheSessionMustNotTakeFailTheRequestInBothModes)
 {
     for (bool async : {false, true}) {
@@ -247,37 +231,31 @@ TEST_F(PipelineFaults, AnswerValuesTheSessionMustNotTakeFailTheRequestInBothMode
             const std::string conf_before = read_file(dir_.file("korix.conf"));
             const tpavo_state state_before = row.open ? PAVO_STATE_INITED : PAVO_STATE_OPENED;
             pavo_setstate(state_before);
+            // A missing element reads as the one before it: the open answer brings addresses.
             sim_->set_answer(row.open ? "/Open" : "/Service/Login",
                              std::string("<Root><Result ResultCode=\"0\" ResultMsg=\"m\"/><Response><") +
                                  row.element + ">" + row.value + "</" + row.element + ">" +
-                                 // A missing element reads as the one before: give the addresses.
-                                 (row.open ? "<AAASrvAddress>http://h/a</AAASrvAddress>"
-                                             "<AAASrvAddress2>http://h/b</AAASrvAddress2>"
-                                           : "") +
+                                 (row.open ? "<AAASrvAddress>http://h/a</AAASrvAddress>" : "") +
                                  "</Response></Root>");
-            g_events = 0;
-            g_event_had_result = false;
-            int resultcode = 0;
-            if (async) {
-                pavo_registercallback(PAVO_CALLBACK_AAA, record_event);
-                pavo_setfuncmode(FUNCMODE_ASYNC);
-                const bool open = row.open;
-                std::thread([open] { open ? pavo_open(1, OPENMODE_STBCODE, "x", nullptr) : pavo_login(1); })
-                    .detach();
-                auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-                while (g_events == 0 && std::chrono::steady_clock::now() < deadline)
-                    if (pavo_checkmessage() == 0)
-                        std::this_thread::yield();
-                ASSERT_TRUE(g_event_had_result);
-                resultcode = g_event_result.resultcode;
-            } else {
-                ASSERT_EQ(row.open ? pavo_open(1, OPENMODE_STBCODE, "x", nullptr) : pavo_login(1), 0);
-                resultcode = pavo_getresult()->resultcode;
-            }
-            const std::string refusals = row.open ? "open answer refused" : "login answer refused";
-            EXPECT_EQ(count_of(log_text(), refusals), row.taken ? 0u : 1u);
+            auto request = [open = row.open] {
+                return open ? pavo_open(1, OPENMODE_STBCODE, "x", nullptr) : pavo_login(1);
+            };
+            pavo_registercallback(PAVO_CALLBACK_AAA, record_event);
+            if (async)
+                pump_one(request);
+            else
+                ASSERT_EQ(request(), 0);
+            const int resultcode = async ? g_event_result.resultcode : pavo_getresult()->resultcode;
+            const std::string log = log_text(), refusal = row.open ? "open answer refused" : "login answer refused";
+            EXPECT_EQ(log.find(refusal) == std::string::npos, row.taken);
+            EXPECT_EQ(log.find(refusal), log.rfind(refusal)) << "logged once";
             EXPECT_EQ(resultcode, row.taken ? 0 : -9000);
-            EXPECT_EQ(property_of(row.element) == row.value, row.taken);
+            std::string property = row.element;
+            for (char& c : property)
+                c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+            char value[PAVO_PROP_SIZE];
+            pavo_readprop(property.c_str(), value, sizeof value);
+            EXPECT_EQ(value == std::string(row.value), row.taken);
             if (!row.taken) {
                 EXPECT_EQ(pavo_getstate(), state_before);
                 EXPECT_EQ(read_file(dir_.file("korix.conf")), conf_before);

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "service/pavo_inifile.h"
@@ -115,20 +116,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const size_t tail = size < 24 ? size : 24;
     const std::string entry(reinterpret_cast<const char*>(data) + size - tail, tail);
     const std::string whole_value = entry.c_str();
+    static char kept[kInputLimit];
     if (pavo_inner_writeprofile_whole("system", "userid", whole_value.c_str(), g_path.c_str())) {
         if (!read_profile_string("system", "userid", value, sizeof value, nullptr,
                                  g_path.c_str()) ||
             whole_value.compare(0, sizeof value - 1, value) != 0)
             __builtin_trap();  // accepted but not read back
-    } else {
-        FILE* file = std::fopen(g_path.c_str(), "rb");
-        std::string kept;
-        for (int c; file != nullptr && (c = std::fgetc(file)) != EOF;)
-            kept += static_cast<char>(c);
-        if (file != nullptr)
-            std::fclose(file);
-        if (kept != std::string(reinterpret_cast<const char*>(data), size))
-            __builtin_trap();  // refused but changed
+        return 0;
     }
+    FILE* file = std::fopen(g_path.c_str(), "rb");
+    const size_t got = file != nullptr ? std::fread(kept, 1, sizeof kept, file) : 0;
+    if (file == nullptr || std::fclose(file) != 0 || got != size || memcmp(kept, data, size) != 0)
+        __builtin_trap();  // refused but changed
     return 0;
 }
