@@ -1,6 +1,6 @@
 // The INI profile file: exact file text after each kind of write, the prefix
 // rules for sections and keys, comments, line breaks, bounds and defaults; the
-// refusing writer, and files of any size or content.
+// refusing writer.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -157,39 +157,6 @@ TEST_F(IniFile, WholeWriterLandsAnEntryWholeOrLeavesTheFileAsItWas)
         struct stat after;
         ASSERT_EQ(stat(conf_.c_str(), &after), 0);
         EXPECT_EQ(after.st_mode & 0777, 0640u);
-    }
-}
-
-// Data from outside never ends the process: the first PAVO_INI_TEXT_LIMIT
-// bytes are the text, and the state says whether that was all of it.
-TEST_F(IniFile, FilesOfAnySizeOrContentAreReadUpToTheLimit)
-{
-    const std::string head = "[system]\nuserid=1\n";
-    auto padded = [&head](size_t size) {
-        return head + ";" + std::string(size - head.size() - 2, 'p') + "\n";
-    };
-    std::string binary;  // every byte value, NUL and 0xFF included
-    for (int i = 0; i < 200000; ++i)
-        binary += static_cast<char>(i * 131 + 1);
-    const struct {
-        const char* name;
-        std::string file;
-        int state;
-        const char* userid;  // null: not found
-    } rows[] = {
-        {"limit exactly", padded(PAVO_INI_TEXT_LIMIT), PAVO_INI_WHOLE, "1"},
-        {"one byte past", padded(PAVO_INI_TEXT_LIMIT + 1), PAVO_INI_OVERSIZE, "1"},
-        {"a key past the limit", padded(70000) + "openurl=late\n", PAVO_INI_OVERSIZE, "1"},
-        {"16 MiB", padded(16 << 20), PAVO_INI_OVERSIZE, "1"},
-        {"binary", binary, PAVO_INI_PARTIAL, nullptr},
-        {"binary after a key", head + binary, PAVO_INI_PARTIAL, "1"},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        write_file(conf_, row.file);
-        EXPECT_EQ(pavo_inner_inifilestate(conf_.c_str()), row.state);
-        EXPECT_EQ(read("system", "userid"), row.userid != nullptr ? row.userid : "<none>");
-        EXPECT_EQ(read("system", "openurl"), "<none>");
     }
 }
 

@@ -1,6 +1,7 @@
 // The request pipeline against a misbehaving platform, in both modes: every fault the
 // simulator can play ends in its documented codes within the stall time-out and the
 // answer cap, and the next request on the same library succeeds.
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <string>
@@ -250,12 +251,10 @@ TEST_F(PipelineFaults, AnswerValuesTheSessionMustNotTakeFailTheRequestInBothMode
             EXPECT_EQ(log.find(refusal) == std::string::npos, row.taken);
             EXPECT_EQ(log.find(refusal), log.rfind(refusal)) << "logged once";
             EXPECT_EQ(resultcode, row.taken ? 0 : -9000);
-            std::string property = row.element;
-            for (char& c : property)
-                c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
-            char value[PAVO_PROP_SIZE];
-            pavo_readprop(property.c_str(), value, sizeof value);
-            EXPECT_EQ(value == std::string(row.value), row.taken);
+            std::string property(row.element), value(PAVO_PROP_SIZE, '\0');
+            std::transform(property.begin(), property.end(), property.begin(), ::tolower);
+            pavo_readprop(property.c_str(), &value[0], PAVO_PROP_SIZE);
+            EXPECT_EQ(value.c_str() == std::string(row.value), row.taken);
             if (!row.taken) {
                 EXPECT_EQ(pavo_getstate(), state_before);
                 EXPECT_EQ(read_file(dir_.file("korix.conf")), conf_before);

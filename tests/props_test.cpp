@@ -108,35 +108,27 @@ TEST_F(PropsTest, WriteConfigRefusesWhatTheFileCannotKeepUnlessSafeconfigIsZero)
 {
     EXPECT_EQ(read_prop("safeconfig"), "1");
     const std::string before = "[system]\nuserid=u0\n";
-    const struct {
-        const char* name;
-        std::string value;
-        bool refused;  // while safeconfig is 1
-    } rows[] = {
-        {"LF", "u1\nstalltimeout=0", true},      {"CR", "u1\rmaxrecords=0", true},
-        {"CRLF", "u1\r\n[evil]\nk=v", true},    {"0xFF", "u1\xff", true},
-        {"70,000 bytes", std::string(70000, 'v'), true}, {"starting [", "[system]", false},
-        {"plain", "u7", false},
-    };
+    // The value, and whether safeconfig 1 refuses it (the INI tests hold every other kind).
+    const std::pair<std::string, bool> rows[] = {
+        {"u1\r\nstalltimeout=0", true}, {std::string(70000, 'v'), true}, {"u7", false}};
     for (const char* safeconfig : {"1", "0"}) {
         pavo_writeprop("safeconfig", safeconfig);
-        for (const auto& row : rows) {
-            SCOPED_TRACE(std::string(row.name) + ", safeconfig " + safeconfig);
-            const bool refused = row.refused && safeconfig[0] == '1';
+        for (const auto& [value, refusable] : rows) {
+            SCOPED_TRACE(value.substr(0, 20) + ", safeconfig " + safeconfig);
+            const bool refused = refusable && safeconfig[0] == '1';
             write_file(config_path(), before);
             pavo_writeprop("userid", "u0");
             testing::internal::CaptureStdout();
-            EXPECT_EQ(pavo_writeconfig("system", "userid", row.value.c_str()), refused ? -1 : 0);
+            EXPECT_EQ(pavo_writeconfig("system", "userid", value.c_str()), refused ? -1 : 0);
             const std::string console = testing::internal::GetCapturedStdout();
             EXPECT_EQ(console.find("korix.conf unchanged, entry refused:userid\r\n") !=
                           std::string::npos,
                       refused);
-            if (refused)
-                EXPECT_EQ(console.find(row.value), std::string::npos) << "the value is not logged";
+            EXPECT_TRUE(!refused || console.find(value) == std::string::npos) << "value logged";
             EXPECT_EQ(read_file(config_path()),
                       refused ? before
-                              : ("[system]\nuserid=" + row.value + "\n").substr(0, PAVO_INI_TEXT_LIMIT));
-            EXPECT_EQ(read_prop("userid"), refused ? "u0" : row.value.substr(0, PAVO_PROP_SIZE - 1));
+                              : ("[system]\nuserid=" + value + "\n").substr(0, PAVO_INI_TEXT_LIMIT));
+            EXPECT_EQ(read_prop("userid"), refused ? "u0" : value.substr(0, PAVO_PROP_SIZE - 1));
         }
     }
 }
