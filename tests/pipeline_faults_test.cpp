@@ -43,7 +43,6 @@ constexpr FaultRow kRows[] = {
     {"captive portal", "body=portal", "1", "65536", 0, 0, 200, true},
     {"redirect", "body=redirect", "1", "65536", -1, 0, 302, false},
     {"redirect to file", "body=redirect&location=file:///etc/passwd", "1", "65536", -1, 0, 302, false},
-    {"redirect to gopher", "body=redirect&location=gopher://127.0.0.1:1/_x", "1", "65536", -1, 0, 302, false},
     // Only http and https: libcurl refuses every other scheme (code 1) before a byte moves.
     {"file", "to=file://{secret}", "1", "65536", -1, 1, 200, false},
     {"mixed-case file", "to=FiLe://{secret}", "1", "65536", -1, 1, 200, false},
@@ -216,7 +215,6 @@ constexpr HostileRow kHostileRows[] = {
     {"mixed-case https", true, "AAASrvAddress", "hTTpS://h/x", "1", true},
     {"host and port", true, "AAASrvAddress", "127.0.0.1:8080", "1", true},
     {"LF in user id", true, "UserID", "u1\nstalltimeout=0", "1", false},
-    {"CR in user id", true, "UserID", "u1\rmaxrecords=0", "1", false},
     {"CRLF in user id", true, "UserID", "u1\r\nopenurl=http://evil/", "1", false},
     {"LF in user id, safeconfig 0", true, "UserID", "u1\nstalltimeout=0", "0", true},
     {"user id starting [", true, "UserID", "[system]", "1", true},
@@ -234,23 +232,16 @@ TEST_F(PipelineFaults, AnswerValuesTheSessionMustNotTakeFailTheRequestInBothMode
             pavo_setstate(state_before);
             // A missing element reads as the one before it: the open answer brings addresses.
             sim_->set_answer(row.open ? "/Open" : "/Service/Login",
-                             std::string("<Root><Result ResultCode=\"0\" ResultMsg=\"m\"/><Response><") +
-                                 row.element + ">" + row.value + "</" + row.element + ">" +
-                                 (row.open ? "<AAASrvAddress>http://h/a</AAASrvAddress>" : "") +
-                                 "</Response></Root>");
-            auto request = [open = row.open] {
-                return open ? pavo_open(1, OPENMODE_STBCODE, "x", nullptr) : pavo_login(1);
-            };
+                             std::string("<Root><Result ResultCode=\"0\"/><Response><") + row.element + ">" +
+                                 row.value + "</" + row.element + ">" +
+                                 (row.open ? "<AAASrvAddress>http://h/a</AAASrvAddress>" : "") + "</Response></Root>");
+            auto request = [open = row.open] { return open ? pavo_open(1, OPENMODE_STBCODE, "x", nullptr) : pavo_login(1); };
             pavo_registercallback(PAVO_CALLBACK_AAA, record_event);
-            if (async)
-                pump_one(request);
-            else
-                ASSERT_EQ(request(), 0);
-            const int resultcode = async ? g_event_result.resultcode : pavo_getresult()->resultcode;
+            EXPECT_EQ(async ? (pump_one(request), 0) : request(), 0);
+            EXPECT_EQ(async ? g_event_result.resultcode : pavo_getresult()->resultcode, row.taken ? 0 : -9000);
             const std::string log = log_text(), refusal = row.open ? "open answer refused" : "login answer refused";
             EXPECT_EQ(log.find(refusal) == std::string::npos, row.taken);
             EXPECT_EQ(log.find(refusal), log.rfind(refusal)) << "logged once";
-            EXPECT_EQ(resultcode, row.taken ? 0 : -9000);
             std::string property(row.element), value(PAVO_PROP_SIZE, '\0');
             std::transform(property.begin(), property.end(), property.begin(), ::tolower);
             pavo_readprop(property.c_str(), &value[0], PAVO_PROP_SIZE);
