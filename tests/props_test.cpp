@@ -121,13 +121,11 @@ TEST_F(PropsTest, WriteConfigRefusesWhatTheFileCannotKeepUnlessSafeconfigIsZero)
             testing::internal::CaptureStdout();
             EXPECT_EQ(pavo_writeconfig("system", "userid", value.c_str()), refused ? -1 : 0);
             const std::string console = testing::internal::GetCapturedStdout();
-            EXPECT_EQ(console.find("korix.conf unchanged, entry refused:userid\r\n") !=
-                          std::string::npos,
-                      refused);
+            const size_t line = console.find("korix.conf unchanged, entry refused:userid\r\n");
+            EXPECT_EQ(line != std::string::npos, refused);
             EXPECT_TRUE(!refused || console.find(value) == std::string::npos) << "value logged";
-            EXPECT_EQ(read_file(config_path()),
-                      refused ? before
-                              : ("[system]\nuserid=" + value + "\n").substr(0, PAVO_INI_TEXT_LIMIT));
+            const std::string written = "[system]\nuserid=" + value + "\n";
+            EXPECT_EQ(read_file(config_path()), refused ? before : written.substr(0, PAVO_INI_TEXT_LIMIT));
             EXPECT_EQ(read_prop("userid"), refused ? "u0" : value.substr(0, PAVO_PROP_SIZE - 1));
         }
     }
