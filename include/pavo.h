@@ -935,10 +935,15 @@ char* pavo_readconfig(const char* section, const char* name, char* buffer, int b
  *
  * This is how an application points the library at its platform: pavo_writeconfig("system",
  * "openurl", url).
+ *
+ * With the korix.conf key "safeconfig" at 1 (the default), an entry the file cannot keep
+ * whole (a line break or a 0xFF byte in it, a key holding "=", more than the file's 65,535
+ * bytes) is refused: the file and the property stay as they were. With 0 the file is
+ * rewritten in place and cut at 64 KiB, as documented.
  * @param section the section.
  * @param name the key; NULL does nothing.
  * @param value the value; NULL does nothing.
- * @return 0.
+ * @return 0; -1 when safeconfig refused the entry (logged once, without the value).
  */
 int pavo_writeconfig(const char* section, const char* name, const char* value);
 /**

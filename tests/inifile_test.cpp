@@ -1,6 +1,8 @@
 // The INI profile file: exact file text after each kind of write, the prefix
-// rules for sections and keys, comments, line breaks, bounds and defaults.
+// rules for sections and keys, comments, line breaks, bounds and defaults; the
+// refusing writer.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdio>
 #include <string>
@@ -109,6 +111,49 @@ TEST_F(IniFile, WritesAreBoundedAndAnUnwritablePathReportsZero)
     write("system", "k", std::string(70000, 'v').c_str());
     EXPECT_EQ(read_file(conf_).size(), 64u * 1024u - 1u);
     EXPECT_EQ(write_profile_string("system", "k", "v", dir_.file("no/dir/korix.conf").c_str()), 0);
+}
+
+// Every line break, a byte that ends the text, names that read as something
+// else, a file read only in part, a text past the buffer: refused, the file
+// keeping its bytes and mode; whatever fits lands whole.
+TEST_F(IniFile, WholeWriterLandsAnEntryWholeOrLeavesTheFileAsItWas)
+{
+    const std::string base = "[system]\nuserid=1\nopenurl=x\n";
+    const std::string past_limit = base + std::string(PAVO_INI_TEXT_LIMIT, ';');
+    const struct {
+        const char* name;
+        std::string file, section, key, value;
+        const char* after;  // null: refused
+    } rows[] = {
+        {"LF", base, "system", "userid", "1\nopenurl=http://evil/", nullptr},
+        {"CR", base, "system", "userid", "1\ropenurl=http://evil/", nullptr},
+        {"CRLF", base, "system", "userid", "1\r\n[evil]", nullptr},
+        {"0xFF", base, "system", "userid", "1\xff", nullptr},
+        {"70,000 bytes", base, "system", "userid", std::string(70000, 'v'), nullptr},
+        {"key holding =", base, "system", "openurl=http://evil/#", "x", nullptr},
+        {"key opening a section", base, "system", "[evil]", "x", nullptr},
+        {"key opening a comment", base, "system", ";k", "x", nullptr},
+        {"key with LF", base, "system", "k\nopenurl", "x", nullptr},
+        {"section holding ]", base, "sys]tem", "k", "x", nullptr},
+        {"NUL in the file", std::string(base).insert(9, 1, '\0'), "system", "userid", "2", nullptr},
+        {"0xFF in the file", std::string(base).insert(9, 1, '\xff'), "system", "userid", "2", nullptr},
+        {"file past the limit", past_limit, "system", "userid", "2", nullptr},
+        {"header without ] at the end", "[system", "system", "userid", "2", nullptr},
+        {"value starting [", base, "system", "userid", "[x]", "[system]\nuserid=[x]\nopenurl=x\n"},
+        {"replaced", base, "system", "userid", "7", "[system]\nuserid=7\nopenurl=x\n"},
+        {"new key", base, "system", "k", "v", "[system]\nk=v\nuserid=1\nopenurl=x\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        write_file(conf_, row.file);
+        ASSERT_EQ(chmod(conf_.c_str(), 0640), 0);
+        EXPECT_EQ(pavo_inner_writeprofile_whole(row.section.c_str(), row.key.c_str(),
+                                                row.value.c_str(), conf_.c_str()),
+                  row.after != nullptr ? 1 : 0);
+        EXPECT_EQ(read_file(conf_), row.after != nullptr ? std::string(row.after) : row.file);
+        struct stat after;
+        EXPECT_TRUE(stat(conf_.c_str(), &after) == 0 && (after.st_mode & 0777) == 0640) << "mode kept";
+    }
 }
 
 }  // namespace

@@ -102,6 +102,36 @@ TEST_F(Lifecycle, QueueSizeIsAtLeastOneHundredAndLogModeZeroOrAbsentMeansConsole
     }
 }
 
+// korix.conf of any size or content: the library starts with the keys read so
+// far and defaults for the rest (a NUL or 0xFF byte ends the text), and a file
+// past the 65,535-byte limit is logged once.
+TEST_F(Lifecycle, AnyKorixConfStartsWithTheKeysReadSoFar)
+{
+    const std::string head =
+        "[system]\nmsgqueuesize=150\nlogmode=2\nlogdirectory=" + dir_.path() + "\n";
+    std::string binary;  // every byte value
+    for (int i = 0; i < 200000; ++i)
+        binary += static_cast<char>(i * 131 + 1);
+    const std::pair<std::string, bool> rows[] = {  // the file, and whether it is noticed
+        {head + ";" + std::string(16 << 20, 'p') + "\nmaxrecords=5\n", true},
+        {head + ";" + std::string(65536 - head.size() - 2, 'p') + "\n", true},
+        {head + ";" + std::string(65535 - head.size() - 2, 'p') + "\n", false},
+        {head + binary + "\nmaxrecords=5\n", false},
+    };
+    for (const auto& [text, noticed] : rows) {
+        SCOPED_TRACE(text.size());
+        write_file(dir_.file("korix.conf"), text);
+        ASSERT_EQ(start(), PAVO_STATUS_SUCCESS);
+        EXPECT_EQ(g_pavo_env.msgqueuesize, 150);
+        EXPECT_EQ(g_pavo_env.maxrecords, 100000);
+        pavo_cleanup();
+        const std::string log = read_file(dir_.file("pavo.log"));
+        const std::string notice = "korix.conf read up to 65535 bytes, the rest ignored\r\n";
+        EXPECT_EQ(log.find(notice) != std::string::npos, noticed);
+        EXPECT_EQ(log.find(notice), log.rfind(notice)) << "logged once";
+    }
+}
+
 TEST_F(Lifecycle, FileLogIsTruncatedAndHoldsOnlyBareInformationTextWhileConsoleGetsColours)
 {
     write_conf("logmode=2\n");

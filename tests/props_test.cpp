@@ -6,6 +6,7 @@
 #include <string>
 
 #include "service/pavo_global.h"
+#include "service/pavo_inifile.h"
 #include "service/pavo_service_props.h"
 #include "support/library_start.h"
 #include "support/temp_dir.h"
@@ -98,6 +99,36 @@ TEST_F(PropsTest, WriteConfigSetsSameNamedPropertyWhateverTheSection)
     EXPECT_STREQ(pavo_readconfig("system", "aaasrvaddress", buffer, sizeof buffer),
                  "10.0.0.1:8080");
     EXPECT_STREQ(pavo_readconfig("custom", "mykey", buffer, sizeof buffer), "v");
+}
+
+// safeconfig 1 (the default): a value that would break its line or be cut is
+// refused with -1 and one log line without the value, file and property
+// untouched; 0 writes it in place as documented, injected lines and all.
+TEST_F(PropsTest, WriteConfigRefusesWhatTheFileCannotKeepUnlessSafeconfigIsZero)
+{
+    EXPECT_EQ(read_prop("safeconfig"), "1");
+    const std::string before = "[system]\nuserid=u0\n";
+    // The value, and whether safeconfig 1 refuses it (the INI tests hold every other kind).
+    const std::pair<std::string, bool> rows[] = {
+        {"u1\r\nstalltimeout=0", true}, {std::string(70000, 'v'), true}, {"u7", false}};
+    for (const char* safeconfig : {"1", "0"}) {
+        pavo_writeprop("safeconfig", safeconfig);
+        for (const auto& [value, refusable] : rows) {
+            SCOPED_TRACE(value.substr(0, 20) + ", safeconfig " + safeconfig);
+            const bool refused = refusable && safeconfig[0] == '1';
+            write_file(config_path(), before);
+            pavo_writeprop("userid", "u0");
+            testing::internal::CaptureStdout();
+            EXPECT_EQ(pavo_writeconfig("system", "userid", value.c_str()), refused ? -1 : 0);
+            const std::string console = testing::internal::GetCapturedStdout();
+            const size_t line = console.find("korix.conf unchanged, entry refused:userid\r\n");
+            EXPECT_EQ(line != std::string::npos, refused);
+            EXPECT_TRUE(!refused || console.find(value) == std::string::npos) << "value logged";
+            const std::string written = "[system]\nuserid=" + value + "\n";
+            EXPECT_EQ(read_file(config_path()), refused ? before : written.substr(0, PAVO_INI_TEXT_LIMIT));
+            EXPECT_EQ(read_prop("userid"), refused ? "u0" : value.substr(0, PAVO_PROP_SIZE - 1));
+        }
+    }
 }
 
 }  // namespace

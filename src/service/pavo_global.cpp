@@ -22,6 +22,8 @@ namespace {
 // start-up (or a test) puts it.
 [[maybe_unused]] const bool g_allocator_bound =
     (pavo_inner_bindallocator(&g_pavo_env.mpool), true);
+// Protected before the first pavo_init too.
+[[maybe_unused]] const bool g_safeconfig_on = (g_pavo_env.safeconfig = 1, true);
 }  // namespace
 
 extern "C" {
@@ -36,6 +38,7 @@ int pavo_global_init(void)
     g_pavo_env.logmode = 1;
     g_pavo_env.logfileptr = nullptr;
     g_pavo_env.initref = 0;
+    g_pavo_env.safeconfig = 1;
     // funcmode stays 0 (asynchronous) until pavo_init sets it.
     g_global_inited = 1;
     return 0;

@@ -81,6 +81,7 @@ typedef struct __tpavo_env {
     int stalltimeout;  /* seconds without a received byte before a transfer ends */
     int maxanswersize; /* bytes of an answer kept in memory */
     int maxrecords;    /* records one parse may create */
+    int safeconfig;    /* 1: korix.conf takes only entries it can keep whole */
 } tpavo_env;
 
 #ifdef __cplusplus

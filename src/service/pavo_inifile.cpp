@@ -1,7 +1,8 @@
 /*
- * pavo_inifile.cpp - the INI profile file behind korix.conf. The whole file
- * is loaded into a 64 KiB stack buffer and searched by byte positions; a
- * write rebuilds the text in a second buffer and rewrites the file whole.
+ * pavo_inifile.cpp - the INI profile file behind korix.conf. The file's first
+ * 65,535 bytes are loaded into a 64 KiB stack buffer and searched by byte
+ * positions; a write rebuilds the text in a second buffer and rewrites the
+ * file whole (pavo_inifile_whole.cpp holds the refusing writer).
  * Called by the lifecycle (start-up keys) and the session property store.
  */
 #include <assert.h>
@@ -15,7 +16,9 @@
 
 namespace {
 
-constexpr int kIniBufferSize = 1024 * 64;
+constexpr int kIniBufferSize = PAVO_INI_TEXT_LIMIT + 1;
+// Bytes asked of the C library per read.
+constexpr int kReadPiece = 4096;
 
 bool is_line_break(char c) { return c == '\n' || c == '\r'; }
 
@@ -36,8 +39,10 @@ public:
     void append(const char* text, int length)
     {
         int room = capacity_ - 1 - length_;
-        if (length > room)
+        if (length > room) {
             length = room;
+            cut_ = true;
+        }
         if (length > 0) {
             memcpy(buffer_ + length_, text, static_cast<size_t>(length));
             length_ += length;
@@ -45,12 +50,15 @@ public:
         buffer_[length_] = '\0';
     }
     void append(const char* text) { append(text, static_cast<int>(strlen(text))); }
+    int length() const { return length_; }
+    bool cut() const { return cut_; }
     // The old remainder was printed as its own format: "%%" folds to "%".
     void append_folding_percent(const char* text)
     {
         int written = pavo_format_literal(buffer_ + length_,
                                           static_cast<size_t>(capacity_ - length_), text);
         int room = capacity_ - 1 - length_;
+        cut_ = cut_ || written > room;
         length_ += written < room ? written : room;
     }
 
@@ -58,6 +66,7 @@ private:
     char* buffer_;
     int capacity_;
     int length_ = 0;
+    bool cut_ = false;
 };
 
 void copy_default(char* value, int size, const char* default_value)
@@ -71,26 +80,50 @@ void copy_default(char* value, int size, const char* default_value)
 
 extern "C" {
 
+int pavo_inner_loadini(const char* file, char* buf, int* file_size)
+{
+    *file_size = 0;
+    buf[0] = '\0';
+    FILE* in = fopen(file, "r");
+    if (in == nullptr)
+        return PAVO_INI_MISSING;
+    int state = PAVO_INI_WHOLE;
+    int i = 0;
+    while (i < PAVO_INI_TEXT_LIMIT) {
+        int want = PAVO_INI_TEXT_LIMIT - i < kReadPiece ? PAVO_INI_TEXT_LIMIT - i : kReadPiece;
+        int got = static_cast<int>(fread(buf + i, 1, static_cast<size_t>(want), in));
+        // A 0xFF byte ends the text like the end of the file.
+        const void* end_mark = memchr(buf + i, 0xFF, static_cast<size_t>(got));
+        if (end_mark != nullptr) {
+            i = static_cast<int>(static_cast<const char*>(end_mark) - buf);
+            state = PAVO_INI_PARTIAL;
+            break;
+        }
+        i += got;
+        if (got < want)
+            break;
+    }
+    // Data from outside: a longer file is read up to the limit, never asserted on.
+    if (i == PAVO_INI_TEXT_LIMIT && fgetc(in) != EOF)
+        state = PAVO_INI_OVERSIZE;
+    buf[i] = '\0';
+    fclose(in);
+    *file_size = i;
+    return state;
+}
+
+int pavo_inner_inifilestate(const char* file)
+{
+    char buf[kIniBufferSize];
+    int file_size = 0;
+    return pavo_inner_loadini(file, buf, &file_size);
+}
+
 int load_ini_file(const char* file, char* buf, int* file_size)
 {
     assert(file !=__null);
     assert(buf !=__null);
-    *file_size = 0;
-    FILE* in = fopen(file, "r");
-    if (in == nullptr)
-        return 0;
-    int i = 0;
-    int c;
-    // A 0xFF byte ends the text like the end of the file.
-    while ((c = fgetc(in)) != EOF && c != 0xFF) {
-        buf[i] = static_cast<char>(c);
-        i++;
-        assert(i < 1024*64);
-    }
-    buf[i] = '\0';
-    fclose(in);
-    *file_size = i;
-    return 1;
+    return pavo_inner_loadini(file, buf, file_size) != PAVO_INI_MISSING;
 }
 
 int parse_file(const char* section, const char* key, const char* buf, int* sec_s, int* sec_e,
@@ -186,24 +219,18 @@ int read_profile_int(const char* section, const char* key, int default_value, co
     return atoi(value);
 }
 
-int write_profile_string(const char* section, const char* key, const char* value,
-                         const char* file)
+int pavo_inner_rebuildini(const char* section, const char* key, const char* value,
+                          const char* buf, int file_size, char* out, int* out_size)
 {
-    assert(section != __null && strlen(section));
-    assert(key != __null && strlen(key));
-    assert(value != __null);
-    assert(file !=__null &&strlen(key));
+    int sec_s, sec_e, key_s, key_e, value_s, value_e;
+    if (file_size > 0)
+        parse_file(section, key, buf, &sec_s, &sec_e, &key_s, &key_e, &value_s, &value_e);
+    else
+        sec_s = key_s = -1;
 
-    char buf[kIniBufferSize] = {0};
-    char w_buf[kIniBufferSize] = {0};
-    int file_size = 0;
-    IniMatch m;
-    if (load_ini_file(file, buf, &file_size))
-        parse_file(section, key, buf, &m.sec_s, &m.sec_e, &m.key_s, &m.key_e, &m.value_s,
-                   &m.value_e);
-
-    BoundedText text(w_buf, kIniBufferSize);
-    if (m.sec_s == -1) {
+    out[0] = '\0';
+    BoundedText text(out, kIniBufferSize);
+    if (sec_s == -1) {
         // No such section (or no file): a new one at the end.
         if (file_size > 0) {
             text.append(buf, file_size);
@@ -216,19 +243,38 @@ int write_profile_string(const char* section, const char* key, const char* value
         text.append("=");
         text.append(value);
         text.append("\n");
-    } else if (m.key_s == -1) {
+    } else if (key_s == -1) {
         // The new entry becomes the first line of the section's body.
-        text.append(buf, m.sec_e);
+        text.append(buf, sec_e);
         text.append(key);
         text.append("=");
         text.append(value);
         text.append("\n");
-        text.append_folding_percent(buf + m.sec_e);
+        text.append_folding_percent(buf + sec_e);
     } else {
-        text.append(buf, m.value_s);
+        text.append(buf, value_s);
         text.append(value);
-        text.append(buf + m.value_e, file_size - m.value_e);
+        text.append(buf + value_e, file_size - value_e);
     }
+    *out_size = text.length();
+    return text.cut() ? 0 : 1;
+}
+
+int write_profile_string(const char* section, const char* key, const char* value,
+                         const char* file)
+{
+    assert(section != __null && strlen(section));
+    assert(key != __null && strlen(key));
+    assert(value != __null);
+    assert(file !=__null &&strlen(key));
+
+    char buf[kIniBufferSize];
+    char w_buf[kIniBufferSize];
+    int file_size = 0;
+    int w_size = 0;
+    // Cut silently at the buffer, as documented.
+    pavo_inner_loadini(file, buf, &file_size);
+    pavo_inner_rebuildini(section, key, value, buf, file_size, w_buf, &w_size);
 
     FILE* out = fopen(file, "w");
     if (out == nullptr)

@@ -71,6 +71,7 @@ constexpr PropertyRow kProperties[] = {
     {"stalltimeout", offsetof(tpavo_env, stalltimeout), nullptr, true, true, true},
     {"maxanswersize", offsetof(tpavo_env, maxanswersize), nullptr, true, true, true},
     {"maxrecords", offsetof(tpavo_env, maxrecords), nullptr, true, true, true},
+    {"safeconfig", offsetof(tpavo_env, safeconfig), nullptr, true, true, true},
     {"oem_name", PAVO_TEXT_FIELD(oem_name), true, false},
     {"terminal_type", PAVO_TEXT_FIELD(terminal_type), true, false},
     {"device_id", PAVO_TEXT_FIELD(device_id), true, false},
@@ -161,7 +162,17 @@ int pavo_writeconfig(const char* section, const char* name, const char* value)
     if (name == nullptr || value == nullptr)
         return 0;
     char path[PAVO_PROP_SIZE];
-    write_profile_string(section, name, value, pavo_inner_configpath(path, sizeof path));
+    pavo_inner_configpath(path, sizeof path);
+    if (pavo_relaxed_load(g_pavo_env.safeconfig) == 0) {
+        write_profile_string(section, name, value, path);
+    } else if (!pavo_inner_writeprofile_whole(section, name, value, path)) {
+        // The name up to its first control byte; the value may be a secret.
+        int shown = 0;
+        while (name[shown] != '\0' && static_cast<unsigned char>(name[shown]) >= 0x20 && shown < 64)
+            ++shown;
+        pavo_log_info("korix.conf unchanged, entry refused:%.*s\r\n", shown, name);
+        return -1;
+    }
     pavo_writeprop(name, value);
     return 0;
 }

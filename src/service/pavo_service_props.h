@@ -20,15 +20,17 @@ extern "C" {
  * library always passes a 256-byte buffer. Returns path. */
 char* pavo_inner_configpath(char* path, size_t pathsize);
 
-/* Session write-back of a successful answer (non-negative code, a record). */
-typedef void (*pavo_writeback_fn)(const tpavo_result* result);
+/* Session write-back of a successful answer (non-negative code, a record).
+ * Returns 0, or -1 when the answer holds a value the session must not take
+ * (logged once); nothing is written then. */
+typedef int (*pavo_writeback_fn)(const tpavo_result* result);
 
 /* Login: state LOGINED and seventeen session properties. */
-void pavo_inner_writeback_login(const tpavo_result* result);
+int pavo_inner_writeback_login(const tpavo_result* result);
 
 /* Open: state OPENED and the user id and account addresses persisted in
  * section "system" of korix.conf. */
-void pavo_inner_writeback_open(const tpavo_result* result);
+int pavo_inner_writeback_open(const tpavo_result* result);
 
 #ifdef __cplusplus
 }

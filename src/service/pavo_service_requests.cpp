@@ -10,6 +10,7 @@
 
 #include <initializer_list>
 
+#include "parse/pavo_parse_frame.h"
 #include "service/pavo_global.h"
 #include "service/pavo_service_props.h"
 #include "service/pavo_service_requests.h"
@@ -448,9 +449,12 @@ tpavo_result* parse_answer(const pavo_request_row* row, const pavo_answer& answe
         return nullptr;
     tpavo_result* result = pavo_parse(static_cast<const char*>(answer.bytes), answer.size,
                                       stored ? row->sync_datatype : row->async_datatype);
+    // An answer the session may not take is the failure result, in both modes.
     if (row->writeback != nullptr && result != nullptr && result->resultcode >= 0 &&
-        result->data.ptr != nullptr)
-        row->writeback(result);
+        result->data.ptr != nullptr && row->writeback(result) != 0) {
+        pavo_iner_freeresultitem(result);
+        result = pavo_new_failure_result();
+    }
     return result;
 }
 

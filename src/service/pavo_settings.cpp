@@ -64,6 +64,8 @@ constexpr Setting kSettings[] = {
     {"maxanswersize", Kind::number, offsetof(tpavo_env, maxanswersize), 8 << 20, 0, settle_limit,
      false},
     {"maxrecords", Kind::number, offsetof(tpavo_env, maxrecords), 100000, 0, settle_limit, false},
+    // 0 writes korix.conf in place, cut at 64 KiB, whatever the values hold.
+    {"safeconfig", Kind::number, offsetof(tpavo_env, safeconfig), 1, 0, nullptr, false},
 };
 
 void read_setting(const Setting& setting, tpavo_env* env, const char* conf)
@@ -99,6 +101,10 @@ void pavo_inner_readsettings(tpavo_env* env, const char* conf)
         env->logfileptr = nullptr;
         pavo_log_init();
     }
+    // Once, after the log opened: every key above read only the first part.
+    if (pavo_inner_inifilestate(conf) == PAVO_INI_OVERSIZE)
+        pavo_log_info("korix.conf read up to %d bytes, the rest ignored\r\n",
+                      PAVO_INI_TEXT_LIMIT);
 }
 
 }  // extern "C"

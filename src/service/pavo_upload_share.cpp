@@ -3,8 +3,9 @@
  * libcurl share of connections, DNS answers and TLS sessions (korix.conf
  * "keepalive", default 1) that the workers and the callers' threads use at
  * once, each thread running its transfers on a transfer engine of its own;
- * and the CA bundle ("cafile"). Peer and host verification stay on. Joined by
- * pavo_upload; created and released by the lifecycle.
+ * and the CA bundle ("cafile"). Peer and host verification stay on, and only
+ * http and https are spoken. Joined by pavo_upload; created and released by
+ * the lifecycle.
  */
 #include <algorithm>
 #include <atomic>
@@ -213,6 +214,10 @@ void pavo_inner_jointransfer(CURL* curl)
         curl_easy_setopt(curl, CURLOPT_SHARE, g_share);
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L);
+    // Whatever an address or a redirect names: file://, gopher:// and the
+    // rest end with code 1 before any byte moves.
+    curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
     if (g_pavo_env.cafile[0] != '\0')
         curl_easy_setopt(curl, CURLOPT_CAINFO, g_pavo_env.cafile);
 }

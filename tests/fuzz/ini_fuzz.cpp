@@ -2,20 +2,23 @@
  * ini_fuzz.cpp - libFuzzer target over the INI profile file behind
  * korix.conf: the input becomes the file, which is read under a few section
  * and key names (prefixes and near misses of the real ones included) and
- * rewritten by each kind of write, every write followed by a read.
+ * rewritten by each kind of write, every write followed by a read; the
+ * refusing writer must leave the file byte for byte or land its entry.
  */
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "service/pavo_inifile.h"
 
 namespace {
 
-// A file of 64 KiB or more ends the process by assertion, by design.
-constexpr size_t kIniFileLimit = 1024 * 64;
+// Past the read limit, so that cut files are reached; the loader reads no more.
+constexpr size_t kInputLimit = 1024 * 80;
 
 std::string g_directory;
 std::string g_path;
@@ -57,7 +60,7 @@ bool put_file(const uint8_t* data, size_t size)
 // better on new inputs. The search runs in memory for every section.
 void read_all_names(uint8_t pick)
 {
-    static char text[kIniFileLimit];
+    static char text[PAVO_INI_TEXT_LIMIT + 1];
     int file_size = 0;
     if (!load_ini_file(g_path.c_str(), text, &file_size))
         std::abort();
@@ -96,7 +99,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    if (size >= kIniFileLimit)
+    if (size >= kInputLimit)
         return 0;
     if (!put_file(data, size))
         std::abort();
@@ -104,8 +107,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     read_all_names(pick);
     const Write& write = kWrites[pick % (sizeof kWrites / sizeof kWrites[0])];
     write_profile_string(write.section, write.key, write.value, g_path.c_str());
-    // A rewritten file must stay loadable: below 64 KiB.
     char value[256];
     read_profile_string(write.section, write.key, value, sizeof value, nullptr, g_path.c_str());
+
+    // The refusing writer, with a value made of the input's last bytes: either the
+    // entry reads back whole, or the file keeps every byte.
+    static char kept[kInputLimit];
+    const std::string entry(reinterpret_cast<const char*>(data) + size - std::min<size_t>(size, 24),
+                            std::min<size_t>(size, 24));
+    if (!put_file(data, size))
+        std::abort();
+    if (pavo_inner_writeprofile_whole("system", "userid", entry.c_str(), g_path.c_str()))
+        read_profile_string("system", "userid", kept, sizeof kept, nullptr, g_path.c_str());
+    else if (FILE* file = std::fopen(g_path.c_str(), "rb"))
+        kept[std::fread(kept, 1, sizeof kept - 1, file)] = '\0', std::fclose(file);
+    if (std::strcmp(kept, entry.c_str()) != 0 && std::memcmp(kept, data, size) != 0)
+        __builtin_trap();  // neither the entry landed nor the file kept its bytes
     return 0;
 }

@@ -85,6 +85,7 @@ bool read_body_fault(const httplib::Request& request, BodyFault& fault) {
         !read_number(request, "piece", 1 << 20, piece) ||
         !read_number(request, "size", kMaxSize, fault.size))
         return false;
+    if (request.has_param("location")) fault.location = request.get_param_value("location");
     fault.pause_ms = static_cast<int>(pause_ms);
     fault.piece = static_cast<int>(piece);
     return fault.kind != "trickle" || piece > 0;
@@ -109,7 +110,7 @@ void apply_body_fault(const BodyFault& fault, httplib::Response& response, const
         response.set_content(kPortalPage, "text/html");
     } else if (kind == "redirect") {
         response.status = 302;
-        response.set_header("Location", "/moved");
+        response.set_header("Location", fault.location);
         response.set_content("moved\n", "text/plain");
     } else if (kind == "pad" || kind == "flood") {
         // Blanks after the document element keep the answer well formed.

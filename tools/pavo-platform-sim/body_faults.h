@@ -16,9 +16,10 @@ struct BodyFault {
     int pause_ms = 0;  // stall and trickle: the wait inside the body
     int piece = 0;     // trickle: bytes between two waits
     long size = 0;     // pad and flood: bytes of the whole answer
+    std::string location = "/moved";  // redirect: where it points
 };
 
-// Reads body=, pause_ms=, piece= and size= of a fault request; false for bad values.
+// Reads body=, pause_ms=, piece=, size= and location= of a fault request; false for bad values.
 bool read_body_fault(const httplib::Request& request, BodyFault& fault);
 
 // Waits the given milliseconds; false when the simulator stops meanwhile.
