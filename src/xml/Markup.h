@@ -1,8 +1,9 @@
 /*
  * Markup.h - CMarkup, the XML element navigator that every response parser
  * walks: one document text, an index of its elements by offset, and a cursor
- * of parent, main and child positions. Parsing lives in Markup_parse.cpp, the
- * node and attribute scanners in Markup_scan.cpp, entities in Markup_entities.cpp.
+ * of parent, main and child positions. Parsing lives in Markup_parse.cpp and
+ * Markup_stack.cpp, the node and attribute scanners in Markup_scan.cpp,
+ * entities in Markup_entities.cpp.
  */
 #ifndef PAVO_XML_MARKUP_H
 #define PAVO_XML_MARKUP_H

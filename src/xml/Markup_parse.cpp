@@ -1,6 +1,7 @@
 /*
  * Markup_parse.cpp - builds the navigator's element index from the document
- * text: ElemPosTree segments, and CMarkup::x_ParseDoc/x_ParseElem with the unended and lone end tag rules.
+ * text: ElemPosTree segments, and CMarkup::x_ParseDoc/x_ParseElem with the
+ * unended and lone end tag rules (end tags are matched in Markup_stack.cpp).
  * Called by CMarkup::SetDoc (Markup.cpp).
  */
 #include <algorithm>
