@@ -174,6 +174,16 @@ int pavo_getmessage(int* eventtype, int* eventid, void** data, int* datasize, vo
     return 1;
 }
 
+int pavo_inner_takemessage(t_pavo_messagedata* data)
+{
+    t_pavo_message* message = take_head();
+    if (message == nullptr)
+        return 0;
+    *data = message->mdata;
+    pavo_free(message);
+    return 1;
+}
+
 int pavo_getmessagecount(void)
 {
     return under_queue_lock(0, [](t_pavo_messageque& queue) { return queue.cur_queue_size; });

@@ -5,17 +5,23 @@
  * pavo_inner_finishrequest with the application's callback, and releases the job;
  * and the notice of a job whose answer the full queue dropped.
  */
+#include "runtime/pavo_message.h"
 #include "service/pavo_global.h"
 #include "service/pavo_service_requests.h"
 #include "service/pavo_upload.h"
 
 namespace {
 
-// The answer is logged whenever it is released, delivered or not.
+// The answer is logged whenever it is released, delivered or not; one that
+// went to a file as it arrived is never read back: its length and file stand in.
 int release_answer(t_httpjobarg* job)
 {
-    pavo_log_info("pavo_globalmessagecallback response:\r\n%s\r\n",
-                  static_cast<const char*>(job->response));
+    if (job->streamed)
+        pavo_log_info("pavo_globalmessagecallback response: %llu bytes to %s\r\n", job->stored,
+                      job->localpath != nullptr ? job->localpath : "");
+    else
+        pavo_log_info("pavo_globalmessagecallback response:\r\n%s\r\n",
+                      static_cast<const char*>(job->response));
     pavo_inner_freejob(job);
     return -1;
 }
@@ -39,8 +45,7 @@ int pavo_globalmessagecallback(int eventtype, int /*eventscope*/, int /*eventhan
     t_httpjobarg* job = static_cast<t_httpjobarg*>(cbdata);
     if (job == nullptr)
         return -1;
-    pavo_free(job->localpath);
-    job->localpath = nullptr;
+    // localpath stays for the log line of a streamed answer; freed with the job.
     pavo_free(job->url);
     job->url = nullptr;
     if (job->param != nullptr) {
@@ -84,6 +89,15 @@ int pavo_inner_droppedjobcallback(int eventtype, int /*eventscope*/, int /*event
     }
     pavo_inner_freejob(job);
     return -1;
+}
+
+void pavo_inner_dropanswers(void)
+{
+    t_pavo_messagedata message;
+    while (pavo_inner_takemessage(&message) == 1) {
+        if (message.cb == pavo_globalmessagecallback || message.cb == pavo_inner_droppedjobcallback)
+            pavo_inner_freejob(static_cast<t_httpjobarg*>(message.cbdata));
+    }
 }
 
 }  // extern "C"
