@@ -174,12 +174,13 @@ int pavo_getmessage(int* eventtype, int* eventid, void** data, int* datasize, vo
     return 1;
 }
 
-int pavo_inner_takemessage(t_pavo_messagedata* data)
+int pavo_inner_takemessage(pavo_messagecallback* cb, void** cbdata)
 {
     t_pavo_message* message = take_head();
     if (message == nullptr)
         return 0;
-    *data = message->mdata;
+    *cb = message->mdata.cb;
+    *cbdata = message->mdata.cbdata;
     pavo_free(message);
     return 1;
 }

@@ -39,10 +39,6 @@ extern "C" {
 extern t_pavo_messageque* g_messagequeue;
 extern int g_messagequeue_sizelimit;
 
-/* Takes the next message (a notice first) into *data without running it:
- * 1 taken, 0 none. The taker owns its buffer and cbdata. */
-int pavo_inner_takemessage(t_pavo_messagedata* data);
-
 }
 
 #endif /* PAVO_MESSAGE_H */

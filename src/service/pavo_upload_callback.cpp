@@ -5,7 +5,6 @@
  * pavo_inner_finishrequest with the application's callback, and releases the job;
  * and the notice of a job whose answer the full queue dropped.
  */
-#include "runtime/pavo_message.h"
 #include "service/pavo_global.h"
 #include "service/pavo_service_requests.h"
 #include "service/pavo_upload.h"
@@ -93,10 +92,11 @@ int pavo_inner_droppedjobcallback(int eventtype, int /*eventscope*/, int /*event
 
 void pavo_inner_dropanswers(void)
 {
-    t_pavo_messagedata message;
-    while (pavo_inner_takemessage(&message) == 1) {
-        if (message.cb == pavo_globalmessagecallback || message.cb == pavo_inner_droppedjobcallback)
-            pavo_inner_freejob(static_cast<t_httpjobarg*>(message.cbdata));
+    pavo_messagecallback cb = nullptr;
+    void* cbdata = nullptr;
+    while (pavo_inner_takemessage(&cb, &cbdata) == 1) {
+        if (cb == pavo_globalmessagecallback || cb == pavo_inner_droppedjobcallback)
+            pavo_inner_freejob(static_cast<t_httpjobarg*>(cbdata));
     }
 }
 
