@@ -11,6 +11,14 @@
 #include "support/temp_dir.h"
 #include "service/pavo_upload.h"
 
+inline size_t count_of(const std::string& text, const std::string& part)
+{
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++count;
+    return count;
+}
+
 class FieldTest : public pavo_test::SimSuite {
 protected:
     void SetUp() override

@@ -36,14 +36,6 @@ int open_descriptors()
     return count;
 }
 
-size_t count_of(const std::string& text, const std::string& part)
-{
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        ++count;
-    return count;
-}
-
 using PipelineLimits = FieldTest;
 
 TEST_F(PipelineLimits, BurstOverAFullQueueEndsEveryRequestInOneEvent)

@@ -174,6 +174,17 @@ int pavo_getmessage(int* eventtype, int* eventid, void** data, int* datasize, vo
     return 1;
 }
 
+int pavo_inner_takemessage(pavo_messagecallback* cb, void** cbdata)
+{
+    t_pavo_message* message = take_head();
+    if (message == nullptr)
+        return 0;
+    *cb = message->mdata.cb;
+    *cbdata = message->mdata.cbdata;
+    pavo_free(message);
+    return 1;
+}
+
 int pavo_getmessagecount(void)
 {
     return under_queue_lock(0, [](t_pavo_messageque& queue) { return queue.cur_queue_size; });

@@ -32,6 +32,14 @@ void pavo_inner_bindallocator(HMYMEMPOOL* slot);
 int pavo_inner_postmessage(pavo_messagecallback cb, int eventtype, int eventscope, int eventid,
                            void* data, int datasize, void* cbdata, int cbdatasize, int notice);
 
+/* Takes the next message (a notice first) without running it: 1 with its callback
+ * and cbdata, 0 when none is left. The taker owns its buffer and cbdata. */
+int pavo_inner_takemessage(pavo_messagecallback* cb, void** cbdata);
+
+/* Refuses every later dispatch of the worker pool (-1), and those waiting for a
+ * worker now; jobs already running go on. -1 for a null pool. */
+int pool_close(t_threadpool pool);
+
 #ifdef __cplusplus
 }
 

@@ -126,6 +126,7 @@ t_threadpool create_threadpool(int num_threads_in_pool)
     pool->tp_index = 0;
     pool->tp_stop = 0;
     pool->tp_total = 0;
+    pool->tp_closing = 0;
     pool->tp_list = stack;
     return pool;
 }
@@ -184,11 +185,13 @@ int dispatch_threadpool(t_threadpool handle, dispatch_fn fn, void* arg)
     if (pool == nullptr || fn == nullptr)
         return -1;
     pthread_mutex_lock(&pool->tp_mutex);
-    // No time-out: the caller waits until a worker parks.
-    while (pool->tp_index < 1 && pool->tp_total >= pool->tp_max_index)
+    // No time-out: the caller waits until a worker parks, or the pool closes.
+    while (pool->tp_index < 1 && pool->tp_total >= pool->tp_max_index && !pool->tp_closing)
         pthread_cond_wait(&pool->tp_idle, &pool->tp_mutex);
     int result = 0;
-    if (pool->tp_index > 0)
+    if (pool->tp_closing)
+        result = -1;  // a job that waited for a worker is never started at shut-down
+    else if (pool->tp_index > 0)
         wake_parked_worker(pool, fn, arg);
     else
         result = start_worker(pool, fn, arg);
@@ -245,6 +248,18 @@ int pool_add_worker(t_threadpool pool, dispatch_fn fn, void* arg)
     if (pool == nullptr)
         return -1;
     return dispatch_threadpool(pool, fn, arg);
+}
+
+int pool_close(t_threadpool handle)
+{
+    _threadpool* pool = static_cast<_threadpool*>(handle);
+    if (pool == nullptr)
+        return -1;
+    pthread_mutex_lock(&pool->tp_mutex);
+    pool->tp_closing = 1;
+    pthread_cond_broadcast(&pool->tp_idle);
+    pthread_mutex_unlock(&pool->tp_mutex);
+    return 0;
 }
 
 void pool_destroy(t_threadpool pool)

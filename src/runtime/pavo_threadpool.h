@@ -39,6 +39,7 @@ typedef struct _threadpool {
     int tp_max_index;           /* most workers the pool will create */
     int tp_stop;                /* 1 once shut-down began; workers read it unlocked */
     int tp_total;               /* workers that exist, running or parked */
+    int tp_closing;             /* 1: dispatches are refused (shut-down is near) */
 } _threadpool;
 
 extern "C" {

@@ -79,8 +79,12 @@ typedef struct __tpavo_env {
     char cafile[PAVO_PROP_SIZE];  /* CA bundle for https; empty: libcurl's own */
     /* Limits beyond the documented layout (korix.conf, also properties); 0 is unlimited. */
     int stalltimeout;  /* seconds without a received byte before a transfer ends */
+    int requesttimeout;  /* seconds a transfer of an answer kept in memory may take in all */
+    int downloadtimeout; /* seconds a download to a file may take in all */
+    int streamdownloads; /* 1: downloads go to a temporary file as they arrive, renamed at 200 */
     int maxanswersize; /* bytes of an answer kept in memory */
     int maxrecords;    /* records one parse may create */
+    int strictlocal;   /* 1: a local file that cannot be written fails the call */
     int safeconfig;    /* 1: korix.conf takes only entries it can keep whole */
 } tpavo_env;
 

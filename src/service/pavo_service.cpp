@@ -19,6 +19,7 @@
 
 #include "runtime/pavo_runtime.h"
 #include "service/pavo_global.h"
+#include "service/pavo_service_calls.h"
 #include "service/pavo_service_props.h"
 #include "service/pavo_settings.h"
 #include "service/pavo_upload.h"
@@ -153,6 +154,27 @@ void append_bounded(char* buffer, int buffersize, const char* text, int length)
     buffer[used + take] = '\0';
 }
 
+// A callback runs inside pavo_checkmessage, which still holds the answer and
+// its job: starting or ending the library there would free them under it.
+bool refused_in_callback(const char* call)
+{
+    if (!pavo_inner_incallback())
+        return false;
+    pavo_log_err("%s refused: called from a callback\r\n", call);
+    return true;
+}
+
+// Transfers in flight abort, a job waiting for a worker is never started,
+// asynchronous callers' pauses end; then every call has left and nothing
+// they use is freed before.
+void end_calls_in_flight(tpavo_env& env)
+{
+    pavo_inner_closecalls();
+    pool_close(env.threadpool);
+    pavo_inner_wakeengines();
+    pavo_inner_waitcalls();
+}
+
 }  // namespace
 
 extern "C" {
@@ -160,6 +182,8 @@ extern "C" {
 pavo_status_t pavo_inner_init(pavo_init_param* param)
 {
     tpavo_env& env = g_pavo_env;
+    if (refused_in_callback("pavo_init"))
+        return PAVO_STATUS_FAILURE;
     if (g_global_inited == 0)
         pavo_global_init();
     if (pavo_relaxed_load(env.state) != PAVO_STATE_NONE)
@@ -208,11 +232,14 @@ pavo_status_t pavo_init(pavo_init_param* context) { return pavo_inner_init(conte
 pavo_status_t pavo_inner_cleanup(void)
 {
     tpavo_env& env = g_pavo_env;
+    if (refused_in_callback("pavo_cleanup"))
+        return PAVO_STATUS_FAILURE;
     pavo_log_info("pavo cleanup begin\r\n");
     if (env.initref < 1)
         return PAVO_STATUS_SUCCESS;
 
     --env.initref;
+    end_calls_in_flight(env);
     if (env.threadpool != nullptr)
         pool_destroy(env.threadpool);
     env.threadpool = nullptr;
@@ -222,7 +249,8 @@ pavo_status_t pavo_inner_cleanup(void)
     clear_callback_slots();
 
     // The queue and the result store hand their blocks back to the memory
-    // pool, so both go before it.
+    // pool, so both go before it; answers no one will pump go with them.
+    pavo_inner_dropanswers();
     pavo_messageque_cleanup();
     pavo_resultlist_cleanup();
     if (env.mpool != nullptr)
@@ -233,14 +261,11 @@ pavo_status_t pavo_inner_cleanup(void)
     pavo_log_cleanup();
     // libcurl's global state stays: another start reuses it.
     pavo_relaxed_store(env.state, PAVO_STATE_NONE);
+    pavo_inner_opencalls();
     return PAVO_STATUS_SUCCESS;
 }
 
-pavo_status_t pavo_cleanup(void)
-{
-    pavo_inner_cleanup();
-    return PAVO_STATUS_SUCCESS;
-}
+pavo_status_t pavo_cleanup(void) { return pavo_inner_cleanup(); }
 
 // A shorter string is padded in front, a longer one keeps its beginning.
 void string_leftpadding(char* buffer, int buffersize, const char* string, int padded_len,

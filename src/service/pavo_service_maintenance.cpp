@@ -11,6 +11,7 @@
 #include <limits>
 
 #include "service/pavo_global.h"
+#include "service/pavo_service_calls.h"
 #include "service/pavo_service_requests.h"
 #include "service/pavo_upload.h"
 
@@ -33,6 +34,9 @@ pavo_status_t pavo_downloadresource(unsigned eventid, const char* resourceurl,
                                     const char* localpath)
 {
     if (resourceurl == nullptr || localpath == nullptr)
+        return PAVO_STATUS_FAILURE;
+    PavoCall call;  // pavo_cleanup waits for the stored result too
+    if (!call)
         return PAVO_STATUS_FAILURE;
 
     // The download posts an empty body; the pipeline writes the answer to the

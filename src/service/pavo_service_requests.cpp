@@ -12,6 +12,7 @@
 
 #include "parse/pavo_parse_frame.h"
 #include "service/pavo_global.h"
+#include "service/pavo_service_calls.h"
 #include "service/pavo_service_props.h"
 #include "service/pavo_service_requests.h"
 #include "service/pavo_upload.h"
@@ -369,6 +370,9 @@ const char* field_value(const FormField& field, const RequestArgs& args,
 
 pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& args)
 {
+    PavoCall call;  // pavo_cleanup waits for the answer's parse too
+    if (!call)
+        return PAVO_STATUS_FAILURE;
     const pavo_request_row& row = kRequests[which];
 
     // The URL comes first, before the state test; an empty base address gives

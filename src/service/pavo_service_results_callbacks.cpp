@@ -7,6 +7,7 @@
 #include <string.h>
 
 #include "service/pavo_global.h"
+#include "service/pavo_service_calls.h"
 
 namespace {
 
@@ -43,7 +44,19 @@ pavo_callback pavo_iner_getcallback(int type)
     return pavo_relaxed_load(g_pavo_env.callback[type]);
 }
 
-int pavo_checkmessage(void) { return pavo_iner_checkmessage(); }
+// Counted as a call in flight, so that pavo_cleanup on another thread waits for
+// the callback; the thread is marked so that the callback cannot end the library
+// under its own feet.
+int pavo_checkmessage(void)
+{
+    PavoCall call;
+    if (!call)
+        return 0;
+    pavo_inner_callbackbegin();
+    const int taken = pavo_iner_checkmessage();
+    pavo_inner_callbackend();
+    return taken;
+}
 
 /* Last error: nothing in the library sets it; start-up resets it to 0. */
 

@@ -61,9 +61,17 @@ constexpr Setting kSettings[] = {
     text_setting("cafile", offsetof(tpavo_env, cafile)),
     // Limits that turn a hang or a memory flood into a clear error; 0 lifts each.
     {"stalltimeout", Kind::number, offsetof(tpavo_env, stalltimeout), 60, 0, settle_limit, false},
+    // 8 MiB (maxanswersize) at 256 kbit/s takes 256 s; with the connect time and some
+    // slack a whole answer passes in 300.
+    {"requesttimeout", Kind::number, offsetof(tpavo_env, requesttimeout), 300, 0, settle_limit,
+     false},
+    {"downloadtimeout", Kind::number, offsetof(tpavo_env, downloadtimeout), 0, 0, settle_limit,
+     false},
+    {"streamdownloads", Kind::number, offsetof(tpavo_env, streamdownloads), 1, 0, nullptr, false},
     {"maxanswersize", Kind::number, offsetof(tpavo_env, maxanswersize), 8 << 20, 0, settle_limit,
      false},
     {"maxrecords", Kind::number, offsetof(tpavo_env, maxrecords), 100000, 0, settle_limit, false},
+    {"strictlocal", Kind::number, offsetof(tpavo_env, strictlocal), 0, 0, nullptr, false},
     // 0 writes korix.conf in place, cut at 64 KiB, whatever the values hold.
     {"safeconfig", Kind::number, offsetof(tpavo_env, safeconfig), 1, 0, nullptr, false},
 };

@@ -8,13 +8,18 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <algorithm>
 #include <initializer_list>
 
 #include "runtime/pavo_runtime.h"
 #include "service/pavo_global.h"
+#include "service/pavo_service_calls.h"
 #include "service/pavo_upload.h"
+#include "service/pavo_upload_file.h"
 
 namespace {
+
+constexpr int kAsyncPauseSeconds = 100;
 
 // One easy handle per transfer, released on every path.
 class CurlEasy {
@@ -59,8 +64,17 @@ void* chunk_to_pool(const MemoryStruct* chunk)
 
 // The open is not checked for the outcome: a path that cannot be opened
 // still counts as stored (nothing is written), so a download reports success.
-pavo_status_t store_in_file(const char* localpath, const MemoryStruct* chunk)
+// With strictlocal the file is written beside and renamed, or the download fails.
+pavo_status_t store_in_file(const char* localpath, const MemoryStruct* chunk, bool strict)
 {
+    if (strict) {
+        DownloadFile file(true);
+        if (!file.open(localpath))
+            return PAVO_STATUS_FAILURE;
+        if (chunk->data != nullptr && chunk->size != 0)
+            file.write(chunk->data, chunk->size);
+        return file.commit();
+    }
     FILE* file = fopen(localpath, "wb");
     if (file == nullptr)
         return PAVO_STATUS_SUCCESS;
@@ -116,8 +130,9 @@ pavo_status_t add_async_job(tpavo_storetype storetype, const char* localpath, in
     }
     // Kept on purpose: an asynchronous request does not return to the
     // application for 100 seconds while the worker runs and the answer
-    // waits in the queue.
-    pavo_sleep(100);
+    // waits in the queue. A second at a time, so that pavo_cleanup ends it.
+    for (int slept = 0; slept < kAsyncPauseSeconds && !pavo_inner_closing(); ++slept)
+        pavo_sleep(1);
     return PAVO_STATUS_SUCCESS;
 }
 
@@ -140,6 +155,45 @@ pavo_status_t run_sync_job(tpavo_storetype storetype, const char* localpath, int
     }
     free_chunk(chunk);
     return result;
+}
+
+// Every transfer looks at the shut-down door at each progress tick.
+int abort_at_shutdown(void*, curl_off_t, curl_off_t, curl_off_t, curl_off_t)
+{
+    return pavo_inner_closing();
+}
+
+void set_time_bounds(CURL* curl, tpavo_storetype storetype)
+{
+    // A transfer that moves no byte for the stall time-out ends with code 28.
+    const long stall = pavo_relaxed_load(g_pavo_env.stalltimeout);
+    if (stall > 0) {
+        curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
+        curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, stall);
+    }
+    // And one that drips bytes ends with the same code at its total bound.
+    const long total = pavo_relaxed_load(storetype == STORETYPE_FILE ? g_pavo_env.downloadtimeout
+                                                                     : g_pavo_env.requesttimeout);
+    if (total > 0)
+        curl_easy_setopt(curl, CURLOPT_TIMEOUT, total);
+    curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, abort_at_shutdown);
+    curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
+}
+
+// Twice the room held (at least 16 KiB), within the cap and 32 bits, and never less than needed.
+size_t answer_capacity(const MemoryStruct* chunk, size_t needed)
+{
+    size_t grown = std::max<size_t>(static_cast<size_t>(chunk->capacity) * 2, 16384);
+    if (chunk->limit != 0)
+        grown = std::min<size_t>(grown, static_cast<size_t>(chunk->limit) + 1);
+    grown = std::min<size_t>(grown, UINT32_MAX);
+    return std::max(grown, needed);
+}
+
+bool streams_to_file(int phase, tpavo_storetype storetype, const char* localpath)
+{
+    return phase != PAVO_PHASE_NOBUFFER && storetype == STORETYPE_FILE && localpath != nullptr &&
+           pavo_relaxed_load(g_pavo_env.streamdownloads) != 0;
 }
 
 }  // namespace
@@ -165,6 +219,9 @@ pavo_status_t pavo_addhttpjob(tpavo_storetype storetype, const char* localpath, 
 {
     if (returndata != nullptr)
         *returndata = nullptr;
+    PavoCall call;
+    if (!call)
+        return PAVO_STATUS_FAILURE;  // pavo_cleanup is under way
     if (url == nullptr || url[0] == '\0') {
         pavo_log_info("error,reason url is not ok\r\n");
         return PAVO_STATUS_FAILURE;
@@ -199,6 +256,10 @@ void* pavo_inner_httpjob(void* arg)
                 chunk, job->localpath, &job->httpecode, &job->httpretcode);
     job->response = chunk_to_pool(chunk);
     job->responsesize = static_cast<int>(chunk_size(chunk));
+    if (chunk != nullptr) {
+        job->streamed = chunk->streamed;
+        job->stored = chunk->stored;
+    }
     free_chunk(chunk);
     int posted = pavo_inner_postmessage(pavo_globalmessagecallback, job->eventtype,
                                         job->eventscope, job->eventhandle, job->response,
@@ -237,29 +298,39 @@ pavo_status_t pavo_upload(const char* url, const char* userdata, int phase,
     CurlEasy curl;
     if (curl.get() == nullptr)
         return PAVO_STATUS_FAILURE;
+    const bool strict = pavo_relaxed_load(g_pavo_env.strictlocal) != 0;
+    const bool streamed = streams_to_file(phase, storetype, localpath);
+    DownloadFile file(strict);
+    if (streamed && !file.open(localpath) && strict)
+        return PAVO_STATUS_FAILURE;
     // A null body would make libcurl read the body from standard input.
     curl_easy_setopt(curl.get(), CURLOPT_URL, url);
     curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, userdata != nullptr ? userdata : "");
-    // A transfer that moves no byte for the stall time-out ends with code 28.
-    const long stall = pavo_relaxed_load(g_pavo_env.stalltimeout);
-    if (stall > 0) {
-        curl_easy_setopt(curl.get(), CURLOPT_LOW_SPEED_LIMIT, 1L);
-        curl_easy_setopt(curl.get(), CURLOPT_LOW_SPEED_TIME, stall);
-    }
+    set_time_bounds(curl.get(), storetype);
     if (phase != PAVO_PHASE_NOBUFFER) {
         chunk->size = 0;
         chunk->data = nullptr;
+        chunk->capacity = 0;
+        chunk->streamed = streamed;
+        chunk->stored = 0;
         // Downloads to a file are not capped.
         chunk->limit = storetype == STORETYPE_FILE
                            ? 0
                            : static_cast<uint32_t>(pavo_relaxed_load(g_pavo_env.maxanswersize));
         curl_easy_setopt(curl.get(), CURLOPT_CONNECTTIMEOUT, 15L);
-        curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, chunk);
-        curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, chunkdata_callback);
+        if (streamed) {
+            curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &file);
+            curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, DownloadFile::receive);
+        } else {
+            curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, chunk);
+            curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, chunkdata_callback);
+        }
         curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);
     }
     pavo_inner_jointransfer(curl.get());
     CURLcode code = pavo_inner_perform(curl.get());
+    if (streamed)
+        chunk->stored = file.received();
     if (code != CURLE_OK) {
         pavo_log_info("Curl told us error %d \r\n", static_cast<int>(code));
         if (httpecode != nullptr)
@@ -272,13 +343,16 @@ pavo_status_t pavo_upload(const char* url, const char* userdata, int phase,
         *httpretcode = status;
     if (info != CURLE_OK || status != 200)
         return PAVO_STATUS_FAILURE;
-    if (storetype == STORETYPE_FILE)
-        return localpath != nullptr ? store_in_file(localpath, chunk) : PAVO_STATUS_FAILURE;
-    return PAVO_STATUS_SUCCESS;
+    if (storetype != STORETYPE_FILE)
+        return PAVO_STATUS_SUCCESS;
+    if (localpath == nullptr)
+        return PAVO_STATUS_FAILURE;
+    return streamed ? file.commit() : store_in_file(localpath, chunk, strict);
 }
 
-// Grows the buffer by exactly the received amount plus the NUL. On a failed
-// allocation the transfer goes on and the answer is dropped.
+// Grows the buffer geometrically (an allocator that moves blocks made exact
+// growth quadratic), never past the cap. On a failed allocation the transfer
+// goes on and the answer is dropped.
 size_t chunkdata_callback(void* ptr, size_t size, size_t nmemb, void* data)
 {
     size_t received = size * nmemb;
@@ -291,18 +365,25 @@ size_t chunkdata_callback(void* ptr, size_t size, size_t nmemb, void* data)
         free(chunk->data);
         chunk->data = nullptr;
         chunk->size = 0;
+        chunk->capacity = 0;
         return 0;
     }
-    size_t grown = static_cast<size_t>(chunk->size) + received + 1;
-    char* block = nullptr;
-    if (grown <= UINT32_MAX)
-        block = static_cast<char*>(chunk->data == nullptr ? calloc(1, grown)
-                                                          : realloc(chunk->data, grown));
-    if (block == nullptr) {
-        free(chunk->data);
-        chunk->data = nullptr;
-        chunk->size = 0;
-        return received;
+    const size_t needed = static_cast<size_t>(chunk->size) + received + 1;
+    char* block = chunk->data;
+    if (chunk->data == nullptr || needed > chunk->capacity) {
+        block = nullptr;
+        const size_t grown = answer_capacity(chunk, needed);
+        if (needed <= UINT32_MAX)
+            block = static_cast<char*>(chunk->data == nullptr ? calloc(1, grown)
+                                                              : realloc(chunk->data, grown));
+        if (block == nullptr) {
+            free(chunk->data);
+            chunk->data = nullptr;
+            chunk->size = 0;
+            chunk->capacity = 0;
+            return received;
+        }
+        chunk->capacity = static_cast<uint32_t>(grown);
     }
     memcpy(block + chunk->size, ptr, received);
     chunk->size += static_cast<uint32_t>(received);

@@ -20,6 +20,9 @@ typedef struct __MemoryStruct {
     uint32_t size;
     char* data;
     uint32_t limit; /* answer cap in bytes, 0 for none: past it the receiver ends the transfer */
+    uint32_t capacity;        /* bytes allocated at data: grown geometrically */
+    int streamed;             /* 1: the answer went to a file as it arrived, not to data */
+    unsigned long long stored; /* streamed: bytes received */
 } MemoryStruct;
 
 /* One asynchronous request, from pavo_addhttpjob through the worker to the
@@ -39,6 +42,8 @@ typedef struct __t_httpjobarg {
     int responsesize;
     tpavo_httpecode httpecode;
     long httpretcode;
+    int streamed;              /* the answer went to localpath as it arrived */
+    unsigned long long stored; /* streamed: bytes received */
 } t_httpjobarg;
 
 /* The phase whose answer goes to libcurl's default output, unkept. */
@@ -77,6 +82,10 @@ void pavo_inner_jointransfer(CURL* curl);
 /* curl_easy_perform, on the calling thread's kept transfer engine when the
  * share exists. */
 CURLcode pavo_inner_perform(CURL* curl);
+/* Shut-down: every kept transfer engine wakes and its transfer looks whether to abort. */
+void pavo_inner_wakeengines(void);
+/* Shut-down, workers gone: releases every job whose answer still waits in the queue. */
+void pavo_inner_dropanswers(void);
 /* curl_easy_init and curl_easy_cleanup; with the share the engine makes and
  * cleans up the handles while an earlier transfer waits for its answer. */
 CURL* pavo_inner_takeeasy(void);

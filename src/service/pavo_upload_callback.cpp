@@ -11,11 +11,16 @@
 
 namespace {
 
-// The answer is logged whenever it is released, delivered or not.
+// The answer is logged whenever it is released, delivered or not; one that
+// went to a file as it arrived is never read back: its length and file stand in.
 int release_answer(t_httpjobarg* job)
 {
-    pavo_log_info("pavo_globalmessagecallback response:\r\n%s\r\n",
-                  static_cast<const char*>(job->response));
+    if (job->streamed)
+        pavo_log_info("pavo_globalmessagecallback response: %llu bytes to %s\r\n", job->stored,
+                      job->localpath != nullptr ? job->localpath : "");
+    else
+        pavo_log_info("pavo_globalmessagecallback response:\r\n%s\r\n",
+                      static_cast<const char*>(job->response));
     pavo_inner_freejob(job);
     return -1;
 }
@@ -39,8 +44,7 @@ int pavo_globalmessagecallback(int eventtype, int /*eventscope*/, int /*eventhan
     t_httpjobarg* job = static_cast<t_httpjobarg*>(cbdata);
     if (job == nullptr)
         return -1;
-    pavo_free(job->localpath);
-    job->localpath = nullptr;
+    // localpath stays for the log line of a streamed answer; freed with the job.
     pavo_free(job->url);
     job->url = nullptr;
     if (job->param != nullptr) {
@@ -84,6 +88,16 @@ int pavo_inner_droppedjobcallback(int eventtype, int /*eventscope*/, int /*event
     }
     pavo_inner_freejob(job);
     return -1;
+}
+
+void pavo_inner_dropanswers(void)
+{
+    pavo_messagecallback cb = nullptr;
+    void* cbdata = nullptr;
+    while (pavo_inner_takemessage(&cb, &cbdata) == 1) {
+        if (cb == pavo_globalmessagecallback || cb == pavo_inner_droppedjobcallback)
+            pavo_inner_freejob(static_cast<t_httpjobarg*>(cbdata));
+    }
 }
 
 }  // extern "C"

@@ -180,6 +180,15 @@ void pavo_inner_sharecleanup(void)
     g_share = nullptr;
 }
 
+// Shut-down: a transfer waiting for its answer looks at once whether to abort.
+void pavo_inner_wakeengines(void)
+{
+    std::lock_guard<std::mutex> lock(g_kept_lock);
+    for (Engine* engine : g_kept)
+        if (engine->multi != nullptr)
+            curl_multi_wakeup(engine->multi);
+}
+
 CURL* pavo_inner_takeeasy(void)
 {
     Engine* engine = g_share != nullptr ? thread_engine() : nullptr;

@@ -77,7 +77,7 @@ void provide(httplib::Response& response, std::string body, size_t declared, siz
 
 bool read_body_fault(const httplib::Request& request, BodyFault& fault) {
     static const char* const kKinds[] = {"",    "stall",  "trickle", "cut",   "short", "truncated",
-                                         "portal", "redirect", "pad", "flood", "gzip"};
+                                         "portal", "redirect", "pad", "flood", "gzip", "fill"};
     fault.kind = request.get_param_value("body");
     long pause_ms = 0, piece = 0;
     if (std::find(std::begin(kKinds), std::end(kKinds), fault.kind) == std::end(kKinds) ||
@@ -130,6 +130,19 @@ void apply_body_fault(const BodyFault& fault, httplib::Response& response, const
                                       std::min<size_t>(65536, shared->size() - offset));
                 });
         }
+    } else if (kind == "fill") {
+        // Made as it is sent, so a download of any size costs the simulator nothing.
+        response.status = 200;
+        take_content(response);
+        response.set_content_provider(
+            static_cast<size_t>(fault.size), "application/octet-stream",
+            [](size_t offset, size_t length, httplib::DataSink& sink) {
+                char piece[65536];
+                const size_t take = std::min(length, sizeof piece);
+                for (size_t i = 0; i < take; ++i)
+                    piece[i] = static_cast<char>('a' + (offset + i) % 26);
+                return sink.write(piece, take);
+            });
     } else if (kind == "gzip") {
         response.set_header("Content-Encoding", "gzip");
         response.body = gzip(body);
