@@ -54,6 +54,7 @@ extern "C" {
 
 /** What a library call returns: success, a state error, or a failure. */
 typedef enum {
+    PAVO_STATUS_FAILURE_WORKDIR = -6,       /**< strictlocal: no usable work directory */
     PAVO_STATUS_FAILURE_ALREADYINITED = -5, /**< pavo_init() while already started */
     PAVO_STATUS_FAILURE_NOTINITED = -4,     /**< pavo_open() before pavo_init() */
     PAVO_STATUS_FAILURE_NOTOPENED = -3,     /**< pavo_login() before an account is open */
@@ -62,6 +63,25 @@ typedef enum {
     PAVO_STATUS_SUCCESS = 0,  /**< done; in synchronous mode the answer is the last result */
     PAVO_RESERVED = 1         /**< not returned */
 } pavo_status_t;
+
+/**
+ * The tpavo_result::resultcode of results the library makes itself for a request without a
+ * usable answer (korix.conf key errorresults, on with the application profile). The platform's
+ * own codes are never below -9000.
+ */
+typedef enum {
+    PAVO_RESULT_TRANSFERFAILED = -9001, /**< no HTTP answer came; httpretcode is 0 */
+    PAVO_RESULT_HTTPERROR = -9002,      /**< an HTTP status other than 200, in httpretcode */
+    PAVO_RESULT_UNPARSABLE = -9003      /**< a 200 answer that is not the platform's XML */
+} pavo_resultclass_t;
+
+/** Levels of the log, for pavo_setlogcallback() and the korix.conf key loglevel. */
+typedef enum {
+    PAVO_LOG_ERROR = 0,   /**< pavo_log_err() */
+    PAVO_LOG_WARNING = 1, /**< pavo_log_warn() */
+    PAVO_LOG_INFO = 2,    /**< pavo_log_info() */
+    PAVO_LOG_DEBUG = 3    /**< pavo_log_debug() and the runtime's diagnostics */
+} pavo_loglevel_t;
 
 /**
  * The callback slots of pavo_registercallback(). Each asynchronous request
@@ -825,9 +845,55 @@ void pavo_sleep(int seconds);
 /**
  * The last error value. No library function sets it; it is 0 after pavo_init() unless
  * pavo_setlasterror() set it.
+ *
+ * With the application profile (korix.conf key errorresults): the negative status of the
+ * calling thread's last failing call, kept per thread.
  * @return the value.
  */
 int pavo_getlasterror(void);
+/**
+ * What the calling thread's last failing call said about its failure: what failed, libcurl's
+ * code and text, the HTTP status when one came. Recorded whatever the profile.
+ * @return the text, valid until the thread's next call into the library; "" when none.
+ */
+const char* pavo_getlasterrortext(void);
+/**
+ * A short English text for a status (pavo_status_t) or a result class (pavo_resultclass_t).
+ * @param code the code.
+ * @return a static text; "unknown code" for any other value.
+ */
+const char* pavo_strerror(int code);
+/**
+ * Chooses the interface profile. "application" turns on, at once, every behaviour a new
+ * application wants (korix.conf keys loglevel 2, quietconsole, hidesecrets, errorresults,
+ * asyncnowait, strictlocal and wholekeys all 1); NULL or "" gives back the documented behaviour
+ * (loglevel 3, the others 0). The same as the korix.conf key profile and the property
+ * "profile".
+ *
+ * May be called before pavo_init(), so that start-up is covered, and lasts across
+ * pavo_cleanup() until changed. A behaviour key present in korix.conf wins over the profile.
+ * @param name "application", or NULL or "".
+ * @return 0, or -1 for an unknown name (nothing changes).
+ */
+int pavo_setprofile(const char* name);
+/**
+ * Receives every log line the level threshold (korix.conf key loglevel) lets through.
+ * @param level a pavo_loglevel_t.
+ * @param message the line without colour sequences or line end.
+ * @param userdata what pavo_setlogcallback() was given.
+ */
+typedef void (*pavo_logcallback)(int level, const char* message, void* userdata);
+/**
+ * Routes the log to the application. The callback runs on the thread that logs, in addition
+ * to the console (unless quietconsole) and the file of logmode.
+ *
+ * May be set before or after pavo_init() and lasts across pavo_cleanup(); set it while no
+ * other thread logs.
+ * @param fn the callback; NULL removes it.
+ * @param userdata handed to every call.
+ * @return 0.
+ */
+int pavo_setlogcallback(pavo_logcallback fn, void* userdata);
 /**
  * Sets the value pavo_getlasterror() returns.
  * @param error the value.

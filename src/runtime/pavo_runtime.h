@@ -8,6 +8,7 @@
 #define PAVO_RUNTIME_H
 
 #include <stddef.h>
+#include <stdio.h>
 
 #include "pavo.h"
 #include "runtime/pavo_format.h"
@@ -31,6 +32,14 @@ void pavo_inner_bindallocator(HMYMEMPOOL* slot);
  * set the message joins the notices instead, which have no limit. */
 int pavo_inner_postmessage(pavo_messagecallback cb, int eventtype, int eventscope, int eventid,
                            void* data, int datasize, void* cbdata, int cbdatasize, int notice);
+
+/* Upward hooks into the service's log (pavo_log.cpp, pavo_log_secrets.cpp). */
+/* text, or PAVO_SECRET_MARK when "hidesecrets" is on: for values that are
+ * secret wherever they are logged. */
+const char* pavo_inner_logsecret(const char* text);
+/* A runtime diagnostic: written to stream as it always was, or, with
+ * "quietconsole" on, only to the log callback at debug level. */
+void pavo_inner_diagnostic(FILE* stream, const char* format, ...) PAVO_PRINTF_LIKE(2, 3);
 
 #ifdef __cplusplus
 }

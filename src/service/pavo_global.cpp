@@ -37,6 +37,7 @@ int pavo_global_init(void)
     g_pavo_env.logfileptr = nullptr;
     g_pavo_env.initref = 0;
     // funcmode stays 0 (asynchronous) until pavo_init sets it.
+    pavo_inner_applyprofile(&g_pavo_env);
     g_global_inited = 1;
     return 0;
 }
