@@ -71,10 +71,7 @@ int pavo_setprofile(const char* name)
         active = 1;
     else
         return -1;
-    // Before the first start the record is still to be zero-filled; doing it
-    // now keeps the behaviours set here for start-up itself.
-    if (g_global_inited == 0)
-        pavo_global_init();
+    // Before the first start pavo_global_init applies it again after zero-filling.
     pavo_relaxed_store(g_profile_active, active);
     pavo_inner_applyprofile(&g_pavo_env);
     return 0;
