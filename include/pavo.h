@@ -66,8 +66,8 @@ typedef enum {
 
 /**
  * The tpavo_result::resultcode of results the library makes itself for a request without a
- * usable answer (korix.conf key errorresults, on with the application profile). The platform's
- * own codes are never below -9000.
+ * usable answer (korix.conf key errorresults, on with the application profile), beside the
+ * library's own -9000 of an answer past maxrecords.
  */
 typedef enum {
     PAVO_RESULT_TRANSFERFAILED = -9001, /**< no HTTP answer came; httpretcode is 0 */
