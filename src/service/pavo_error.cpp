@@ -8,6 +8,8 @@
 
 #include <string.h>
 
+#include <curl/curl.h>
+
 #include "parse/pavo_parse_frame.h"
 #include "runtime/pavo_runtime.h"
 #include "service/pavo_global.h"
@@ -77,14 +79,20 @@ int pavo_inner_failureclass(const pavo_answer* answer, int parsed)
     else if (parsed && !pavo_inner_isplatformanswer(static_cast<const char*>(answer->bytes)))
         resultclass = PAVO_RESULT_UNPARSABLE;
     // A failed synchronous transfer has recorded its own reason already; an
-    // answer delivered to the pumping thread has not.
-    if (resultclass != 0 && !answer->failed)
+    // answer delivered to the pumping thread has not: its codes tell it.
+    if (resultclass == PAVO_RESULT_TRANSFERFAILED && !answer->failed)
+        pavo_inner_seterror(PAVO_STATUS_FAILURE, "%s: %s (libcurl code %d)",
+                            pavo_strerror(resultclass),
+                            curl_easy_strerror(static_cast<CURLcode>(answer->httpecode)),
+                            static_cast<int>(answer->httpecode));
+    else if (resultclass == PAVO_RESULT_HTTPERROR && !answer->failed)
+        pavo_inner_seterror(PAVO_STATUS_FAILURE, "HTTP status %ld", answer->httpretcode);
+    else if (resultclass != 0 && !answer->failed)
         pavo_inner_seterror(PAVO_STATUS_FAILURE, "%s", pavo_strerror(resultclass));
     return resultclass;
 }
 
-// The message is the failure's own text when this thread recorded one (a
-// synchronous transfer), else the class's.
+// The message is the reason just recorded on this thread.
 tpavo_result* pavo_inner_errorresult(int resultclass, const pavo_answer* answer,
                                      tpavo_datatype datatype)
 {
@@ -96,9 +104,7 @@ tpavo_result* pavo_inner_errorresult(int resultclass, const pavo_answer* answer,
     result->httpecode = answer->httpecode;
     // No HTTP answer came: no status either, not the documented preset 200.
     result->httpretcode = resultclass == PAVO_RESULT_TRANSFERFAILED ? 0 : answer->httpretcode;
-    const char* message = answer->failed && t_error.text[0] != '\0'
-                              ? t_error.text
-                              : pavo_strerror(resultclass);
+    const char* message = t_error.text[0] != '\0' ? t_error.text : pavo_strerror(resultclass);
     result->resultmsg = pavo_copy_bytes(message, strlen(message));
     return result;
 }
