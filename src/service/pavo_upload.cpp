@@ -238,8 +238,10 @@ pavo_status_t pavo_upload(const char* url, const char* userdata, int phase,
     if (url == nullptr || chunk == nullptr)
         return PAVO_STATUS_FAILURE;
     CurlEasy curl;
-    if (curl.get() == nullptr)
+    if (curl.get() == nullptr) {
+        pavo_inner_seterror(PAVO_STATUS_FAILURE, "libcurl could not make a transfer handle");
         return PAVO_STATUS_FAILURE;
+    }
     // A null body would make libcurl read the body from standard input.
     curl_easy_setopt(curl.get(), CURLOPT_URL, url);
     curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, userdata != nullptr ? userdata : "");
