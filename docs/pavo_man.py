@@ -34,6 +34,20 @@ def paragraphs(description):
     return out
 
 
+def code_text(node):
+    """A node of a programlisting as source text: <sp/> is a blank."""
+    parts = [" " if node.tag == "sp" else node.text or ""]
+    for child in node:
+        parts += [code_text(child), child.tail or ""]
+    return "".join(parts)
+
+
+def code_lines(listing):
+    """The lines of a Doxygen programlisting, escaped for roff."""
+    return [re.sub(r"^([.'])", r"\\&\1", code_text(line).replace("\\", "\\e"))
+            for line in listing.findall("codeline")]
+
+
 def page(name, summary, version):
     return [f'.TH {name} 3 "" "libpavo {version}" "libpavo manual"', ".SH NAME",
             f"{name} \\- {roff(summary)}"]
@@ -60,6 +74,11 @@ def function_page(member, version):
     for section in detail.iter("simplesect"):
         if section.get("kind") == "return":
             lines += [".SH RETURN VALUE", roff(plain(section))]
+    # "@par Example" with a snippet of examples/pavo_requests.c.
+    for section in detail.iter("simplesect"):
+        listing = section.find(".//programlisting")
+        if section.get("kind") == "par" and listing is not None:
+            lines += [".SH EXAMPLE", ".nf"] + code_lines(listing) + [".fi"]
     lines += [".SH SEE ALSO", ".BR pavo.h (3),", ".BR pavo (1)"]
     return lines
 

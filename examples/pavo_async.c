@@ -1,10 +1,11 @@
 /*
  * pavo_async.c - the smallest complete asynchronous application: the same
- * session as pavo_sync.c (open, login, categories), each request started on a
- * thread of its own and its answer taken in a callback on the main thread,
- * which pumps messages. usage: pavo-async WORKDIR
+ * session as pavo_sync.c (open, login, categories), each request queued from
+ * the callback of the one before and every answer taken in a callback on the
+ * main thread, which pumps messages. With the application profile a request
+ * returns once queued, and a failed transfer arrives as a result of its own
+ * class. A failure exits 1 with one line on stderr. usage: pavo-async WORKDIR
  */
-#include <pthread.h>
 #include <stdio.h>
 #include <time.h>
 
@@ -14,31 +15,23 @@
 static int g_step;      /* 0 open, 1 login, 2 categories, 3 done */
 static int g_failed;
 
-/* Each request call returns only after the library's 100-second pause, long
- * after its answer has been pumped: it runs on a detached thread. */
-static void* run_request(void* step)
+static void start_request(int step)
 {
-    switch ((int)(long)step) {
+    pavo_status_t status = PAVO_STATUS_SUCCESS;
+    switch (step) {
     case 0: {
         char tvid[64];
         pavo_readprop("tvid", tvid, sizeof tvid);
-        pavo_open(1, OPENMODE_STBCODE, tvid, NULL);
+        status = pavo_open(1, OPENMODE_STBCODE, tvid, NULL);
         break;
     }
-    case 1: pavo_login(2); break;
-    case 2: pavo_querycategorylist(3, "", 1, 20); break;
+    case 1: status = pavo_login(2); break;
+    case 2: status = pavo_querycategorylist(3, "", 1, 20); break;
     }
-    return NULL;
-}
-
-static void start_request(int step)
-{
-    pthread_t thread;
-    if (pthread_create(&thread, NULL, run_request, (void*)(long)step) != 0) {
+    if (status != PAVO_STATUS_SUCCESS) {
+        fprintf(stderr, "request %d: %s\n", step, pavo_getlasterrortext());
         g_failed = 1;
-        return;
     }
-    pthread_detach(thread);
 }
 
 /* The result is freed when this returns: use it here, or copy it. */
@@ -46,7 +39,9 @@ static int on_answer(tpavo_event* event)
 {
     const tpavo_result* result = event->data;
     if (result == NULL || result->resultcode < 0) {
-        fprintf(stderr, "event %d refused: %d\n", event->eventtype, result ? result->resultcode : 0);
+        fprintf(stderr, "event %d failed: %d %s\n", event->eventtype,
+                result ? result->resultcode : 0,
+                result && result->resultmsg ? result->resultmsg : "no answer");
         g_failed = 1;
         return 0;
     }
@@ -75,8 +70,11 @@ int main(int argc, char** argv)
     identity.clientprofile = "ASYNCDEMO/1.0";
     identity.workdirectory = identity.perpetualdirectory = identity.tmpdirectory = argv[1];
     identity.ipversion = 4;
-    if (pavo_init(&identity) != PAVO_STATUS_SUCCESS)
+    pavo_setprofile("application");
+    if (pavo_init(&identity) != PAVO_STATUS_SUCCESS) {
+        fprintf(stderr, "pavo_init: %s\n", pavo_getlasterrortext());
         return 1;
+    }
     /* After pavo_init, which empties every slot. */
     pavo_registercallback(PAVO_CALLBACK_AAA, on_answer);
     pavo_registercallback(PAVO_CALLBACK_EPG, on_answer);
@@ -91,7 +89,8 @@ int main(int argc, char** argv)
             nanosleep(&pause, NULL);
         }
     }
-    /* Request threads may still sit in their pause; they leave with the process. */
+    if (g_step < 3 && !g_failed)
+        fprintf(stderr, "no answer within 30 seconds\n");
     int ok = g_step == 3;
     pavo_cleanup();
     return ok ? 0 : 1;

@@ -1,7 +1,8 @@
 /*
  * pavo_sync.c - the smallest complete synchronous application: start the
- * library, open the account bound to this terminal (or find it already open),
- * log in, list the top-level categories, shut down.
+ * library with the application profile, open the account bound to this
+ * terminal (or find it already open), log in, list the top-level categories,
+ * shut down. A failure exits 1 with one line on stderr.
  * usage: pavo-sync WORKDIR, where WORKDIR/korix.conf names the platform
  * ([system] openurl=...).
  */
@@ -14,7 +15,9 @@
 static tpavo_result* answer(const char* what, pavo_status_t status)
 {
     if (status != PAVO_STATUS_SUCCESS) {
-        fprintf(stderr, "%s: status %d\n", what, status);
+        /* With the profile a failed transfer leaves a result too. */
+        pavo_freeresult(pavo_getresult());
+        fprintf(stderr, "%s: %s\n", what, pavo_getlasterrortext());
         return NULL;
     }
     tpavo_result* result = pavo_getresult();
@@ -41,8 +44,12 @@ int main(int argc, char** argv)
     identity.clientprofile = "SYNCDEMO/1.0";
     identity.workdirectory = identity.perpetualdirectory = identity.tmpdirectory = argv[1];
     identity.ipversion = 4;
-    if (pavo_init(&identity) != PAVO_STATUS_SUCCESS)
+    /* Quiet, no secret in the log, every failure a failure with a reason. */
+    pavo_setprofile("application");
+    if (pavo_init(&identity) != PAVO_STATUS_SUCCESS) {
+        fprintf(stderr, "pavo_init: %s\n", pavo_getlasterrortext());
         return 1;
+    }
 
     int ok = 0;
     /* An account opened by an earlier run is stored in korix.conf. */

@@ -54,6 +54,7 @@ extern "C" {
 
 /** What a library call returns: success, a state error, or a failure. */
 typedef enum {
+    PAVO_STATUS_FAILURE_WORKDIR = -6,       /**< strictlocal: no usable work directory */
     PAVO_STATUS_FAILURE_ALREADYINITED = -5, /**< pavo_init() while already started */
     PAVO_STATUS_FAILURE_NOTINITED = -4,     /**< pavo_open() before pavo_init() */
     PAVO_STATUS_FAILURE_NOTOPENED = -3,     /**< pavo_login() before an account is open */
@@ -62,6 +63,25 @@ typedef enum {
     PAVO_STATUS_SUCCESS = 0,  /**< done; in synchronous mode the answer is the last result */
     PAVO_RESERVED = 1         /**< not returned */
 } pavo_status_t;
+
+/**
+ * The tpavo_result::resultcode of results the library makes itself for a request without a
+ * usable answer (korix.conf key errorresults, on with the application profile), beside the
+ * library's own -9000 of an answer past maxrecords.
+ */
+typedef enum {
+    PAVO_RESULT_TRANSFERFAILED = -9001, /**< no HTTP answer came; httpretcode is 0 */
+    PAVO_RESULT_HTTPERROR = -9002,      /**< an HTTP status other than 200, in httpretcode */
+    PAVO_RESULT_UNPARSABLE = -9003      /**< a 200 answer that is not the platform's XML */
+} pavo_resultclass_t;
+
+/** Levels of the log, for pavo_setlogcallback() and the korix.conf key loglevel. */
+typedef enum {
+    PAVO_LOG_ERROR = 0,   /**< pavo_log_err() */
+    PAVO_LOG_WARNING = 1, /**< pavo_log_warn() */
+    PAVO_LOG_INFO = 2,    /**< pavo_log_info() */
+    PAVO_LOG_DEBUG = 3    /**< pavo_log_debug() and the runtime's diagnostics */
+} pavo_loglevel_t;
 
 /**
  * The callback slots of pavo_registercallback(). Each asynchronous request
@@ -678,6 +698,10 @@ typedef int (*pavo_mplayer_handler)(const char* message);
  * register callbacks afterwards.
  *
  * Call it once, from one thread, before any other call; it takes no lock.
+ *
+ * With the application profile (strictlocal): a missing, empty or unwritable work directory
+ * returns PAVO_STATUS_FAILURE_WORKDIR and starts nothing; no log line reaches the console
+ * (quietconsole), start-up's own lines included when pavo_setprofile() came first.
  * @param context the identity and directories; copied. NULL starts with an empty identity.
  * @return PAVO_STATUS_SUCCESS, or PAVO_STATUS_FAILURE_ALREADYINITED when already started
  *        (nothing changes).
@@ -762,6 +786,9 @@ void pavo_log_warn(const char* format, ...) PAVO_PRINTF_LIKE(1, 2);
  * Writes an informational message in green to the console (log mode bit 1) and without colour
  * to pavo.log (bit 2, when the file is open). The colour sequences reach standard output in
  * every mode.
+ *
+ * With the application profile: lines above loglevel are dropped, nothing reaches the
+ * console (quietconsole) and secrets are masked (hidesecrets); see pavo_setlogcallback().
  * @param format a printf format, and its arguments.
  */
 void pavo_log_info(const char* format, ...) PAVO_PRINTF_LIKE(1, 2);
@@ -825,9 +852,55 @@ void pavo_sleep(int seconds);
 /**
  * The last error value. No library function sets it; it is 0 after pavo_init() unless
  * pavo_setlasterror() set it.
+ *
+ * With the application profile (korix.conf key errorresults): the negative status of the
+ * calling thread's last failing call, kept per thread.
  * @return the value.
  */
 int pavo_getlasterror(void);
+/**
+ * What the calling thread's last failing call said about its failure: what failed, libcurl's
+ * code and text, the HTTP status when one came. Recorded whatever the profile.
+ * @return the text, valid until the thread's next call into the library; "" when none.
+ */
+const char* pavo_getlasterrortext(void);
+/**
+ * A short English text for a status (pavo_status_t) or a result class (pavo_resultclass_t).
+ * @param code the code.
+ * @return a static text; "unknown code" for any other value.
+ */
+const char* pavo_strerror(int code);
+/**
+ * Chooses the interface profile. "application" turns on, at once, every behaviour a new
+ * application wants (korix.conf keys loglevel 2, quietconsole, hidesecrets, errorresults,
+ * asyncnowait, strictlocal and wholekeys all 1); NULL or "" gives back the documented behaviour
+ * (loglevel 3, the others 0). The same as the korix.conf key profile and the property
+ * "profile".
+ *
+ * May be called before pavo_init(), so that start-up is covered, and lasts across
+ * pavo_cleanup() until changed. A behaviour key present in korix.conf wins over the profile.
+ * @param name "application", or NULL or "".
+ * @return 0, or -1 for an unknown name (nothing changes).
+ */
+int pavo_setprofile(const char* name);
+/**
+ * Receives every log line the level threshold (korix.conf key loglevel) lets through.
+ * @param level a pavo_loglevel_t.
+ * @param message the line without colour sequences or line end.
+ * @param userdata what pavo_setlogcallback() was given.
+ */
+typedef void (*pavo_logcallback)(int level, const char* message, void* userdata);
+/**
+ * Routes the log to the application. The callback runs on the thread that logs, in addition
+ * to the console (unless quietconsole) and the file of logmode.
+ *
+ * May be set before or after pavo_init() and lasts across pavo_cleanup(); set it while no
+ * other thread logs.
+ * @param fn the callback; NULL removes it.
+ * @param userdata handed to every call.
+ * @return 0.
+ */
+int pavo_setlogcallback(pavo_logcallback fn, void* userdata);
 /**
  * Sets the value pavo_getlasterror() returns.
  * @param error the value.
@@ -851,6 +924,9 @@ int pavo_get_time(struct timeval* tv);
  * Every thread has its own; the same result is returned until it is freed, and then NULL (not
  * an older one). A request refused for its state, a failed transfer and pavo_statusreport()
  * store nothing, so the previous result stays.
+ *
+ * With the application profile (errorresults): a failed request leaves a result of its
+ * class (pavo_resultclass_t) instead of nothing.
  * @return the result (owned by the library's store until pavo_freeresult()), or NULL when the
  *        thread has none.
  */
@@ -922,6 +998,9 @@ void pavo_readprop(const char* name, char* buffer, int buffersize);
 int pavo_writeprop(const char* name, const char* value);
 /**
  * Reads a key of workdirectory/korix.conf.
+ *
+ * With the application profile: a NULL or empty section or key gives "" and an error
+ * record instead of ending the process (strictlocal); keys are matched whole (wholekeys).
  * @param section the section, for example "system".
  * @param name the key.
  * @param buffer receives the value; empty when the key is missing.
@@ -940,6 +1019,9 @@ char* pavo_readconfig(const char* section, const char* name, char* buffer, int b
  * whole (a line break or a 0xFF byte in it, a key holding "=", more than the file's 65,535
  * bytes) is refused: the file and the property stay as they were. With 0 the file is
  * rewritten in place and cut at 64 KiB, as documented.
+ * With the application profile (strictlocal): a value that cannot be written (no work
+ * directory, a file that cannot be written, a NULL or empty section or key) returns -1, sets
+ * no property and records why (pavo_getlasterrortext()); keys are matched whole (wholekeys).
  * @param section the section.
  * @param name the key; NULL does nothing.
  * @param value the value; NULL does nothing.
@@ -992,6 +1074,14 @@ pavo_status_t pavo_query_status(void);
  * its own); the answer reaches the callback of slot PAVO_CALLBACK_AAA as event EPAVO_OPEN when
  * the application calls pavo_checkmessage(). The answer's data is a tpavo_openresponse
  * (DATATYPE_OPENRESULT).
+ *
+ * With the application profile: a failed transfer, an HTTP status other than 200 or an answer
+ * that is not the platform's XML returns PAVO_STATUS_FAILURE and leaves a result of its class
+ * (pavo_resultclass_t, with the reason in resultmsg and pavo_getlasterrortext()); in
+ * asynchronous mode the request returns as soon as it is queued and the event carries that
+ * result.
+ * @par Example
+ * @snippet pavo_requests.c pavo_open
  * @param eventid returned in the event of the answer.
  * @param openmode OPENMODE_STBCODE to open the account bound to this terminal,
  *        OPENMODE_USERCARD to open by user card.
@@ -1019,6 +1109,14 @@ pavo_status_t pavo_open(unsigned eventid, tpavo_openmode openmode, const char* o
  * its own); the answer reaches the callback of slot PAVO_CALLBACK_AAA as event EPAVO_LOGIN
  * when the application calls pavo_checkmessage(). The answer's data is a tpavo_loginresponse
  * (DATATYPE_LOGINRESULT).
+ *
+ * With the application profile: a failed transfer, an HTTP status other than 200 or an answer
+ * that is not the platform's XML returns PAVO_STATUS_FAILURE and leaves a result of its class
+ * (pavo_resultclass_t, with the reason in resultmsg and pavo_getlasterrortext()); in
+ * asynchronous mode the request returns as soon as it is queued and the event carries that
+ * result.
+ * @par Example
+ * @snippet pavo_requests.c pavo_login
  * @param eventid returned in the event of the answer.
  * @return PAVO_STATUS_SUCCESS when the answer arrived (even a refusal: see
  *        tpavo_result::resultcode); PAVO_STATUS_FAILURE_NOTOPENED (-3) before an account is
@@ -1036,6 +1134,14 @@ pavo_status_t pavo_login(unsigned eventid);
  * its own); the answer reaches the callback of slot PAVO_CALLBACK_AAA as event EPAVO_LOGOUT
  * when the application calls pavo_checkmessage(). The answer's data is a tpavo_logoutresponse
  * (DATATYPE_LOGOUTRESULT).
+ *
+ * With the application profile: a failed transfer, an HTTP status other than 200 or an answer
+ * that is not the platform's XML returns PAVO_STATUS_FAILURE and leaves a result of its class
+ * (pavo_resultclass_t, with the reason in resultmsg and pavo_getlasterrortext()); in
+ * asynchronous mode the request returns as soon as it is queued and the event carries that
+ * result.
+ * @par Example
+ * @snippet pavo_requests.c pavo_logout
  * @param eventid returned in the event of the answer.
  * @return PAVO_STATUS_SUCCESS when the answer arrived (even a refusal: see
  *        tpavo_result::resultcode); PAVO_STATUS_FAILURE_NOTLOGINED (-2) before login, with
@@ -1054,6 +1160,14 @@ pavo_status_t pavo_logout(unsigned eventid);
  * its own); the answer reaches the callback of slot PAVO_CALLBACK_EPG as event EPAVO_RECHARGE
  * when the application calls pavo_checkmessage(). The answer's data is a
  * tpavo_rechargeresponse (DATATYPE_RECHARGERESULT).
+ *
+ * With the application profile: a failed transfer, an HTTP status other than 200 or an answer
+ * that is not the platform's XML returns PAVO_STATUS_FAILURE and leaves a result of its class
+ * (pavo_resultclass_t, with the reason in resultmsg and pavo_getlasterrortext()); in
+ * asynchronous mode the request returns as soon as it is queued and the event carries that
+ * result.
+ * @par Example
+ * @snippet pavo_requests.c pavo_recharge
  * @param eventid returned in the event of the answer.
  * @param rechargetype the kind of recharge, sent as ChargeType.
  * @param rechargeparam what is recharged (a voucher code or a number of points), at most 255
@@ -1076,6 +1190,14 @@ pavo_status_t pavo_recharge(unsigned eventid, int rechargetype, const char* rech
  * EPAVO_QUERYCATEGORYLIST when the application calls pavo_checkmessage(). The answer's data is
  * a list of tpavo_category (DATATYPE_CATEGORYLIST), paged as totalcount, datacount, pageindex
  * and pagesize say.
+ *
+ * With the application profile: a failed transfer, an HTTP status other than 200 or an answer
+ * that is not the platform's XML returns PAVO_STATUS_FAILURE and leaves a result of its class
+ * (pavo_resultclass_t, with the reason in resultmsg and pavo_getlasterrortext()); in
+ * asynchronous mode the request returns as soon as it is queued and the event carries that
+ * result.
+ * @par Example
+ * @snippet pavo_requests.c pavo_querycategorylist
  * @param eventid returned in the event of the answer.
  * @param parentcategorycode the parent category; empty or NULL for the top level.
  * @param pageindex page to answer, from 1.
@@ -1098,6 +1220,14 @@ pavo_status_t pavo_querycategorylist(unsigned eventid, const char* parentcategor
  * its own); the answer reaches the callback of slot PAVO_CALLBACK_EPG as event
  * EPAVO_QUERYCATEGORYITEMLIST when the application calls pavo_checkmessage(). The answer's
  * data is a list of tpavo_item (DATATYPE_ITEMLIST).
+ *
+ * With the application profile: a failed transfer, an HTTP status other than 200 or an answer
+ * that is not the platform's XML returns PAVO_STATUS_FAILURE and leaves a result of its class
+ * (pavo_resultclass_t, with the reason in resultmsg and pavo_getlasterrortext()); in
+ * asynchronous mode the request returns as soon as it is queued and the event carries that
+ * result.
+ * @par Example
+ * @snippet pavo_requests.c pavo_querycategoryitemlist
  * @param eventid returned in the event of the answer.
  * @param categorycode the category.
  * @param pageindex page to answer, from 1.
@@ -1123,6 +1253,14 @@ pavo_status_t pavo_querycategoryitemlist(unsigned eventid, const char* categoryc
  * EPAVO_QUERYRELATEITEMLIST when the application calls pavo_checkmessage(). The answer's data
  * is a list of tpavo_item: its datatype is DATATYPE_ITEMLIST in synchronous mode and
  * DATATYPE_RELATIVEITEMLIST through a callback (the same record).
+ *
+ * With the application profile: a failed transfer, an HTTP status other than 200 or an answer
+ * that is not the platform's XML returns PAVO_STATUS_FAILURE and leaves a result of its class
+ * (pavo_resultclass_t, with the reason in resultmsg and pavo_getlasterrortext()); in
+ * asynchronous mode the request returns as soon as it is queued and the event carries that
+ * result.
+ * @par Example
+ * @snippet pavo_requests.c pavo_queryrelateitemlist
  * @param eventid returned in the event of the answer.
  * @param type the item's type (a tpavo_itemtype_t).
  * @param code the item's code.
@@ -1148,6 +1286,14 @@ pavo_status_t pavo_queryrelateitemlist(unsigned eventid, int type, const char* c
  * its own); the answer reaches the callback of slot PAVO_CALLBACK_EPG as event
  * EPAVO_QUERYCATEGORYITEMDETAIL when the application calls pavo_checkmessage(). The answer's
  * data is one tpavo_item (DATATYPE_ITEM).
+ *
+ * With the application profile: a failed transfer, an HTTP status other than 200 or an answer
+ * that is not the platform's XML returns PAVO_STATUS_FAILURE and leaves a result of its class
+ * (pavo_resultclass_t, with the reason in resultmsg and pavo_getlasterrortext()); in
+ * asynchronous mode the request returns as soon as it is queued and the event carries that
+ * result.
+ * @par Example
+ * @snippet pavo_requests.c pavo_queryitemdetail
  * @param eventid returned in the event of the answer.
  * @param categorycode the item's category.
  * @param itemtype the item's type.
@@ -1170,6 +1316,14 @@ pavo_status_t pavo_queryitemdetail(unsigned eventid, const char* categorycode,
  * its own); the answer reaches the callback of slot PAVO_CALLBACK_EPG as event
  * EPAVO_QUERYSCHEDULELIST when the application calls pavo_checkmessage(). The answer's data is
  * a list of tpavo_schedule (DATATYPE_SCHEDULELIST).
+ *
+ * With the application profile: a failed transfer, an HTTP status other than 200 or an answer
+ * that is not the platform's XML returns PAVO_STATUS_FAILURE and leaves a result of its class
+ * (pavo_resultclass_t, with the reason in resultmsg and pavo_getlasterrortext()); in
+ * asynchronous mode the request returns as soon as it is queued and the event carries that
+ * result.
+ * @par Example
+ * @snippet pavo_requests.c pavo_queryschedulelist
  * @param eventid returned in the event of the answer.
  * @param channelcode the channel.
  * @param startdate first date, as the platform takes it (empty: no bound).
@@ -1195,6 +1349,14 @@ pavo_status_t pavo_queryschedulelist(unsigned eventid, const char* channelcode,
  * its own); the answer reaches the callback of slot PAVO_CALLBACK_AAA as event
  * EPAVO_QUERYPLAYURL when the application calls pavo_checkmessage(). The answer's data is a
  * tpavo_playresponse (DATATYPE_QUERYPLAYURLRESULT).
+ *
+ * With the application profile: a failed transfer, an HTTP status other than 200 or an answer
+ * that is not the platform's XML returns PAVO_STATUS_FAILURE and leaves a result of its class
+ * (pavo_resultclass_t, with the reason in resultmsg and pavo_getlasterrortext()); in
+ * asynchronous mode the request returns as soon as it is queued and the event carries that
+ * result.
+ * @par Example
+ * @snippet pavo_requests.c pavo_queryplayurl
  * @param eventid returned in the event of the answer.
  * @param categorycode the item's category.
  * @param itemtype the item's type.
@@ -1224,6 +1386,14 @@ pavo_status_t pavo_queryplayurl(unsigned eventid, const char* categorycode,
  * EPAVO_QUERYEXTSERVICE when the application calls pavo_checkmessage(). The answer is handed
  * over raw: data is extserviceresponse, datasize bytes without a terminating NUL
  * (DATATYPE_EXTSERVICERESULT).
+ *
+ * With the application profile: a failed transfer, an HTTP status other than 200 or an answer
+ * that is not the platform's XML returns PAVO_STATUS_FAILURE and leaves a result of its class
+ * (pavo_resultclass_t, with the reason in resultmsg and pavo_getlasterrortext()); in
+ * asynchronous mode the request returns as soon as it is queued and the event carries that
+ * result.
+ * @par Example
+ * @snippet pavo_requests.c pavo_queryextendservice
  * @param eventid returned in the event of the answer.
  * @param servicecode the service.
  * @param serviceparam its parameter text.
@@ -1253,6 +1423,14 @@ unsigned char pavo_toHex(unsigned char x);
  * its own); the answer reaches the callback of slot PAVO_CALLBACK_TMMANAGE as event
  * EPAVO_UPGRADEOS when the application calls pavo_checkmessage(). The answer's data is a
  * tpavo_upgradeosresponse (DATATYPE_UPGRADEOSRESULT).
+ *
+ * With the application profile: a failed transfer, an HTTP status other than 200 or an answer
+ * that is not the platform's XML returns PAVO_STATUS_FAILURE and leaves a result of its class
+ * (pavo_resultclass_t, with the reason in resultmsg and pavo_getlasterrortext()); in
+ * asynchronous mode the request returns as soon as it is queued and the event carries that
+ * result.
+ * @par Example
+ * @snippet pavo_requests.c pavo_upgradeos
  * @param eventid returned in the event of the answer.
  * @return PAVO_STATUS_SUCCESS when the answer arrived (even a refusal: see
  *        tpavo_result::resultcode); PAVO_STATUS_FAILURE_NOTLOGINED (-2) before login, with
@@ -1271,6 +1449,14 @@ pavo_status_t pavo_upgradeos(unsigned eventid);
  * its own); the answer reaches the callback of slot PAVO_CALLBACK_TMMANAGE as event
  * EPAVO_UPGRADERES when the application calls pavo_checkmessage(). The answer's data is a
  * tpavo_upgraderesresponse (DATATYPE_UPGRADERESRESULT).
+ *
+ * With the application profile: a failed transfer, an HTTP status other than 200 or an answer
+ * that is not the platform's XML returns PAVO_STATUS_FAILURE and leaves a result of its class
+ * (pavo_resultclass_t, with the reason in resultmsg and pavo_getlasterrortext()); in
+ * asynchronous mode the request returns as soon as it is queued and the event carries that
+ * result.
+ * @par Example
+ * @snippet pavo_requests.c pavo_upgraderes
  * @param eventid returned in the event of the answer.
  * @return PAVO_STATUS_SUCCESS when the answer arrived (even a refusal: see
  *        tpavo_result::resultcode); PAVO_STATUS_FAILURE_NOTLOGINED (-2) before login, with
@@ -1287,6 +1473,17 @@ pavo_status_t pavo_upgraderes(unsigned eventid);
  * the transfer's httpecode and httpretcode. In asynchronous mode the call pauses 100 seconds
  * like the other requests, and the callback of slot PAVO_CALLBACK_EPG receives event
  * EPAVO_RESOURCEDOWNLOAD with NULL data.
+ *
+ * With the application profile: a failed transfer, an HTTP status other than 200 or an answer
+ * that is not the platform's XML returns PAVO_STATUS_FAILURE and leaves a result of its class
+ * (pavo_resultclass_t, with the reason in resultmsg and pavo_getlasterrortext()); in
+ * asynchronous mode the request returns as soon as it is queued and the event carries that
+ * result.
+ *
+ * With the application profile (strictlocal): a file that cannot be created or fully
+ * written is a failure, and no partial file is left behind.
+ * @par Example
+ * @snippet pavo_requests.c pavo_downloadresource
  * @param eventid returned in the event.
  * @param resourceurl the URL.
  * @param localpath the file to create or truncate.
@@ -1302,6 +1499,14 @@ pavo_status_t pavo_downloadresource(unsigned eventid, const char* resourceurl,
  *
  * In asynchronous mode the call pauses 100 seconds like the other requests, and the callback
  * of slot PAVO_CALLBACK_TMMANAGE receives event EPAVO_STATUSREPORT with NULL data.
+ *
+ * With the application profile: a failed transfer, an HTTP status other than 200 or an answer
+ * that is not the platform's XML returns PAVO_STATUS_FAILURE and leaves a result of its class
+ * (pavo_resultclass_t, with the reason in resultmsg and pavo_getlasterrortext()); in
+ * asynchronous mode the request returns as soon as it is queued and the event carries that
+ * result.
+ * @par Example
+ * @snippet pavo_requests.c pavo_statusreport
  * @param eventid returned in the event.
  * @return PAVO_STATUS_SUCCESS, PAVO_STATUS_FAILURE_NOTLOGINED (-2) before login, with nothing
  *        sent and the last result untouched, or PAVO_STATUS_FAILURE when the transfer failed.

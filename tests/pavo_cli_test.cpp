@@ -75,6 +75,14 @@ TEST(PavoCli, EverySubcommandAnswersFromTheSimulatorsData) {
         {"categories", 2, "", "", "", "", "", "/Service/QueryCategory"},
         {"frob", 3, "", "", "", "", "", ""},
         {"detail C0101", 3, "", "", "", "", "", ""},
+        // The conventions of curl and git: --version, --opt=value, "--", negative numbers, a
+        // work directory made when missing, a page that is not a number, async exit codes.
+        {"--version", 0, "", "", "", "", "", ""},
+        {"--workdir={dir}/new/dir status", 0, "/data/state", "", "", "", "inited", ""},
+        {"categories C01 1 -5", 0, "/resultcode", "", "", "", "0", ""},
+        {"-- categories -C01", 1, "/resultcode", "", "", "", "-201", ""},
+        {"items C0101 first", 3, "", "", "", "", "", ""},
+        {"--async categories", 2, "", "", "", "", "", "/Service/QueryCategory"},
     };
     for (const CliCase& c : cases) {
         SCOPED_TRACE(c.args);
@@ -108,6 +116,10 @@ TEST(PavoCli, EverySubcommandAnswersFromTheSimulatorsData) {
     }
     EXPECT_EQ(read_file(dir.file("skin.res")),
               read_file(PAVO_SIM_DATA "/files/skin-2026.01.res"));
+    std::string to_stdout = std::string(PAVO_CLI_PATH) + " --workdir " + dir.path() + " download " +
+                            sim.base_url() + "/files/skin-2026.01.res - >" + dir.file("piped");
+    EXPECT_EQ(system(to_stdout.c_str()), 0);
+    EXPECT_EQ(read_file(dir.file("piped")), read_file(dir.file("skin.res")));
 }
 
 #ifdef PAVO_EXAMPLE_DIR

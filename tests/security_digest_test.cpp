@@ -144,3 +144,16 @@ TEST(Base64Codecs, EachCodecsOwnTolerance)
     for (const auto& [encoded, plain] : cases)
         EXPECT_EQ(Base64().base64_decode(std::string(encoded)), plain) << encoded;
 }
+
+// A null context or output is ignored: the call returns instead of writing through it.
+TEST(Sha1, NullContextOrOutputIsIgnored)
+{
+    unsigned char digest[20] = {0};
+    pavo_sha1starts(nullptr);
+    pavo_sha1update(nullptr, digest, 1);
+    pavo_sha1finish(nullptr, digest);
+    sha1(digest, 1, nullptr);
+    pavo_sha1hmac_starts(nullptr, digest, 1);
+    pavo_sha1hmac_finish(nullptr, nullptr);
+    EXPECT_EQ(digest[0], 0);
+}

@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,6 +13,11 @@
 
 #ifndef PAVO_TERMINAL_PATH
 #define PAVO_TERMINAL_PATH ""  // the example is not built
+#endif
+#ifndef PAVO_SYNC_PATH
+#define PAVO_SYNC_PATH ""
+#define PAVO_ASYNC_PATH ""
+#define PAVO_README_PATH ""
 #endif
 
 namespace pavo_test {
@@ -90,6 +96,44 @@ TEST_F(ExampleSession, RunsInBothModesAndFailsOnAPlatformRefusal)
             EXPECT_NE(run.output.find(text), std::string::npos) << text << "\n" << run.output;
         for (const std::string& text : c.not_shown)
             EXPECT_EQ(run.output.find(text), std::string::npos) << text << "\n" << run.output;
+    }
+}
+
+// The guide's programs and the README's, with the application profile: on success only their
+// own lines on stdout; on a failure exit 1, nothing on stdout and one line on stderr.
+TEST_F(ExampleSession, SmallProgramsPrintOnlyTheirOwnLinesAndFailWithOne)
+{
+    if (*PAVO_README_PATH == '\0')
+        GTEST_SKIP() << "the examples are not built";
+    const std::string refused = "http://127.0.0.1:" + std::to_string(refused_port()) + "/Open";
+    struct Case {
+        const char* program;
+        bool reachable;
+        int exit_status;
+        const char* out_start;  // stdout begins with this
+        const char* err;        // stderr holds only this line's start
+    } cases[] = {
+        {PAVO_SYNC_PATH, true, 0, "logged in as u1001\ncategory ", ""},
+        {PAVO_ASYNC_PATH, true, 0, "logged in as u1001\ncategory ", ""},
+        {PAVO_README_PATH, true, 0, "logged in as u1001\n", ""},
+        {PAVO_SYNC_PATH, false, 1, "", "open: transfer to "},
+        {PAVO_ASYNC_PATH, false, 1, "", "event 4 failed: -9001 the transfer failed: no HTTP answer: Couldn't connect"},
+        {PAVO_README_PATH, false, 1, "", "login failed: transfer to "},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.program) + (c.reachable ? "" : " refused"));
+        TempDir dir;
+        const std::string url = c.reachable ? sim_->open_url() : refused;
+        write_korix_conf(dir.path(), {{"openurl", url}});
+        const std::string command = std::string("timeout 60 ") + c.program + " " + dir.path() +
+                                    (c.program == std::string(PAVO_README_PATH) ? " " + url : "") +
+                                    " >" + dir.file("out") + " 2>" + dir.file("err");
+        int status = system(command.c_str());
+        EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, c.exit_status);
+        EXPECT_EQ(read_file(dir.file("out")).rfind(c.out_start, 0), 0u) << read_file(dir.file("out"));
+        std::string err = read_file(dir.file("err"));
+        EXPECT_EQ(err.rfind(c.err, 0), 0u) << err;
+        EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), c.err[0] != '\0' ? 1 : 0) << err;
     }
 }
 

@@ -10,6 +10,7 @@
 #include <string.h>
 
 #include "parse/pavo_parse_frame.h"
+#include "runtime/pavo_runtime.h"
 
 namespace {
 
@@ -115,7 +116,7 @@ tpavo_result* pavo_parse(const char* xmldata, size_t datasize, tpavo_datatype da
 
 void pavo_test_parse(const char* xmldata)
 {
-    printf("begin test parse:%s\r\n", xmldata != nullptr ? xmldata : "");
+    pavo_inner_diagnostic(stdout, "begin test parse:%s\r\n", xmldata != nullptr ? xmldata : "");
 }
 
 // Overflow wraps silently in 64 bits, as the platform's clients expect.

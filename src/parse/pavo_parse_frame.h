@@ -80,6 +80,7 @@ bool pavo_take_record(void);        /* false, and the parse out, past the budget
 /* Frame */
 tpavo_result* pavo_parse_answer(const char* xmldata, const pavo_answer_kind& kind);
 tpavo_result* pavo_new_failure_result(void);
+bool pavo_inner_isplatformanswer(const char* xmldata); /* pavo_parse_check.cpp */
 
 /* Text and number fields */
 char* pavo_copy_text(const std::string& text);

@@ -11,6 +11,7 @@
 #include <string.h>
 
 #include "runtime/pavo_defmempool.h"
+#include "runtime/pavo_runtime.h"
 #include "runtime/pavo_mutex.h"
 
 static_assert(sizeof(pavo_mp_block) % alignof(max_align_t) == 0,
@@ -137,7 +138,7 @@ void pavo_mp_destroy(void* context_data)
     // Blocks still held by callers are not tracked and stay theirs.
     MyMutexDestruct(pool->protecter);
     MyMemPoolFree(nullptr, pool);
-    printf("[%s:%d]pavo_mp_destroy %lx %d blk has been free\r\n", __FILE_NAME__, __LINE__, address,
+    pavo_inner_diagnostic(stdout, "[%s:%d]pavo_mp_destroy %lx %d blk has been free\r\n", __FILE_NAME__, __LINE__, address,
            count);
 }
 
@@ -150,13 +151,13 @@ void pavo_mp_view(void* context_data, void* info, size_t info_size)
     {
         MyMutexGuard lock(pool->protecter);
         for (pavo_mp_block* head : pool->blk) {
-            printf("[%s:%d]blk : %lx\r\n", __FILE_NAME__, __LINE__,
+            pavo_inner_diagnostic(stdout, "[%s:%d]blk : %lx\r\n", __FILE_NAME__, __LINE__,
                    static_cast<unsigned long>(reinterpret_cast<uintptr_t>(head)));
             for (pavo_mp_block* block = head; block != nullptr; block = block->next)
                 ++count;
         }
     }
-    printf("[%s:%d]pavo_mp mem pool has blk : %d\r\n\r\n", __FILE_NAME__, __LINE__, count);
+    pavo_inner_diagnostic(stdout, "[%s:%d]pavo_mp mem pool has blk : %d\r\n\r\n", __FILE_NAME__, __LINE__, count);
     // Only a 4-byte buffer receives the count.
     static_assert(sizeof(int) == 4, "the count is stored as a 4-byte int");
     if (info != nullptr && info_size == 4)

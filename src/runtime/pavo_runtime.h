@@ -8,6 +8,7 @@
 #define PAVO_RUNTIME_H
 
 #include <stddef.h>
+#include <stdio.h>
 
 #include "pavo.h"
 #include "runtime/pavo_format.h"
@@ -39,6 +40,14 @@ int pavo_inner_takemessage(pavo_messagecallback* cb, void** cbdata);
 /* Refuses every later dispatch of the worker pool (-1), and those waiting for a
  * worker now; jobs already running go on. -1 for a null pool. */
 int pool_close(t_threadpool pool);
+
+/* Upward hooks into the service's log (pavo_log.cpp, pavo_log_secrets.cpp). */
+/* text, or PAVO_SECRET_MARK when "hidesecrets" is on: for values that are
+ * secret wherever they are logged. */
+const char* pavo_inner_logsecret(const char* text);
+/* A runtime diagnostic: written to stream as it always was, or, with
+ * "quietconsole" on, only to the log callback at debug level. */
+void pavo_inner_diagnostic(FILE* stream, const char* format, ...) PAVO_PRINTF_LIKE(2, 3);
 
 #ifdef __cplusplus
 }

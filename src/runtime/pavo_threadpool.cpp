@@ -74,7 +74,7 @@ int start_worker(_threadpool* pool, dispatch_fn fn, void* arg)
 {
     _thread* worker = static_cast<_thread*>(malloc(sizeof(_thread)));
     if (worker == nullptr) {
-        puts("cannot create thread");
+        pavo_inner_diagnostic(stdout, "cannot create thread\n");
         return -1;
     }
     worker->id = sp_thread_t();
@@ -90,14 +90,14 @@ int start_worker(_threadpool* pool, dispatch_fn fn, void* arg)
     pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
     pthread_attr_setstacksize(&attr, worker_stack_size());
     if (pthread_create(&worker->id, &attr, wrapper_fn, worker) != 0) {
-        puts("cannot create thread");
+        pavo_inner_diagnostic(stdout, "cannot create thread\n");
         pthread_mutex_destroy(&worker->mutex);
         pthread_cond_destroy(&worker->cond);
         free(worker);
         return -1;
     }
     pool->tp_total++;
-    printf("create thread#%ld\n", static_cast<long>(worker->id));
+    pavo_inner_diagnostic(stdout, "create thread#%ld\n", static_cast<long>(worker->id));
     return 0;
 }
 
@@ -113,7 +113,7 @@ t_threadpool create_threadpool(int num_threads_in_pool)
     _thread** stack =
         static_cast<_thread**>(calloc(PAVO_THREADPOOL_STACK, sizeof(_thread*)));
     if (pool == nullptr || stack == nullptr) {
-        fprintf(stderr, "Out of memory creating a new threadpool!\n");
+        pavo_inner_diagnostic(stderr, "Out of memory creating a new threadpool!\n");
         free(pool);
         free(stack);
         return nullptr;
@@ -209,7 +209,7 @@ void destroy_threadpool(t_threadpool handle)
     // wake-up must neither stop a running job's worker before it parks nor
     // free the pool while a worker still counts itself in it.
     if (pool->tp_index < pool->tp_total) {
-        printf("waiting for %d thread(s) to finish\n", pool->tp_total - pool->tp_index);
+        pavo_inner_diagnostic(stdout, "waiting for %d thread(s) to finish\n", pool->tp_total - pool->tp_index);
         while (pool->tp_index < pool->tp_total)
             pthread_cond_wait(&pool->tp_full, &pool->tp_mutex);
     }
@@ -221,7 +221,7 @@ void destroy_threadpool(t_threadpool handle)
         pthread_mutex_unlock(&worker->mutex);
     }
     if (pool->tp_total > 0) {
-        printf("waiting for %d thread(s) to exit\n", pool->tp_total);
+        pavo_inner_diagnostic(stdout, "waiting for %d thread(s) to exit\n", pool->tp_total);
         while (pool->tp_total > 0)
             pthread_cond_wait(&pool->tp_empty, &pool->tp_mutex);
     }

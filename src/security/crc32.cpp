@@ -5,6 +5,7 @@
  * calls it.
  */
 #include "pavo.h"
+#include "runtime/pavo_runtime.h"
 
 #include <array>
 #include <cstdint>
@@ -41,7 +42,7 @@ int crc_of_stream(FILE* stream, uint32_t* crc)
     while ((got = std::fread(chunk, 1, sizeof chunk, stream)) > 0)
         *crc = static_cast<uint32_t>(Crc32_ComputeBuf(*crc, chunk, got));
     if (std::ferror(stream)) {
-        std::fputs("error reading file\n", stderr);
+        pavo_inner_diagnostic(stderr, "error reading file\n");
         return -1;
     }
     return 0;

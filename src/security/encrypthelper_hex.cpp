@@ -3,6 +3,7 @@
  * its callers use: upper-case hex in both directions, the SHA-1 digest as hex
  * text, and the byte-order helpers.
  */
+#include "runtime/pavo_runtime.h"
 #include "security/encrypthelper.h"
 
 #include <cstdint>
@@ -80,10 +81,10 @@ int pavo_is_little_endian(void)
 uint64_t pavo_convert_to_bigendian(uint64_t num)
 {
     if (pavo_is_little_endian()) {
-        std::fputs("is little endian, convert to big endian", stdout);
+        pavo_inner_diagnostic(stdout, "is little endian, convert to big endian");
         return __builtin_bswap64(num);
     }
-    std::fputs("is big endian", stdout);
+    pavo_inner_diagnostic(stdout, "is big endian");
     return num;
 }
 

@@ -81,8 +81,11 @@ void process_block(pavo_sha1context* ctx, const unsigned char block[kBlockSize])
 
 extern "C" {
 
+// A null context or output is ignored rather than written through.
 void pavo_sha1starts(pavo_sha1context* ctx)
 {
+    if (ctx == nullptr)
+        return;
     ctx->total[0] = 0;
     ctx->total[1] = 0;
     ctx->state[0] = 0x67452301;
@@ -94,7 +97,7 @@ void pavo_sha1starts(pavo_sha1context* ctx)
 
 void pavo_sha1update(pavo_sha1context* ctx, const unsigned char* input, int ilen)
 {
-    if (ilen <= 0 || input == nullptr)
+    if (ctx == nullptr || ilen <= 0 || input == nullptr)
         return;
     uint32_t length = static_cast<uint32_t>(ilen);
     uint32_t pending = ctx->total[0] & 0x3F;
@@ -121,6 +124,8 @@ void pavo_sha1update(pavo_sha1context* ctx, const unsigned char* input, int ilen
 
 void pavo_sha1finish(pavo_sha1context* ctx, unsigned char output[20])
 {
+    if (ctx == nullptr || output == nullptr)
+        return;
     uint32_t high = (ctx->total[0] >> 29) | (ctx->total[1] << 3);
     uint32_t low = ctx->total[0] << 3;
     unsigned char bit_length[8];
@@ -138,6 +143,8 @@ void pavo_sha1finish(pavo_sha1context* ctx, unsigned char output[20])
 
 void sha1(const unsigned char* input, int ilen, unsigned char output[20])
 {
+    if (output == nullptr)
+        return;
     pavo_sha1context ctx;
     pavo_sha1starts(&ctx);
     pavo_sha1update(&ctx, input, ilen);
@@ -169,6 +176,8 @@ int pavo_sha1file(const char* path, unsigned char output[20])
 void pavo_sha1hmac_starts(pavo_sha1context* ctx, const unsigned char* key, int keylen)
 {
     unsigned char hashed_key[kDigestSize];
+    if (ctx == nullptr)
+        return;
     if (key == nullptr || keylen < 0)
         keylen = 0;
     if (keylen > kBlockSize) {
@@ -195,6 +204,8 @@ void pavo_sha1hmac_update(pavo_sha1context* ctx, const unsigned char* input, int
 void pavo_sha1hmac_finish(pavo_sha1context* ctx, unsigned char output[20])
 {
     unsigned char inner[kDigestSize];
+    if (ctx == nullptr || output == nullptr)
+        return;
     pavo_sha1finish(ctx, inner);
     pavo_sha1starts(ctx);
     pavo_sha1update(ctx, ctx->opad, kBlockSize);

@@ -40,6 +40,7 @@ int pavo_global_init(void)
     g_pavo_env.initref = 0;
     g_pavo_env.safeconfig = 1;
     // funcmode stays 0 (asynchronous) until pavo_init sets it.
+    pavo_inner_applyprofile(&g_pavo_env);
     g_global_inited = 1;
     return 0;
 }

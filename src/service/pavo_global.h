@@ -84,8 +84,16 @@ typedef struct __tpavo_env {
     int streamdownloads; /* 1: downloads go to a temporary file as they arrive, renamed at 200 */
     int maxanswersize; /* bytes of an answer kept in memory */
     int maxrecords;    /* records one parse may create */
-    int strictlocal;   /* 1: a local file that cannot be written fails the call */
     int safeconfig;    /* 1: korix.conf takes only entries it can keep whole */
+    /* The application profile's behaviours (pavo_profile.cpp); 0 is the documented one,
+     * except loglevel, documented at 3 (everything). */
+    int loglevel;     /* highest pavo_loglevel_t that is written */
+    int quietconsole; /* nothing on standard output or error */
+    int hidesecrets;  /* tokens and authenticators masked in log lines */
+    int errorresults; /* failed requests give a result of a negative class */
+    int asyncnowait;  /* asynchronous requests return once queued */
+    int wholekeys;    /* korix.conf keys matched whole, not by prefix */
+    int strictlocal;  /* local writes that fail are failures */
 } tpavo_env;
 
 #ifdef __cplusplus
@@ -120,12 +128,30 @@ int pavo_iner_freeresult(tpavo_result* result);
 int pavo_iner_freeresultitem(tpavo_result* result);
 void pavo_iner_dumpresult(tpavo_result* result);
 
+/* Application profile (pavo_profile.cpp): the behaviour fields as the profile
+ * in force sets them; the default of a behaviour key of korix.conf. */
+void pavo_inner_applyprofile(tpavo_env* env);
+int pavo_inner_profiledefault(const char* key, int fallback);
+int pavo_inner_profileactive(void);
+
+/* Error record (pavo_error.cpp): per thread, set by failing calls. The text is
+ * formatted from the library's own fixed formats only. */
+void pavo_inner_seterror(int status, const char* format, ...) PAVO_PRINTF_LIKE(2, 3);
+
+/* What stands in a log line for a secret value when "hidesecrets" is on. */
+#define PAVO_SECRET_MARK "<hidden>"
+
 /* Session property internals */
 char* pavo_getusertoken(void);
 void pavo_setusertoken(const char* usertoken);
 
 #ifdef __cplusplus
 }
+
+#include <string>
+/* text with the values of its secret fields replaced by PAVO_SECRET_MARK
+ * (pavo_log_secrets.cpp); may throw std::bad_alloc. */
+std::string pavo_inner_hidesecrets(const char* text);
 #endif
 
 #endif /* PAVO_GLOBAL_H */

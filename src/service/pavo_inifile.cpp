@@ -12,6 +12,7 @@
 #include <string.h>
 
 #include "runtime/pavo_runtime.h"
+#include "service/pavo_global.h"
 #include "service/pavo_inifile.h"
 
 namespace {
@@ -133,6 +134,8 @@ int parse_file(const char* section, const char* key, const char* buf, int* sec_s
     assert(section != __null && strlen(section));
     assert(key != __null && strlen(key));
     *sec_s = *sec_e = *key_s = *key_e = *value_s = *value_e = -1;
+    // "wholekeys": a file key answers only for itself, not for longer keys.
+    const bool whole_keys = pavo_relaxed_load(g_pavo_env.wholekeys) != 0;
 
     int i = 0;
     while (buf[i] != '\0') {
@@ -166,9 +169,11 @@ int parse_file(const char* section, const char* key, const char* buf, int* sec_s
                     memchr(buf + line_start, '=', static_cast<size_t>(line_end - line_start)));
                 // Same prefix rule for keys: a file key that is a prefix of
                 // the wanted key answers for it.
+                const size_t key_length =
+                    equals != nullptr ? static_cast<size_t>(equals - buf - line_start) : 0;
                 if (equals != nullptr &&
-                    strncmp(key, buf + line_start, static_cast<size_t>(equals - buf - line_start)) ==
-                        0) {
+                    strncmp(key, buf + line_start, key_length) == 0 &&
+                    (!whole_keys || key[key_length] == '\0')) {
                     int equals_at = static_cast<int>(equals - buf);
                     *key_s = line_start;
                     *key_e = equals_at - 1;

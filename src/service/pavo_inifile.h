@@ -43,7 +43,7 @@ int pavo_inner_inivaluefits(const char* value);
 /* write_profile_string that changes nothing unless the whole entry fits: no
  * line break, 0xFF byte, "=" in the key, "]" in the section, no file that
  * was read only in part, no text past the buffer; the new file replaces the
- * old by rename. 1 written, 0 refused or failed. */
+ * old by rename. 1 written, 0 refused, -1 the file could not be written. */
 int pavo_inner_writeprofile_whole(const char* section, const char* key, const char* value,
                                   const char* file);
 

@@ -113,7 +113,7 @@ int pavo_inner_writeprofile_whole(const char* section, const char* key, const ch
     if (!pavo_inner_rebuildini(section, key, value, old_text, old_size, new_text, &new_size) ||
         !reads_back(section, key, value, new_text))
         return 0;
-    return replace_file(file, new_text, new_size) ? 1 : 0;
+    return replace_file(file, new_text, new_size) ? 1 : -1;
 }
 
 }  // extern "C"

@@ -2,11 +2,15 @@
  * pavo_log.cpp - the library's log: four printf-style calls with their colour
  * sequences on the console, of which only the information level honours the
  * log mode and reaches the log file "pavo.log"; plus the console-only log_*
- * set. Opened and closed by the lifecycle in pavo_service.cpp.
+ * set. The application's log callback, the level threshold, the quiet console
+ * and the masking of secrets are routed here too. Opened and closed by the
+ * lifecycle in pavo_service.cpp.
  */
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
+
+#include <string>
 
 #include "service/pavo_global.h"
 
@@ -49,6 +53,35 @@ private:
     char* heap_ = nullptr;
 };
 
+// The application's callback and its data; outside g_pavo_env so that they
+// outlive pavo_cleanup.
+struct LogSink {
+    pavo_logcallback callback;
+    void* userdata;
+};
+LogSink g_sink = {nullptr, nullptr};
+pthread_mutex_t g_sink_lock = PTHREAD_MUTEX_INITIALIZER;
+
+// The lock is taken only once a callback was set, so the documented path
+// pays one relaxed load.
+LogSink current_sink()
+{
+    if (pavo_relaxed_load(g_sink.callback) == nullptr)
+        return {nullptr, nullptr};
+    pthread_mutex_lock(&g_sink_lock);
+    LogSink sink = g_sink;
+    pthread_mutex_unlock(&g_sink_lock);
+    return sink;
+}
+
+// Before the record is first set up every level is written, as documented.
+bool level_passes(int level)
+{
+    return g_global_inited == 0 || level <= pavo_relaxed_load(g_pavo_env.loglevel);
+}
+
+bool console_quiet() { return pavo_relaxed_load(g_pavo_env.quietconsole) != 0; }
+
 // The colour sequences reach standard output even when the text itself does
 // not (information level with the console bit clear).
 void write_console(const char* colour, const char* text, bool show_text)
@@ -61,53 +94,138 @@ void write_console(const char* colour, const char* text, bool show_text)
     funlockfile(stdout);
 }
 
-PAVO_PRINTF_LIKE(2, 0)
-void log_console_only(const char* colour, const char* format, va_list args)
+// The callback gets one line: no line ends around it and no carriage returns.
+void call_sink(const LogSink& sink, int level, const char* text)
 {
-    FormattedText message(format, args);
-    write_console(colour, message.text(), true);
+    std::string line;
+    try {
+        for (const char* at = text; *at != '\0'; ++at)
+            if (*at != '\r')
+                line += *at;
+        size_t first = line.find_first_not_of('\n');
+        if (first == std::string::npos)
+            return;
+        line = line.substr(first, line.find_last_not_of('\n') - first + 1);
+    } catch (...) {
+        return;
+    }
+    sink.callback(level, line.c_str(), sink.userdata);
+}
+
+// A formatted message with its secrets masked when "hidesecrets" is on.
+class LogLine {
+public:
+    // Argument 1 is the implicit this.
+    PAVO_PRINTF_LIKE(2, 0) LogLine(const char* format, va_list args) : message_(format, args)
+    {
+        if (pavo_relaxed_load(g_pavo_env.hidesecrets) == 0)
+            return;
+        try {
+            masked_ = pavo_inner_hidesecrets(message_.text());
+            use_masked_ = true;
+        } catch (...) {
+            masked_.clear();
+            use_masked_ = true;  // nothing rather than a secret
+        }
+    }
+    const char* text() const { return use_masked_ ? masked_.c_str() : message_.text(); }
+
+private:
+    FormattedText message_;
+    std::string masked_;
+    bool use_masked_ = false;
+};
+
+PAVO_PRINTF_LIKE(3, 0)
+void log_console_only(int level, const char* colour, const char* format, va_list args)
+{
+    if (!level_passes(level))
+        return;
+    const bool quiet = console_quiet();
+    LogSink sink = current_sink();
+    if (quiet && sink.callback == nullptr)
+        return;
+    LogLine message(format, args);
+    if (!quiet)
+        write_console(colour, message.text(), true);
+    if (sink.callback != nullptr)
+        call_sink(sink, level, message.text());
 }
 
 }  // namespace
 
 extern "C" {
 
-// The console-only calls differ only in their colour.
-#define PAVO_CONSOLE_LOG(name, colour)              \
-    void name(const char* format, ...)              \
-    {                                               \
-        va_list args;                               \
-        va_start(args, format);                     \
-        log_console_only(colour, format, args);     \
-        va_end(args);                               \
+// The console-only calls differ only in their level and colour.
+#define PAVO_CONSOLE_LOG(name, level, colour)           \
+    void name(const char* format, ...)                  \
+    {                                                   \
+        va_list args;                                   \
+        va_start(args, format);                         \
+        log_console_only(level, colour, format, args);  \
+        va_end(args);                                   \
     }
 
-PAVO_CONSOLE_LOG(pavo_log_err, kRed)
-PAVO_CONSOLE_LOG(pavo_log_warn, kYellow)
-PAVO_CONSOLE_LOG(pavo_log_debug, "")
-PAVO_CONSOLE_LOG(log_err, kRed)
-PAVO_CONSOLE_LOG(log_warn, kYellow)
-PAVO_CONSOLE_LOG(log_info, kGreen)
-PAVO_CONSOLE_LOG(log_debug, "")
+PAVO_CONSOLE_LOG(pavo_log_err, PAVO_LOG_ERROR, kRed)
+PAVO_CONSOLE_LOG(pavo_log_warn, PAVO_LOG_WARNING, kYellow)
+PAVO_CONSOLE_LOG(pavo_log_debug, PAVO_LOG_DEBUG, "")
+PAVO_CONSOLE_LOG(log_err, PAVO_LOG_ERROR, kRed)
+PAVO_CONSOLE_LOG(log_warn, PAVO_LOG_WARNING, kYellow)
+PAVO_CONSOLE_LOG(log_info, PAVO_LOG_INFO, kGreen)
+PAVO_CONSOLE_LOG(log_debug, PAVO_LOG_DEBUG, "")
 
 // Only the information level honours the log mode and writes the file, with
 // the bare text.
 void pavo_log_info(const char* format, ...)
 {
+    if (!level_passes(PAVO_LOG_INFO))
+        return;
+    const bool quiet = console_quiet();
+    LogSink sink = current_sink();
     int mode = pavo_relaxed_load(g_pavo_env.logmode);
     FILE* file = (mode & kLogFile) != 0 ? g_pavo_env.logfileptr : nullptr;
     // Text that goes nowhere is not formatted: only the colours are written.
-    if ((mode & kLogConsole) == 0 && file == nullptr) {
-        write_console(kGreen, "", false);
+    if (((mode & kLogConsole) == 0 || quiet) && file == nullptr && sink.callback == nullptr) {
+        if (!quiet)
+            write_console(kGreen, "", false);
         return;
     }
     va_list args;
     va_start(args, format);
-    FormattedText message(format, args);
+    LogLine message(format, args);
     va_end(args);
-    write_console(kGreen, message.text(), (mode & kLogConsole) != 0);
+    if (!quiet)
+        write_console(kGreen, message.text(), (mode & kLogConsole) != 0);
     if (file != nullptr)
         fputs(message.text(), file);
+    if (sink.callback != nullptr)
+        call_sink(sink, PAVO_LOG_INFO, message.text());
+}
+
+int pavo_setlogcallback(pavo_logcallback fn, void* userdata)
+{
+    pthread_mutex_lock(&g_sink_lock);
+    g_sink.userdata = fn != nullptr ? userdata : nullptr;
+    pavo_relaxed_store(g_sink.callback, fn);
+    pthread_mutex_unlock(&g_sink_lock);
+    return 0;
+}
+
+void pavo_inner_diagnostic(FILE* stream, const char* format, ...)
+{
+    const bool quiet = console_quiet();
+    LogSink sink = quiet ? current_sink() : LogSink{nullptr, nullptr};
+    if (quiet && (sink.callback == nullptr || !level_passes(PAVO_LOG_DEBUG)))
+        return;
+    va_list args;
+    va_start(args, format);
+    if (!quiet) {
+        vfprintf(stream, format, args);
+    } else {
+        LogLine message(format, args);
+        call_sink(sink, PAVO_LOG_DEBUG, message.text());
+    }
+    va_end(args);
 }
 
 int pavo_log_init(void)

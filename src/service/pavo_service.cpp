@@ -13,6 +13,7 @@
 #include <string.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <curl/curl.h>
@@ -142,6 +143,27 @@ void read_config(tpavo_env& env)
     pavo_inner_readsettings(&env, conf);
 }
 
+// Where korix.conf can be kept: an existing directory we may write in.
+bool usable_workdirectory(const char* path)
+{
+    struct stat info;
+    return path[0] != '\0' && stat(path, &info) == 0 && S_ISDIR(info.st_mode) &&
+           access(path, W_OK | X_OK) == 0;
+}
+
+// Start-up stops before the queue, the workers and libcurl exist: only the
+// log and the pool are undone.
+pavo_status_t refuse_workdirectory(tpavo_env& env)
+{
+    pavo_inner_seterror(PAVO_STATUS_FAILURE_WORKDIR,
+                        "work directory \"%s\" is missing, empty or not writable",
+                        env.workdirectory);
+    pavo_log_cleanup();
+    MyMemePoolDestruct(env.mpool);
+    env.mpool = nullptr;
+    return PAVO_STATUS_FAILURE_WORKDIR;
+}
+
 // Appends count copies of text, never past the buffer's last byte.
 void append_bounded(char* buffer, int buffersize, const char* text, int length)
 {
@@ -208,6 +230,8 @@ pavo_status_t pavo_inner_init(pavo_init_param* param)
     pavo_initip(env.ip, sizeof env.ip);  // no address is not a failure
 
     read_config(env);
+    if (pavo_relaxed_load(env.strictlocal) != 0 && !usable_workdirectory(env.workdirectory))
+        return refuse_workdirectory(env);
 
     // Callbacks registered before start-up are dropped here.
     clear_callback_slots();

@@ -33,8 +33,10 @@ int pavo_get_time(struct timeval* tv)
 pavo_status_t pavo_downloadresource(unsigned eventid, const char* resourceurl,
                                     const char* localpath)
 {
-    if (resourceurl == nullptr || localpath == nullptr)
+    if (resourceurl == nullptr || localpath == nullptr) {
+        pavo_inner_seterror(PAVO_STATUS_FAILURE, "pavo_downloadresource: a NULL argument");
         return PAVO_STATUS_FAILURE;
+    }
     PavoCall call;  // pavo_cleanup waits for the stored result too
     if (!call)
         return PAVO_STATUS_FAILURE;
@@ -47,10 +49,12 @@ pavo_status_t pavo_downloadresource(unsigned eventid, const char* resourceurl,
                                  static_cast<int>(eventid), EPAVO_RESOURCEDOWNLOAD,
                                  EPAVO_SCOPE_REQUEST, resourceurl, "", 0, nullptr, nullptr,
                                  &httpecode, &httpretcode);
-    if (status == PAVO_STATUS_SUCCESS && pavo_getfuncmode() == FUNCMODE_SYNC) {
-        pavo_answer answer = {nullptr, 0, httpecode, httpretcode};
-        pavo_inner_finishrequest(nullptr, &answer, nullptr, EPAVO_RESOURCEDOWNLOAD,
-                                 static_cast<int>(eventid));
+    if (pavo_getfuncmode() == FUNCMODE_SYNC &&
+        (status == PAVO_STATUS_SUCCESS || pavo_relaxed_load(g_pavo_env.errorresults) != 0)) {
+        pavo_answer answer = {nullptr, 0, httpecode, httpretcode, status != 0};
+        if (pavo_inner_finishrequest(nullptr, &answer, nullptr, EPAVO_RESOURCEDOWNLOAD,
+                                     static_cast<int>(eventid)) != PAVO_STATUS_SUCCESS)
+            status = PAVO_STATUS_FAILURE;
     }
     return status;
 }

@@ -40,6 +40,13 @@ void render_ipversion(char* buffer, int buffersize)
     snprintf(buffer, static_cast<size_t>(buffersize), "%d", g_pavo_env.ipversion);
 }
 
+void render_profile(char* buffer, int buffersize)
+{
+    snprintf(buffer, static_cast<size_t>(buffersize), "%s",
+             pavo_inner_profileactive() != 0 ? "application" : "");
+}
+
+#define PAVO_NUMBER_FIELD(field) offsetof(tpavo_env, field), nullptr, true, true, true
 #define PAVO_TEXT_FIELD(field) offsetof(tpavo_env, field), nullptr
 
 // Searched front to back with an exact, case-sensitive compare.
@@ -75,6 +82,15 @@ constexpr PropertyRow kProperties[] = {
     {"maxanswersize", offsetof(tpavo_env, maxanswersize), nullptr, true, true, true},
     {"maxrecords", offsetof(tpavo_env, maxrecords), nullptr, true, true, true},
     {"safeconfig", offsetof(tpavo_env, safeconfig), nullptr, true, true, true},
+    // The application profile and its behaviours (pavo_profile.cpp).
+    {"profile", 0, render_profile, true, true},
+    {"loglevel", PAVO_NUMBER_FIELD(loglevel)},
+    {"quietconsole", PAVO_NUMBER_FIELD(quietconsole)},
+    {"hidesecrets", PAVO_NUMBER_FIELD(hidesecrets)},
+    {"errorresults", PAVO_NUMBER_FIELD(errorresults)},
+    {"asyncnowait", PAVO_NUMBER_FIELD(asyncnowait)},
+    {"wholekeys", PAVO_NUMBER_FIELD(wholekeys)},
+    {"strictlocal", PAVO_NUMBER_FIELD(strictlocal)},
     {"oem_name", PAVO_TEXT_FIELD(oem_name), true, false},
     {"terminal_type", PAVO_TEXT_FIELD(terminal_type), true, false},
     {"device_id", PAVO_TEXT_FIELD(device_id), true, false},
@@ -86,6 +102,7 @@ constexpr PropertyRow kProperties[] = {
 };
 
 #undef PAVO_TEXT_FIELD
+#undef PAVO_NUMBER_FIELD
 
 const PropertyRow* find_property(const char* name)
 {
@@ -101,6 +118,17 @@ const PropertyRow* find_property(const char* name)
 char* text_field(const PropertyRow& row)
 {
     return reinterpret_cast<char*>(&g_pavo_env) + row.offset;
+}
+
+bool strict_local() { return pavo_relaxed_load(g_pavo_env.strictlocal) != 0; }
+
+// What the INI file needs: a section and a key, neither empty.
+bool usable_names(const char* section, const char* name)
+{
+    if (section != nullptr && section[0] != '\0' && name != nullptr && name[0] != '\0')
+        return true;
+    pavo_inner_seterror(PAVO_STATUS_FAILURE, "korix.conf: a NULL or empty section or key");
+    return false;
 }
 
 }  // namespace
@@ -136,6 +164,8 @@ void pavo_readprop(const char* name, char* buffer, int buffersize)
 int pavo_writeprop(const char* name, const char* value)
 {
     const PropertyRow* row = find_property(name);
+    if (row != nullptr && row->render == render_profile && row->writable)
+        return pavo_setprofile(value);
     if (row == nullptr || !row->writable || row->render != nullptr || value == nullptr)
         return 0;
     if (row->number) {
@@ -152,6 +182,9 @@ char* pavo_readconfig(const char* section, const char* name, char* buffer, int b
     if (buffer == nullptr || buffersize <= 0)
         return buffer;
     memset(buffer, 0, static_cast<size_t>(buffersize));
+    // The INI reader asserts on these; "strictlocal" turns the abort into an error.
+    if (strict_local() && !usable_names(section, name))
+        return buffer;
     char path[PAVO_PROP_SIZE];
     read_profile_string(section, name, buffer, buffersize, "",
                         pavo_inner_configpath(path, sizeof path));
@@ -160,21 +193,40 @@ char* pavo_readconfig(const char* section, const char* name, char* buffer, int b
 
 // The section only chooses where the file keeps the value; a writable
 // property of the same name takes it at once, whatever the section.
+// With "strictlocal" a value that does not reach the file is a failure and
+// leaves the property alone; without, only an entry "safeconfig" refuses is.
 int pavo_writeconfig(const char* section, const char* name, const char* value)
 {
-    if (name == nullptr || value == nullptr)
-        return 0;
+    const bool strict = strict_local();
+    if (name == nullptr || value == nullptr || (strict && !usable_names(section, name))) {
+        if (!strict)
+            return 0;
+        pavo_inner_seterror(PAVO_STATUS_FAILURE, "pavo_writeconfig: a NULL or empty argument");
+        return PAVO_STATUS_FAILURE;
+    }
     char path[PAVO_PROP_SIZE];
     pavo_inner_configpath(path, sizeof path);
-    if (pavo_relaxed_load(g_pavo_env.safeconfig) == 0) {
-        write_profile_string(section, name, value, path);
-    } else if (!pavo_inner_writeprofile_whole(section, name, value, path)) {
+    if (strict && g_pavo_env.workdirectory[0] == '\0') {
+        pavo_inner_seterror(PAVO_STATUS_FAILURE, "pavo_writeconfig: no work directory");
+        return PAVO_STATUS_FAILURE;
+    }
+    // Without safeconfig, or when the entry fits but the file cannot be written,
+    // the outcome is the documented one: only strictlocal makes it a failure.
+    const int whole = pavo_relaxed_load(g_pavo_env.safeconfig) == 0
+                          ? (write_profile_string(section, name, value, path) != 0 ? 1 : -1)
+                          : pavo_inner_writeprofile_whole(section, name, value, path);
+    if (whole < 0 && strict) {
+        pavo_inner_seterror(PAVO_STATUS_FAILURE, "pavo_writeconfig: cannot write %s", path);
+        return PAVO_STATUS_FAILURE;
+    }
+    if (whole == 0) {
         // The name up to its first control byte; the value may be a secret.
         int shown = 0;
         while (name[shown] != '\0' && static_cast<unsigned char>(name[shown]) >= 0x20 && shown < 64)
             ++shown;
         pavo_log_info("korix.conf unchanged, entry refused:%.*s\r\n", shown, name);
-        return -1;
+        pavo_inner_seterror(PAVO_STATUS_FAILURE, "pavo_writeconfig: korix.conf refused the entry");
+        return PAVO_STATUS_FAILURE;
     }
     pavo_writeprop(name, value);
     return 0;

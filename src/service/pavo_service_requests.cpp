@@ -387,8 +387,10 @@ pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& ar
         append_bounded(url, sizeof url, url_used, row.service_name);
     }
 
-    if (pavo_getstate() < row.required_state)
+    if (pavo_getstate() < row.required_state) {
+        pavo_inner_seterror(row.refusal, "%s", pavo_strerror(row.refusal));
         return row.refusal;
+    }
 
     // Every buffer is written before it is read: the body from its
     // terminator, the scratch by the encoder, the authenticator by its
@@ -430,10 +432,14 @@ pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& ar
                                  static_cast<int>(eventid), row.event, EPAVO_SCOPE_REQUEST, url,
                                  body.text, static_cast<int>(body.used), &response, &responsesize,
                                  &httpecode, &httpretcode);
-    // A failed transfer leaves the last result as it was.
-    if (status == PAVO_STATUS_SUCCESS && pavo_getfuncmode() == FUNCMODE_SYNC) {
-        pavo_answer answer = {response, responsesize, httpecode, httpretcode};
-        pavo_inner_finishrequest(&row, &answer, nullptr, row.event, static_cast<int>(eventid));
+    // A failed transfer leaves the last result as it was, unless the error
+    // results are on.
+    if (pavo_getfuncmode() == FUNCMODE_SYNC &&
+        (status == PAVO_STATUS_SUCCESS || pavo_relaxed_load(g_pavo_env.errorresults) != 0)) {
+        pavo_answer answer = {response, responsesize, httpecode, httpretcode, status != 0};
+        if (pavo_inner_finishrequest(&row, &answer, nullptr, row.event,
+                                     static_cast<int>(eventid)) != PAVO_STATUS_SUCCESS)
+            status = PAVO_STATUS_FAILURE;
     }
     pavo_free(response);
     return status;
@@ -475,21 +481,32 @@ const pavo_request_row* pavo_inner_findrequest(int eventtype)
     return nullptr;
 }
 
-void pavo_inner_finishrequest(const pavo_request_row* row, const pavo_answer* answer,
-                              pavo_callback callback, int eventtype, int eventid)
+pavo_status_t pavo_inner_finishrequest(const pavo_request_row* row, const pavo_answer* answer,
+                                       pavo_callback callback, int eventtype, int eventid)
 {
     const bool stored = callback == nullptr;
-    tpavo_result* result = parse_answer(row, *answer, stored);
-    if (result != nullptr) {
-        result->httpecode = answer->httpecode;
-        result->httpretcode = answer->httpretcode;
+    const int failure = pavo_relaxed_load(g_pavo_env.errorresults) != 0
+                            ? pavo_inner_failureclass(answer, row != nullptr && !row->never_parsed)
+                            : 0;
+    tpavo_result* result = nullptr;
+    if (failure != 0) {
+        result = pavo_inner_errorresult(
+            failure, answer,
+            row == nullptr ? DATATYPE_NORMAL : stored ? row->sync_datatype : row->async_datatype);
+    } else {
+        result = parse_answer(row, *answer, stored);
+        if (result != nullptr) {
+            result->httpecode = answer->httpecode;
+            result->httpretcode = answer->httpretcode;
+        }
     }
+    const pavo_status_t status = failure != 0 ? PAVO_STATUS_FAILURE : PAVO_STATUS_SUCCESS;
     if (stored) {
         // A store that cannot keep the result (no node, or no store) must
         // not leak it: nobody else holds it.
         if (pavo_setlastresult(result) != 0)
             pavo_iner_freeresultitem(result);
-        return;
+        return status;
     }
     // Whatever scope was posted, the application sees a response; the
     // handle, extra text and data type carry nothing.
@@ -503,6 +520,7 @@ void pavo_inner_finishrequest(const pavo_request_row* row, const pavo_answer* an
     // The result is the callback's only while it runs; it never reaches the
     // result store.
     pavo_iner_freeresultitem(result);
+    return status;
 }
 
 pavo_status_t pavo_query_status(void)

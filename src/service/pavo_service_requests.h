@@ -30,6 +30,7 @@ typedef struct {
     size_t size;
     tpavo_httpecode httpecode;
     long httpretcode;
+    int failed; /* the pipeline reported a failure */
 } pavo_answer;
 
 /* The row of the request with this event type, or null (the download). */
@@ -40,9 +41,17 @@ const struct pavo_request_row* pavo_inner_findrequest(int eventtype);
  * codes, then deliver it to callback as a response event of eventtype and
  * eventid and free it, or, with no callback, make it the last result. A null
  * row (a download) gives a bare result (code 0) when stored and null data
- * when delivered. */
-void pavo_inner_finishrequest(const struct pavo_request_row* row, const pavo_answer* answer,
+ * when delivered. With "errorresults" a failed or unusable answer gives a
+ * result of its class instead (pavo_inner_errorresult) and the ending
+ * returns PAVO_STATUS_FAILURE; otherwise PAVO_STATUS_SUCCESS. */
+pavo_status_t pavo_inner_finishrequest(const struct pavo_request_row* row, const pavo_answer* answer,
                               pavo_callback callback, int eventtype, int eventid);
+
+/* The pavo_resultclass_t of an answer that cannot be used (0 when it can) and
+ * the result standing for it (pavo_error.cpp). */
+int pavo_inner_failureclass(const pavo_answer* answer, int parsed);
+tpavo_result* pavo_inner_errorresult(int resultclass, const pavo_answer* answer,
+                                     tpavo_datatype datatype);
 
 #ifdef __cplusplus
 }

@@ -58,11 +58,11 @@ int pavo_checkmessage(void)
     return taken;
 }
 
-/* Last error: nothing in the library sets it; start-up resets it to 0. */
+/* Last error: nothing in the library sets it; start-up resets it to 0. With
+ * the error results on, pavo_inner_getlasterror (pavo_error.cpp) reads the
+ * thread's error record instead. */
 
 void pavo_setlasterror(int error) { pavo_relaxed_store(g_pavo_env.errorno, error); }
-
-int pavo_inner_getlasterror(void) { return pavo_relaxed_load(g_pavo_env.errorno); }
 
 int pavo_getlasterror(void) { return pavo_inner_getlasterror(); }
 

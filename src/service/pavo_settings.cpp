@@ -35,6 +35,10 @@ struct Setting {
 int settle_logmode(int value) { return value == 0 ? 1 : value; }
 // A limit below 0 is as none.
 int settle_limit(int value) { return value > 0 ? value : 0; }
+int settle_loglevel(int value)
+{
+    return value < PAVO_LOG_ERROR ? PAVO_LOG_ERROR : value > PAVO_LOG_DEBUG ? PAVO_LOG_DEBUG : value;
+}
 int settle_msgqueuesize(int value)
 {
     return value > kMinMessageQueueSize ? value : kMinMessageQueueSize;
@@ -74,6 +78,15 @@ constexpr Setting kSettings[] = {
     {"strictlocal", Kind::number, offsetof(tpavo_env, strictlocal), 0, 0, nullptr, false},
     // 0 writes korix.conf in place, cut at 64 KiB, whatever the values hold.
     {"safeconfig", Kind::number, offsetof(tpavo_env, safeconfig), 1, 0, nullptr, false},
+    // The application profile's behaviours: an absent key follows the profile
+    // (pavo_profile.cpp); the documented values are 3 and 0.
+    {"loglevel", Kind::number, offsetof(tpavo_env, loglevel), PAVO_LOG_DEBUG, PAVO_LOG_DEBUG,
+     settle_loglevel, false},
+    {"quietconsole", Kind::number, offsetof(tpavo_env, quietconsole), 0, 0, nullptr, false},
+    {"hidesecrets", Kind::number, offsetof(tpavo_env, hidesecrets), 0, 0, nullptr, false},
+    {"errorresults", Kind::number, offsetof(tpavo_env, errorresults), 0, 0, nullptr, false},
+    {"asyncnowait", Kind::number, offsetof(tpavo_env, asyncnowait), 0, 0, nullptr, false},
+    {"wholekeys", Kind::number, offsetof(tpavo_env, wholekeys), 0, 0, nullptr, false},
 };
 
 void read_setting(const Setting& setting, tpavo_env* env, const char* conf)
@@ -87,10 +100,20 @@ void read_setting(const Setting& setting, tpavo_env* env, const char* conf)
     char text[PAVO_PROP_SIZE] = {0};
     int value = read_profile_string(kConfigSection, setting.key, text, sizeof text, "", conf)
                     ? atoi(text)
-                    : setting.default_value;
+                    : pavo_inner_profiledefault(setting.key, setting.default_value);
     if (setting.settle != nullptr)
         value = setting.settle(value);
     pavo_relaxed_store(*reinterpret_cast<int*>(field), value);
+}
+
+// "profile" comes first: it chooses the defaults of the behaviour keys. An
+// unknown name leaves the profile as it was.
+void read_profile_setting(const char* conf)
+{
+    char name[PAVO_PROP_SIZE] = {0};
+    if (read_profile_string(kConfigSection, "profile", name, sizeof name, "", conf) &&
+        pavo_setprofile(name) != 0)
+        pavo_log_warn("unknown profile in korix.conf, ignored\r\n");
 }
 
 }  // namespace
@@ -100,6 +123,7 @@ extern "C" {
 void pavo_inner_readsettings(tpavo_env* env, const char* conf)
 {
     const bool emulator = pavo_relaxed_load(env->workmode) != 0;
+    read_profile_setting(conf);
     for (const Setting& setting : kSettings) {
         if (!(setting.log && emulator))
             read_setting(setting, env, conf);

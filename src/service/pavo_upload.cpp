@@ -126,13 +126,16 @@ pavo_status_t add_async_job(tpavo_storetype storetype, const char* localpath, in
     // A job no worker takes is nobody's: it is freed and the request fails.
     if (pavo_iner_addjob(pavo_inner_httpjob, job) != 0) {
         pavo_inner_freejob(job);
+        pavo_inner_seterror(PAVO_STATUS_FAILURE, "the request could not be queued for a worker");
         return PAVO_STATUS_FAILURE;
     }
-    // Kept on purpose: an asynchronous request does not return to the
-    // application for 100 seconds while the worker runs and the answer
-    // waits in the queue. A second at a time, so that pavo_cleanup ends it.
-    for (int slept = 0; slept < kAsyncPauseSeconds && !pavo_inner_closing(); ++slept)
-        pavo_sleep(1);
+    // Kept on purpose unless "asyncnowait": an asynchronous request does not
+    // return to the application for 100 seconds while the worker runs and the
+    // answer waits in the queue. A second at a time, so that pavo_cleanup ends it.
+    if (pavo_relaxed_load(g_pavo_env.asyncnowait) == 0) {
+        for (int slept = 0; slept < kAsyncPauseSeconds && !pavo_inner_closing(); ++slept)
+            pavo_sleep(1);
+    }
     return PAVO_STATUS_SUCCESS;
 }
 
@@ -224,6 +227,7 @@ pavo_status_t pavo_addhttpjob(tpavo_storetype storetype, const char* localpath, 
         return PAVO_STATUS_FAILURE;  // pavo_cleanup is under way
     if (url == nullptr || url[0] == '\0') {
         pavo_log_info("error,reason url is not ok\r\n");
+        pavo_inner_seterror(PAVO_STATUS_FAILURE, "no service address: the URL is empty");
         return PAVO_STATUS_FAILURE;
     }
     if (data != nullptr)
@@ -296,13 +300,18 @@ pavo_status_t pavo_upload(const char* url, const char* userdata, int phase,
     if (url == nullptr || chunk == nullptr)
         return PAVO_STATUS_FAILURE;
     CurlEasy curl;
-    if (curl.get() == nullptr)
+    if (curl.get() == nullptr) {
+        pavo_inner_seterror(PAVO_STATUS_FAILURE, "libcurl could not make a transfer handle");
         return PAVO_STATUS_FAILURE;
+    }
     const bool strict = pavo_relaxed_load(g_pavo_env.strictlocal) != 0;
     const bool streamed = streams_to_file(phase, storetype, localpath);
     DownloadFile file(strict);
-    if (streamed && !file.open(localpath) && strict)
+    if (streamed && !file.open(localpath) && strict) {
+        pavo_inner_seterror(PAVO_STATUS_FAILURE, "download: cannot create a file beside %s",
+                            localpath);
         return PAVO_STATUS_FAILURE;
+    }
     // A null body would make libcurl read the body from standard input.
     curl_easy_setopt(curl.get(), CURLOPT_URL, url);
     curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, userdata != nullptr ? userdata : "");
@@ -327,12 +336,19 @@ pavo_status_t pavo_upload(const char* url, const char* userdata, int phase,
         }
         curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);
     }
+    char curl_error[CURL_ERROR_SIZE] = {0};
+    curl_easy_setopt(curl.get(), CURLOPT_ERRORBUFFER, curl_error);
     pavo_inner_jointransfer(curl.get());
     CURLcode code = pavo_inner_perform(curl.get());
     if (streamed)
         chunk->stored = file.received();
+    // The handle may outlive this frame in the connection share.
+    curl_easy_setopt(curl.get(), CURLOPT_ERRORBUFFER, nullptr);
     if (code != CURLE_OK) {
         pavo_log_info("Curl told us error %d \r\n", static_cast<int>(code));
+        pavo_inner_seterror(PAVO_STATUS_FAILURE, "transfer to %s failed: %s (libcurl code %d)", url,
+                            curl_error[0] != '\0' ? curl_error : curl_easy_strerror(code),
+                            static_cast<int>(code));
         if (httpecode != nullptr)
             *httpecode = trans_to_pavocode(code);
         return PAVO_STATUS_FAILURE;
@@ -341,8 +357,10 @@ pavo_status_t pavo_upload(const char* url, const char* userdata, int phase,
     CURLcode info = curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
     if (info == CURLE_OK && httpretcode != nullptr)
         *httpretcode = status;
-    if (info != CURLE_OK || status != 200)
+    if (info != CURLE_OK || status != 200) {
+        pavo_inner_seterror(PAVO_STATUS_FAILURE, "HTTP status %ld from %s", status, url);
         return PAVO_STATUS_FAILURE;
+    }
     if (storetype != STORETYPE_FILE)
         return PAVO_STATUS_SUCCESS;
     if (localpath == nullptr)

@@ -62,7 +62,7 @@ int pavo_globalmessagecallback(int eventtype, int /*eventscope*/, int /*eventhan
     // Without a callback the answer is neither parsed nor written back.
     if (callback != nullptr) {
         pavo_answer answer = {job->response, static_cast<size_t>(job->responsesize),
-                              job->httpecode, job->httpretcode};
+                              job->httpecode, job->httpretcode, 0};
         pavo_inner_finishrequest(pavo_inner_findrequest(eventtype), &answer, callback,
                                  eventtype, job->eventhandle);
     }

@@ -117,7 +117,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
                             std::min<size_t>(size, 24));
     if (!put_file(data, size))
         std::abort();
-    if (pavo_inner_writeprofile_whole("system", "userid", entry.c_str(), g_path.c_str()))
+    if (pavo_inner_writeprofile_whole("system", "userid", entry.c_str(), g_path.c_str()) == 1)
         read_profile_string("system", "userid", kept, sizeof kept, nullptr, g_path.c_str());
     else if (FILE* file = std::fopen(g_path.c_str(), "rb"))
         kept[std::fread(kept, 1, sizeof kept - 1, file)] = '\0', std::fclose(file);

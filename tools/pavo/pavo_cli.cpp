@@ -1,9 +1,11 @@
 /*
- * pavo_cli.cpp - the frame of the `pavo` command: global options, start-up in
- * the work directory, the login the command needs, the request in either
- * mode, the output (JSON or "key: value" lines) and the exit code.
+ * pavo_cli.cpp - the frame of the `pavo` command: global options (curl's and
+ * git's conventions), start-up in the work directory with the application
+ * profile, the login the command needs, the request in either mode, the
+ * output (JSON or "key: value" lines) and the exit code.
  */
 #include <fcntl.h>
+#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -22,8 +24,8 @@ namespace {
 
 enum Exit { kSuccess = 0, kRefused = 1, kTransfer = 2, kUsage = 3 };
 
-// The library's console log goes to standard output; the command's own output
-// goes to a copy of it taken before start-up, and the log to stderr or nowhere.
+// With the application profile the library writes nothing to the console:
+// standard output is the command's own.
 FILE* g_out = stdout;
 
 struct Options {
@@ -36,6 +38,7 @@ struct Options {
     bool json = false;
     bool verbose = false;
     bool help = false;
+    bool version = false;
     std::vector<std::string> words;  // the subcommand and its arguments
 };
 
@@ -67,7 +70,9 @@ void print_help(FILE* out)
             "  --async             run the request through the library's workers\n"
             "  --json              print the result record as JSON\n"
             "  --verbose           show the library's log on stderr\n"
-            "  --oem, --terminal-type, --device-id   the terminal identity\n\n"
+            "  --oem, --terminal-type, --device-id   the terminal identity\n"
+            "  --version           show the library's version\n"
+            "  --                  what follows is the command and its arguments\n\n"
             "commands:\n");
     for (const CliCommand& command : cli_commands())
         fprintf(out, "  %-12s %s\n", command.name, command.help);
@@ -93,24 +98,35 @@ Options parse_options(int argc, char** argv)
     static const SwitchOption kSwitches[] = {
         {"--async", &Options::async}, {"--json", &Options::json},
         {"--verbose", &Options::verbose}, {"--help", &Options::help}, {"-h", &Options::help},
+        {"--version", &Options::version},
     };
     Options options;
+    bool options_end = false;
     for (int i = 1; i < argc; ++i) {
         std::string arg = argv[i];
-        bool known = arg.size() < 2 || arg.compare(0, 1, "-") != 0;
+        // "-", a negative number and everything after "--" are arguments.
+        bool known = options_end || arg.size() < 2 || arg[0] != '-' ||
+                     arg.find_first_not_of("0123456789", 1) == std::string::npos;
         if (known) {
             options.words.push_back(arg);
+            continue;
+        }
+        if (arg == "--") {
+            options_end = true;
             continue;
         }
         for (const SwitchOption& option : kSwitches)
             if (arg == option.flag)
                 known = options.*option.field = true;
+        // "--flag value" or "--flag=value".
+        size_t equals = arg.find('=');
+        std::string flag = arg.substr(0, equals);
         for (const ValueOption& option : kValues) {
-            if (arg != option.flag)
+            if (flag != option.flag)
                 continue;
-            if (i + 1 >= argc)
+            if (equals == std::string::npos && i + 1 >= argc)
                 fail(kUsage, arg + " needs a value");
-            options.*option.field = argv[++i];
+            options.*option.field = equals != std::string::npos ? arg.substr(equals + 1) : argv[++i];
             known = true;
         }
         if (!known)
@@ -119,9 +135,18 @@ Options parse_options(int argc, char** argv)
     if (options.workdir.empty()) {
         const char* home = getenv("HOME");
         options.workdir = std::string(home != nullptr ? home : ".") + "/.pavo";
-        mkdir(options.workdir.c_str(), 0700);
     }
     return options;
+}
+
+// mkdir -p: every missing directory of the path, private to the user.
+void make_directories(const std::string& path)
+{
+    for (size_t at = path.find('/', 1); ; at = path.find('/', at + 1)) {
+        mkdir(path.substr(0, at).c_str(), 0700);
+        if (at == std::string::npos)
+            return;
+    }
 }
 
 CliArgs fill_arguments(const CliCommand& command, const std::vector<std::string>& given)
@@ -142,12 +167,15 @@ CliArgs fill_arguments(const CliCommand& command, const std::vector<std::string>
     return args;
 }
 
-void quiet_library(bool verbose)
+void log_to_stderr(int, const char* message, void*) { fprintf(stderr, "%s\n", message); }
+
+// Quiet, secrets masked, failures reported with their reason; --verbose shows
+// the log (information and above) on stderr.
+void choose_profile(bool verbose)
 {
-    g_out = fdopen(dup(STDOUT_FILENO), "w");
-    int sink = verbose ? dup(STDERR_FILENO) : open("/dev/null", O_WRONLY);
-    dup2(sink, STDOUT_FILENO);
-    close(sink);
+    pavo_setprofile("application");
+    if (verbose)
+        pavo_setlogcallback(log_to_stderr, nullptr);
 }
 
 void start_library(const Options& o)
@@ -156,6 +184,7 @@ void start_library(const Options& o)
     // keeps the library's log beside it.
     std::string conf = o.workdir + "/korix.conf";
     struct stat info;
+    make_directories(o.workdir);
     if (stat(o.workdir.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
         fail(kUsage, "no work directory " + o.workdir);
     if (stat(conf.c_str(), &info) != 0)
@@ -173,7 +202,7 @@ void start_library(const Options& o)
     param.workdirectory = param.perpetualdirectory = param.tmpdirectory = workdir.data();
     param.ipversion = 4;
     if (pavo_init(&param) != PAVO_STATUS_SUCCESS)
-        fail(kUsage, "the library did not start");
+        fail(kUsage, std::string("the library did not start: ") + pavo_getlasterrortext());
     if (!o.platform.empty()) {
         // A bare platform address gets the usual opening path.
         std::string url = o.platform;
@@ -217,6 +246,11 @@ int show_result(const CliCommand& command, const CliArgs& args, const tpavo_resu
             out["datacount"] = result->datacount;
         }
     }
+    // The library's own classes: no usable answer came.
+    if (result != nullptr && result->resultcode <= PAVO_RESULT_TRANSFERFAILED &&
+        result->resultcode >= PAVO_RESULT_UNPARSABLE)
+        fail(kTransfer, std::string(command.name) + ": " +
+                            (result->resultmsg != nullptr ? result->resultmsg : ""));
     bool refused = result != nullptr && result->resultcode < 0;
     bool has_data = result == nullptr || result->data.ptr != nullptr;
     if (!refused && has_data)
@@ -237,13 +271,35 @@ int show_result(const CliCommand& command, const CliArgs& args, const tpavo_resu
 int request_failed(const CliCommand& command, pavo_status_t status)
 {
     if (status == PAVO_STATUS_FAILURE)
-        fail(kTransfer, std::string(command.name) + ": the transfer failed (--verbose shows why)");
+        fail(kTransfer, std::string(command.name) + ": " + pavo_getlasterrortext());
     fail(kUsage, std::string(command.name) + " is not possible in state " +
                      cli_state_name(pavo_getstate()));
 }
 
+// "download URL -": the file goes to a temporary name in the work directory,
+// then to standard output.
+int download_to_stdout(const CliArgs& args, const Options& o)
+{
+    std::string path = o.workdir + "/download.XXXXXX";
+    int fd = mkstemp(path.data());
+    if (fd < 0)
+        fail(kUsage, "cannot make a temporary file in " + o.workdir);
+    close(fd);
+    pavo_status_t status = pavo_downloadresource(1, args.text(0), path.c_str());
+    pavo_freeresult(pavo_getresult());
+    std::ifstream in(path, std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    unlink(path.c_str());
+    if (status != PAVO_STATUS_SUCCESS)
+        fail(kTransfer, std::string("download: ") + pavo_getlasterrortext());
+    fwrite(bytes.data(), 1, bytes.size(), g_out);
+    return kSuccess;
+}
+
 int run_sync(const CliCommand& command, const CliArgs& args, const Options& o)
 {
+    if (command.request == cli_download_request() && args.values[1] == "-")
+        return download_to_stdout(args, o);
     if (command.request != nullptr) {
         pavo_status_t status = command.request(1, args);
         if (status != PAVO_STATUS_SUCCESS)
@@ -280,11 +336,6 @@ int on_event(tpavo_event* event)
     return 0;
 }
 
-struct RequestReturn {
-    std::atomic<bool> returned{false};
-    std::atomic<int> status{0};
-};
-
 int run_async(const CliCommand& command, const CliArgs& args, const Options& o)
 {
     if (command.request == nullptr)
@@ -293,19 +344,12 @@ int run_async(const CliCommand& command, const CliArgs& args, const Options& o)
     for (int type = PAVO_CALLBACK_AAA; type <= PAVO_CALLBACK_EXTSERVICE; ++type)
         pavo_registercallback(static_cast<pavo_callbacktype>(type), on_event);
     pavo_setfuncmode(FUNCMODE_ASYNC);
-    // The request holds its thread for the library's 100-second pause after
-    // queueing the transfer; the answer is pumped here meanwhile.
-    auto back = std::make_shared<RequestReturn>();
-    CliRequest request = command.request;
-    CliArgs copy = args;
-    std::thread([request, copy, back] {
-        back->status = request(1, copy);
-        back->returned = true;
-    }).detach();
+    // The profile returns the request once it is queued; the answer is pumped here.
+    pavo_status_t status = command.request(1, args);
+    if (status != PAVO_STATUS_SUCCESS)
+        return request_failed(command, status);
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     while (!g_delivery.delivered) {
-        if (back->returned && back->status != PAVO_STATUS_SUCCESS)
-            return request_failed(command, static_cast<pavo_status_t>(back->status.load()));
         if (std::chrono::steady_clock::now() > deadline)
             fail(kTransfer, std::string(command.name) + ": no answer within 30 seconds");
         if (pavo_checkmessage() == 0)
@@ -328,7 +372,7 @@ void reach_state(const CliCommand& command)
     int refused = result != nullptr && result->resultcode < 0 ? result->resultcode : 0;
     pavo_freeresult(result);
     if (status == PAVO_STATUS_FAILURE)
-        fail(kTransfer, "login: the transfer failed (--verbose shows why)");
+        fail(kTransfer, std::string("login: ") + pavo_getlasterrortext());
     if (refused != 0 || pavo_getstate() != PAVO_STATE_LOGINED)
         fail(kRefused, "the platform refused the login: " + std::to_string(refused));
 }
@@ -343,9 +387,25 @@ const CliCommand* find_command(const std::string& name)
 
 }  // namespace
 
+int CliArgs::number(size_t i) const
+{
+    const std::string& text = values[i];
+    char* end = nullptr;
+    long value = strtol(text.c_str(), &end, 10);
+    if (text.empty() || *end != '\0' || value < INT_MIN || value > INT_MAX)
+        fail(kUsage, "not a number: " + text);
+    return static_cast<int>(value);
+}
+
 int main(int argc, char** argv)
 {
     Options options = parse_options(argc, argv);
+    if (options.version) {
+        char version[64];
+        pavo_readprop("pavoversion", version, sizeof version);
+        printf("pavo (libpavo) %s\n", version);
+        return kSuccess;
+    }
     if (options.words.empty() && !options.help)
         fail(kUsage, "no command (see pavo --help)");
     // "pavo --help", "pavo help", "pavo help COMMAND" and "pavo COMMAND --help".
@@ -368,15 +428,11 @@ int main(int argc, char** argv)
     CliArgs args = fill_arguments(
         command, std::vector<std::string>(options.words.begin() + 1, options.words.end()));
 
-    quiet_library(options.verbose);
+    choose_profile(options.verbose);
     start_library(options);
     reach_state(command);
     int code = options.async ? run_async(command, args, options) : run_sync(command, args, options);
     fflush(g_out);
-    // An asynchronous request thread may still sleep in the library's pause:
-    // leave without shutting the library down under it.
-    if (options.async)
-        _exit(code);
     pavo_cleanup();
     return code;
 }

@@ -17,7 +17,7 @@
 struct CliArgs {
     std::vector<std::string> values;
     const char* text(size_t i) const { return values[i].c_str(); }
-    int number(size_t i) const { return atoi(values[i].c_str()); }
+    int number(size_t i) const;  // a usage error (exit 3) unless the whole text is a number
 };
 
 using CliRequest = pavo_status_t (*)(unsigned eventid, const CliArgs& args);
@@ -42,6 +42,8 @@ struct CliCommand {
 };
 
 const std::vector<CliCommand>& cli_commands();
+// The download row's request, which "-" as FILE sends to standard output.
+CliRequest cli_download_request();
 const char* cli_state_name(tpavo_state state);
 
 #endif

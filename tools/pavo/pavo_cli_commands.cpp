@@ -170,13 +170,21 @@ json print_upgrade_res(const tpavo_result* r, const CliArgs&)
 
 json print_download(const tpavo_result*, const CliArgs& args) { return {{"file", args.values[1]}}; }
 
+// The server's clock as epoch seconds and as ISO 8601 in UTC.
 json print_time(const tpavo_result*, const CliArgs&)
 {
     struct timeval now;
     memset(&now, 0, sizeof now);
     pavo_get_time(&now);
-    return {{"servertime", static_cast<long long>(now.tv_sec)}};
+    char iso[32] = "";
+    struct tm utc;
+    time_t seconds = now.tv_sec;
+    if (gmtime_r(&seconds, &utc) != nullptr)
+        strftime(iso, sizeof iso, "%Y-%m-%dT%H:%M:%SZ", &utc);
+    return {{"servertime", static_cast<long long>(now.tv_sec)}, {"iso8601", iso}};
 }
+
+json print_report(const tpavo_result*, const CliArgs&) { return {{"report", "sent"}}; }
 
 std::string property(const char* name)
 {
@@ -252,6 +260,8 @@ pavo_status_t report(unsigned id, const CliArgs&) { return pavo_statusreport(id)
 
 }  // namespace
 
+CliRequest cli_download_request() { return download; }
+
 const char* cli_state_name(tpavo_state state)
 {
     switch (state) {
@@ -301,9 +311,10 @@ const std::vector<CliCommand>& cli_commands()
          print_upgrade_os, kNeedLogined, 0},
         {"upgrade-res", upgrade_res, {}, "Ask which resource package the platform offers.",
          print_upgrade_res, kNeedLogined, 0},
-        {"download", download, {"URL", "FILE"}, "Download URL into FILE (no account needed).",
+        {"download", download, {"URL", "FILE"},
+         "Download URL into FILE, or to standard output when FILE is - (no account needed).",
          print_download, kNeedNothing, 0},
-        {"report", report, {}, "Send the terminal's status report.", print_none, kNeedLogined,
+        {"report", report, {}, "Send the terminal's status report.", print_report, kNeedLogined,
          kNoResult},
         {"time", nullptr, {}, "Log in and show the server time learnt at login.", print_time,
          kNeedLogined, 0},
