@@ -81,6 +81,13 @@ typedef struct __tpavo_env {
     int stalltimeout;  /* seconds without a received byte before a transfer ends */
     int maxanswersize; /* bytes of an answer kept in memory */
     int maxrecords;    /* records one parse may create */
+    /* Fleet settings (korix.conf, also properties); 0 or empty is the documented behaviour. */
+    int failover;      /* 1: a request the primary failed goes once to the second address */
+    int failoverhold;  /* seconds a failed primary is passed over for the second address */
+    int retries;       /* repeats after the first attempt */
+    int retrybase;     /* milliseconds: first back-off bound */
+    int retrycap;      /* milliseconds: largest back-off bound */
+    char reloginon[PAVO_PROP_SIZE]; /* result codes that trigger one shared re-login */
 } tpavo_env;
 
 #ifdef __cplusplus

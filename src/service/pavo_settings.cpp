@@ -64,6 +64,13 @@ constexpr Setting kSettings[] = {
     {"maxanswersize", Kind::number, offsetof(tpavo_env, maxanswersize), 8 << 20, 0, settle_limit,
      false},
     {"maxrecords", Kind::number, offsetof(tpavo_env, maxrecords), 100000, 0, settle_limit, false},
+    // Fleet behaviour, off by default: 0 or empty each keeps the documented requests.
+    {"failover", Kind::number, offsetof(tpavo_env, failover), 0, 0, settle_limit, false},
+    {"failoverhold", Kind::number, offsetof(tpavo_env, failoverhold), 60, 0, settle_limit, false},
+    {"retries", Kind::number, offsetof(tpavo_env, retries), 0, 0, settle_limit, false},
+    {"retrybase", Kind::number, offsetof(tpavo_env, retrybase), 500, 0, settle_limit, false},
+    {"retrycap", Kind::number, offsetof(tpavo_env, retrycap), 30000, 0, settle_limit, false},
+    text_setting("reloginon", offsetof(tpavo_env, reloginon)),
 };
 
 void read_setting(const Setting& setting, tpavo_env* env, const char* conf)
