@@ -50,6 +50,11 @@ long pavo_inner_retrydelay(int n, long retry_after, unsigned long long random);
 /* The transfer's outcome as the repeat rules need it, and its timings for the
  * statistics; called by pavo_upload after every transfer. */
 void pavo_inner_fleetnote(CURL* curl, CURLcode code);
+/* Before the transfer: a request that must not go twice gets a connection of
+ * its own, since libcurl sends a request again by itself when a reused
+ * connection ends without an answer. Only with failover or retries on. */
+void pavo_inner_fleetprepare(CURL* curl);
+void pavo_inner_wantfreshconnection(int fresh);
 void pavo_inner_setlastaddress(const char* address);
 
 /* The calling thread's last transfer: libcurl code (-1: none was made), HTTP

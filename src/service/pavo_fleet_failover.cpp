@@ -25,6 +25,7 @@ std::atomic<long long> g_held_until[kSlots];
 
 thread_local pavo_transfer_note t_note = {-1, 0, 0, -1};
 thread_local char t_lastaddress[PAVO_PROP_SIZE];
+thread_local bool t_fresh_connection = false;
 
 // Retry-After in seconds; the HTTP-date form is not honoured.
 long retry_after_of(CURL* curl)
@@ -77,6 +78,14 @@ void pavo_inner_fleetnote(CURL* curl, CURLcode code)
             times[i] = static_cast<unsigned long long>(value);
     }
     pavo_inner_stattimes(times);
+}
+
+void pavo_inner_wantfreshconnection(int fresh) { t_fresh_connection = fresh != 0; }
+
+void pavo_inner_fleetprepare(CURL* curl)
+{
+    if (t_fresh_connection)
+        curl_easy_setopt(curl, CURLOPT_FRESH_CONNECT, 1L);
 }
 
 void pavo_inner_clearnote(void) { t_note = {-1, 0, 0, -1}; }

@@ -141,6 +141,7 @@ struct Transfer {
     const char* localpath;
     tpavo_httpecode* httpecode;
     long* httpretcode;
+    bool once;  // must not reach the platform twice: on a connection of its own
 };
 
 // One transfer; an earlier attempt's answer and codes are dropped first.
@@ -155,8 +156,11 @@ pavo_status_t attempt(const Transfer& t, const char* url, const char* body, bool
     }
     pavo_inner_clearnote();
     pavo_inner_statcount(t.eventtype, PAVO_STAT_ATTEMPTS);
-    return pavo_upload(url, body, t.phase, t.storetype, t.chunk, t.localpath, t.httpecode,
-                       t.httpretcode);
+    pavo_inner_wantfreshconnection(t.once);
+    pavo_status_t status = pavo_upload(url, body, t.phase, t.storetype, t.chunk, t.localpath,
+                                       t.httpecode, t.httpretcode);
+    pavo_inner_wantfreshconnection(0);
+    return status;
 }
 
 void count_failure(int eventtype, const pavo_transfer_note& note)
@@ -253,7 +257,10 @@ pavo_fleet_outcome pavo_inner_fleetrun(int eventtype, const char* url, const cha
         if (!state->internal)
             pavo_inner_statcount(eventtype, PAVO_STAT_REQUESTS);
     }
-    const Transfer t = {eventtype, phase, storetype, chunk, localpath, httpecode, httpretcode};
+    const bool fleet_on = pavo_relaxed_load(g_pavo_env.failover) != 0 ||
+                          pavo_relaxed_load(g_pavo_env.retries) != 0;
+    const Transfer t = {eventtype, phase, storetype, chunk, localpath, httpecode, httpretcode,
+                        fleet_on && row != nullptr && pavo_inner_rowrepeat(row) != PAVO_REPEAT_ANY};
     pavo_fleet_addresses addresses;
     const bool has_second = row != nullptr && pavo_inner_fleetaddresses(row, url, &addresses);
     const bool can_fail_over = has_second && pavo_relaxed_load(g_pavo_env.failover) != 0;

@@ -276,6 +276,7 @@ pavo_status_t pavo_upload(const char* url, const char* userdata, int phase,
         curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);
     }
     pavo_inner_jointransfer(curl.get());
+    pavo_inner_fleetprepare(curl.get());
     CURLcode code = pavo_inner_perform(curl.get());
     pavo_inner_fleetnote(curl.get(), code);
     if (code != CURLE_OK) {
