@@ -36,6 +36,7 @@ struct Options {
     bool json = false;
     bool verbose = false;
     bool help = false;
+    bool stats = false;
     std::vector<std::string> words;  // the subcommand and its arguments
 };
 
@@ -67,6 +68,7 @@ void print_help(FILE* out)
             "  --async             run the request through the library's workers\n"
             "  --json              print the result record as JSON\n"
             "  --verbose           show the library's log on stderr\n"
+            "  --stats             print the request statistics as JSON on stderr at the end\n"
             "  --oem, --terminal-type, --device-id   the terminal identity\n\n"
             "commands:\n");
     for (const CliCommand& command : cli_commands())
@@ -93,6 +95,7 @@ Options parse_options(int argc, char** argv)
     static const SwitchOption kSwitches[] = {
         {"--async", &Options::async}, {"--json", &Options::json},
         {"--verbose", &Options::verbose}, {"--help", &Options::help}, {"-h", &Options::help},
+        {"--stats", &Options::stats},
     };
     Options options;
     for (int i = 1; i < argc; ++i) {
@@ -370,13 +373,19 @@ int main(int argc, char** argv)
 
     quiet_library(options.verbose);
     start_library(options);
+    // Also after a failure, which leaves through exit().
+    if (options.stats)
+        atexit([] { cli_print_stats(stderr); });
     reach_state(command);
     int code = options.async ? run_async(command, args, options) : run_sync(command, args, options);
     fflush(g_out);
     // An asynchronous request thread may still sleep in the library's pause:
     // leave without shutting the library down under it.
-    if (options.async)
+    if (options.async) {
+        if (options.stats)
+            cli_print_stats(stderr);
         _exit(code);
+    }
     pavo_cleanup();
     return code;
 }

@@ -6,6 +6,8 @@
 #ifndef PAVO_CLI_H
 #define PAVO_CLI_H
 
+#include <stdio.h>
+
 #include <string>
 #include <vector>
 
@@ -42,6 +44,8 @@ struct CliCommand {
 };
 
 const std::vector<CliCommand>& cli_commands();
+// `--stats`: the library's request statistics as one JSON line.
+void cli_print_stats(FILE* out);
 const char* cli_state_name(tpavo_state state);
 
 #endif
