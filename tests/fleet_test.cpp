@@ -4,6 +4,8 @@
 #include <httplib.h>
 
 #include <atomic>
+#include <chrono>
+#include <map>
 #include <string>
 #include <thread>
 
@@ -328,6 +330,55 @@ TEST_F(FleetSim, ExpiryTriggersExactlyOneSharedLogin)
         EXPECT_EQ(right, 4);
         EXPECT_EQ(sim_->counts().logins, row.logins);
     }
+}
+
+// Callbacks run on the pumping thread, the test's own.
+std::map<int, int> g_codes;  // event id -> result code (1: no result)
+
+int keep_code(tpavo_event* event)
+{
+    const auto* result = static_cast<const tpavo_result*>(event->data);
+    g_codes[event->eventid] = result != nullptr ? result->resultcode : 1;
+    return 0;
+}
+
+int pumped_code(int eventid)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (g_codes.count(eventid) == 0 && std::chrono::steady_clock::now() < deadline)
+        if (pavo_checkmessage() == 0)
+            std::this_thread::yield();
+    return g_codes.count(eventid) != 0 ? g_codes[eventid] : 2;
+}
+
+// Asynchronous mode: requests waiting out a long back-off hold none of the three workers, so
+// a failover and a shared re-login still reach their callbacks like plain answers.
+TEST_F(FleetSim, AsynchronousRepeatsWaitOffTheWorkers)
+{
+    open_and_login();
+    pavo_registercallback(PAVO_CALLBACK_AAA, keep_code);
+    pavo_registercallback(PAVO_CALLBACK_EPG, keep_code);
+    set_keys({{"retries", "5"}, {"reloginon", "-7"}});
+    pavo_setfuncmode(FUNCMODE_ASYNC);
+    sim_->set_outage("play", "503", 0, 100);
+    for (unsigned id = 1; id <= 3; ++id)  // never joined: the 100-second pause holds them
+        std::thread([id] {
+            pavo_queryplayurl(id, "C0101", PAVO_ITEMTYPE_PROGRAM, "P1001", "", SERVICETYPE_ONLINEPLAY,
+                              "", "");
+        }).detach();
+    while (sim_->counts().services["play"].primary < 3)
+        std::this_thread::yield();
+
+    set_keys({{"failover", "1"}});
+    sim_->set_outage("epg", "503");
+    std::thread([] { pavo_querycategorylist(7, "", 1, 5); }).detach();
+    EXPECT_EQ(pumped_code(7), 0);
+    sim_->expire(-7);
+    sim_->clear_counts();
+    std::thread([] { pavo_querycategorylist(8, "", 1, 5); }).detach();
+    EXPECT_EQ(pumped_code(8), 0);
+    EXPECT_EQ(sim_->counts().logins, 1);
+    EXPECT_EQ(g_codes.count(1), 0u);
 }
 
 }  // namespace
