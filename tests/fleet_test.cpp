@@ -343,6 +343,7 @@ TEST_F(FleetSim, AsynchronousRepeatsWaitOffTheWorkers)
     sim_->set_outage("epg", "503");
     std::thread([] { pavo_querycategorylist(7, "", 1, 5); }).detach();
     EXPECT_EQ(pumped_code(7), 0);
+    EXPECT_EQ(pavo_getlastaddress(), sim_->backup_url());  // set before the callback
     sim_->expire(-7);
     sim_->clear_counts();
     std::thread([] { pavo_querycategorylist(8, "", 1, 5); }).detach();
