@@ -104,7 +104,9 @@ char* body_with_new_token(const char* body)
     size_t end = text.find('&', at);
     char token[PAVO_PROP_SIZE];
     char encoded[3 * PAVO_PROP_SIZE];
+    const int guarded = pavo_inner_sessionread_begin();
     pavo_readprop("usertoken", token, sizeof token);
+    pavo_inner_sessionread_end(guarded);
     pavo_inner_urlencode_bounded(token, encoded, sizeof encoded);
     text.replace(at, (end == std::string::npos ? text.size() : end) - at, encoded);
     return pavo_copy_bytes(text.data(), text.size());
@@ -262,7 +264,9 @@ pavo_fleet_outcome pavo_inner_fleetrun(int eventtype, const char* url, const cha
     const Transfer t = {eventtype, phase, storetype, chunk, localpath, httpecode, httpretcode,
                         fleet_on && row != nullptr && pavo_inner_rowrepeat(row) != PAVO_REPEAT_ANY};
     pavo_fleet_addresses addresses;
+    const int guarded = pavo_inner_sessionread_begin();
     const bool has_second = row != nullptr && pavo_inner_fleetaddresses(row, url, &addresses);
+    pavo_inner_sessionread_end(guarded);
     const bool can_fail_over = has_second && pavo_relaxed_load(g_pavo_env.failover) != 0;
     // The base address, or the whole URL where the base is not known.
     copy_address(state->address, row != nullptr && strncmp(url, addresses.primary,

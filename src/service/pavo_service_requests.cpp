@@ -10,6 +10,8 @@
 #include <string.h>
 
 #include <initializer_list>
+#include <mutex>
+#include <shared_mutex>
 
 #include "service/pavo_fleet.h"
 #include "service/pavo_global.h"
@@ -18,6 +20,9 @@
 #include "service/pavo_upload.h"
 
 namespace {
+
+// Taken only while "reloginon" is set; see pavo_inner_sessionread_begin.
+std::shared_mutex g_session_guard;
 
 // Frame bounds: a terminal's small heap keeps every buffer on the stack.
 constexpr size_t kUrlSize = 256;
@@ -430,14 +435,18 @@ pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& ar
     const pavo_request_row& row = kRequests[which];
 
     // The URL comes first, before the state test.
+    const int guarded = pavo_inner_sessionread_begin();
     char url[kUrlSize];
     build_url(row, url);
 
-    if (pavo_getstate() < row.required_state)
+    if (pavo_getstate() < row.required_state) {
+        pavo_inner_sessionread_end(guarded);
         return row.refusal;
+    }
 
     Body body;
     build_body(row, args, true, body);
+    pavo_inner_sessionread_end(guarded);
 
     void* response = nullptr;
     size_t responsesize = 0;
@@ -531,13 +540,29 @@ tpavo_datatype pavo_inner_rowdatatype(const pavo_request_row* row) { return row-
 
 int pavo_inner_rowparsed(const pavo_request_row* row) { return row->never_parsed ? 0 : 1; }
 
+int pavo_inner_sessionread_begin(void)
+{
+    if (pavo_relaxed_load(g_pavo_env.reloginon[0]) == '\0')
+        return 0;
+    g_session_guard.lock_shared();
+    return 1;
+}
+
+void pavo_inner_sessionread_end(int taken)
+{
+    if (taken != 0)
+        g_session_guard.unlock_shared();
+}
+
 int pavo_inner_relogin(void)
 {
     const pavo_request_row& row = kRequests[kLogin];
     char url[kUrlSize];
-    build_url(row, url);
     Body body;
+    const int guarded = pavo_inner_sessionread_begin();
+    build_url(row, url);
     build_body(row, {}, false, body);
+    pavo_inner_sessionread_end(guarded);
     MemoryStruct chunk = {};
     tpavo_httpecode httpecode = PAVO_HTTPE_OK;
     long httpretcode = 0;
@@ -552,6 +577,7 @@ int pavo_inner_relogin(void)
     if (status == PAVO_STATUS_SUCCESS && chunk.data != nullptr) {
         tpavo_result* result = pavo_parse(chunk.data, chunk.size, row.sync_datatype);
         if (result != nullptr && result->resultcode >= 0 && result->data.ptr != nullptr) {
+            std::lock_guard<std::shared_mutex> guard(g_session_guard);
             row.writeback(result);
             accepted = 1;
         }

@@ -43,6 +43,13 @@ const char* pavo_inner_rowbase(const struct pavo_request_row* row);
 tpavo_datatype pavo_inner_rowdatatype(const struct pavo_request_row* row);
 int pavo_inner_rowparsed(const struct pavo_request_row* row);
 
+/* With "reloginon" set the library writes the session back by itself while
+ * other threads read it: readers of the session hold this guard (begin
+ * returns whether it was taken, for end). Without the key nothing is locked,
+ * as documented. */
+int pavo_inner_sessionread_begin(void);
+void pavo_inner_sessionread_end(int taken);
+
 /* One login with the stored account on the calling thread, whatever the
  * mode, writing the session back as pavo_login does; the thread's last
  * result is left alone. 1 when the platform accepted it. */
