@@ -914,6 +914,71 @@ void pavo_setlasterror(int error);
 int pavo_get_time(struct timeval* tv);
 
 /* ------------------------------------------------------------------------
+ * Fleet: the address that answered, and request statistics
+ * ---------------------------------------------------------------------- */
+
+/** Request kinds counted in pavo_stats: indexed by tpavo_eventtype (EPAVO_LOGIN ...
+ * EPAVO_STATUSREPORT); entries of other values stay 0. */
+#define PAVO_STATS_KINDS 20
+
+/** Counters of one request kind since start-up or pavo_resetstats(). */
+typedef struct {
+    unsigned long long requests;     /**< requests the application made */
+    unsigned long long successes;    /**< answers with a result code of 0 or more */
+    unsigned long long connection;   /**< ended by a failed connection (refused, reset, no name) */
+    unsigned long long timeout;      /**< ended by a time-out (libcurl code 28) */
+    unsigned long long httpstatus;   /**< ended by an HTTP status other than 200 */
+    unsigned long long parse;        /**< answers that could not be read */
+    unsigned long long refused;      /**< answers with a negative result code */
+    unsigned long long attempts;     /**< transfers made, repeats and failovers included */
+    unsigned long long retries;      /**< repeats after a back-off delay ("retries") */
+    unsigned long long failovers;    /**< transfers sent to the other address ("failover") */
+    unsigned long long relogins;     /**< requests repeated after a re-login ("reloginon") */
+} pavo_stats_kind;
+
+/** Percentiles of one transfer phase, in microseconds from the transfer's start. */
+typedef struct {
+    unsigned long long p50; /**< median */
+    unsigned long long p90; /**< 90th percentile */
+    unsigned long long p99; /**< 99th percentile */
+    unsigned long long max; /**< largest */
+} pavo_stats_timing;
+
+/** What pavo_getstats() reports. Timings cover the latest PAVO_STATS_WINDOW transfers. */
+typedef struct {
+    pavo_stats_kind kinds[PAVO_STATS_KINDS]; /**< per tpavo_eventtype */
+    unsigned long long logins;   /**< re-logins the library made itself ("reloginon") */
+    unsigned long long samples;  /**< transfers behind the timings (at most the window) */
+    pavo_stats_timing namelookup; /**< name resolved */
+    pavo_stats_timing connect;    /**< connection made */
+    pavo_stats_timing tls;        /**< TLS handshake done (0 for http) */
+    pavo_stats_timing firstbyte;  /**< first answer byte */
+    pavo_stats_timing total;      /**< transfer ended */
+} pavo_stats;
+
+/** Transfers whose timings pavo_getstats() reports: the latest this many. */
+#define PAVO_STATS_WINDOW 1024
+
+/**
+ * The base address that answered, or last failed, the calling thread's last request: the
+ * primary or, after a failover, the second address. In asynchronous mode it is set on the
+ * thread that runs pavo_checkmessage(), just before the request's callback.
+ * @return the address (empty before any request); valid until the thread's next request.
+ */
+const char* pavo_getlastaddress(void);
+/**
+ * Copies the request statistics. Counting takes no lock; counters read while requests run
+ * may be a request apart from each other.
+ * @param out receives the record.
+ * @param size sizeof(pavo_stats) as the application knows it; a smaller record gets its
+ *        first size bytes.
+ * @return 0, or -1 for a NULL out or a size of 0.
+ */
+int pavo_getstats(pavo_stats* out, size_t size);
+/** Sets every counter to 0 and empties the timing window. */
+void pavo_resetstats(void);
+
+/* ------------------------------------------------------------------------
  * Results, callbacks and message pumping
  * ---------------------------------------------------------------------- */
 

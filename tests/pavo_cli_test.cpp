@@ -120,6 +120,15 @@ TEST(PavoCli, EverySubcommandAnswersFromTheSimulatorsData) {
                             sim.base_url() + "/files/skin-2026.01.res - >" + dir.file("piped");
     EXPECT_EQ(system(to_stdout.c_str()), 0);
     EXPECT_EQ(read_file(dir.file("piped")), read_file(dir.file("skin.res")));
+    // --stats: the command's own request counted, under the documented names, on stderr.
+    const std::string stats = std::string(PAVO_CLI_PATH) + " --stats --workdir " + dir.path() +
+                              " --platform " + sim.base_url() + " open >/dev/null 2>" +
+                              dir.file("stats");
+    ASSERT_EQ(system(stats.c_str()), 0);
+    const auto json = nlohmann::json::parse(read_file(dir.file("stats")));
+    EXPECT_EQ(json.at("/kinds/open/requests"_json_pointer), 1);
+    EXPECT_EQ(json.at("/kinds/open/successes"_json_pointer), 1);
+    EXPECT_EQ(json.at("samples"), 1);
 }
 
 #ifdef PAVO_EXAMPLE_DIR

@@ -94,6 +94,13 @@ typedef struct __tpavo_env {
     int asyncnowait;  /* asynchronous requests return once queued */
     int wholekeys;    /* korix.conf keys matched whole, not by prefix */
     int strictlocal;  /* local writes that fail are failures */
+    /* Fleet settings (korix.conf, also properties); 0 or empty is the documented behaviour. */
+    int failover;      /* 1: a request the primary failed goes once to the second address */
+    int failoverhold;  /* seconds a failed primary is passed over for the second address */
+    int retries;       /* repeats after the first attempt */
+    int retrybase;     /* milliseconds: first back-off bound */
+    int retrycap;      /* milliseconds: largest back-off bound */
+    char reloginon[PAVO_PROP_SIZE]; /* result codes that trigger one shared re-login */
 } tpavo_env;
 
 #ifdef __cplusplus

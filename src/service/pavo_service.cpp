@@ -19,6 +19,7 @@
 #include <curl/curl.h>
 
 #include "runtime/pavo_runtime.h"
+#include "service/pavo_fleet.h"
 #include "service/pavo_global.h"
 #include "service/pavo_service_calls.h"
 #include "service/pavo_service_props.h"
@@ -263,10 +264,13 @@ pavo_status_t pavo_inner_cleanup(void)
         return PAVO_STATUS_SUCCESS;
 
     --env.initref;
+    // Repeats waiting for their time are dropped before the pool goes.
+    pavo_inner_fleetstop();
     end_calls_in_flight(env);
     if (env.threadpool != nullptr)
         pool_destroy(env.threadpool);
     env.threadpool = nullptr;
+    pavo_inner_fleetrelease();
     // No worker is left to use the shared connections.
     pavo_inner_sharecleanup();
 

@@ -6,11 +6,15 @@
  * and form body in fixed buffers and hands them to the pipeline (pavo_upload);
  * pavo_inner_finishrequest ends every request in both modes.
  */
+#include <stdlib.h>
 #include <string.h>
 
 #include <initializer_list>
+#include <mutex>
+#include <shared_mutex>
 
 #include "parse/pavo_parse_frame.h"
+#include "service/pavo_fleet.h"
 #include "service/pavo_global.h"
 #include "service/pavo_service_calls.h"
 #include "service/pavo_service_props.h"
@@ -18,6 +22,9 @@
 #include "service/pavo_upload.h"
 
 namespace {
+
+// Taken only while "reloginon" is set; see pavo_inner_sessionread_begin.
+std::shared_mutex g_session_guard;
 
 // Frame bounds: a terminal's small heap keeps every buffer on the stack.
 constexpr size_t kUrlSize = 256;
@@ -176,6 +183,7 @@ struct pavo_request_row {
     AuthenticatorSources auth;
     bool logs_profile;  // login writes the terminal profile between separators
     FieldList form;
+    pavo_repeat repeat;  // when failover and retries may send it again
 };
 
 namespace {
@@ -195,55 +203,62 @@ constexpr pavo_status_t kNotLogined = PAVO_STATUS_FAILURE_NOTLOGINED;
 constexpr pavo_callbacktype kAaa = PAVO_CALLBACK_AAA;
 constexpr pavo_callbacktype kEpg = PAVO_CALLBACK_EPG;
 constexpr pavo_callbacktype kManage = PAVO_CALLBACK_TMMANAGE;
+// Reads repeat freely; a recharge must never be charged twice, so it and the
+// report (and the extended service, whose effect is the application's) go
+// again only when nothing was sent; the account requests likewise, and they
+// never trigger a re-login.
+constexpr pavo_repeat kAny = PAVO_REPEAT_ANY;
+constexpr pavo_repeat kAccount = PAVO_REPEAT_ACCOUNT;
+constexpr pavo_repeat kUnsent = PAVO_REPEAT_UNSENT;
 
 // "QueryProgramee" is the platform's spelling.
 constexpr pavo_request_row kRequests[kRequestCount] = {
     {"openurl", nullptr, kInited, kNotInited, kAaa, EPAVO_OPEN, DATATYPE_OPENRESULT,
      DATATYPE_OPENRESULT, false, pavo_inner_writeback_open,
      {KeySource::open_seed, AuthUser::text_argument_0, AuthBusiness::bizfield}, false,
-     fields_of(kOpenFields)},
+     fields_of(kOpenFields), kAccount},
     {"aaasrvaddress", "Login", kOpened, kNotOpened, kAaa, EPAVO_LOGIN, DATATYPE_LOGINRESULT,
      DATATYPE_LOGINRESULT, false, pavo_inner_writeback_login,
      {KeySource::user_id, AuthUser::user_id, AuthBusiness::bizfield}, true,
-     fields_of(kLoginFields)},
+     fields_of(kLoginFields), kAccount},
     {"aaasrvaddress", "Logout", kLogined, kNotLogined, kAaa, EPAVO_LOGOUT,
      DATATYPE_LOGOUTRESULT, DATATYPE_LOGOUTRESULT, false, nullptr,
      {KeySource::user_id, AuthUser::user_id, AuthBusiness::empty}, false,
-     fields_of(kLogoutFields)},
+     fields_of(kLogoutFields), kAccount},
     {"aaasrvaddress", "Recharge", kLogined, kNotLogined, kEpg, EPAVO_RECHARGE,
      DATATYPE_RECHARGERESULT, DATATYPE_RECHARGERESULT, false, nullptr,
      {KeySource::user_id, AuthUser::user_id, AuthBusiness::text_argument_0}, false,
-     fields_of(kRechargeFields)},
+     fields_of(kRechargeFields), kUnsent},
     {"epgsrvaddress", "QueryCategory", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYLIST,
      DATATYPE_CATEGORYLIST, DATATYPE_CATEGORYLIST, false, nullptr, kNoAuthenticator, false,
-     fields_of(kCategoryListFields)},
+     fields_of(kCategoryListFields), kAny},
     {"epgsrvaddress", "QueryProgramee", kLogined, kNotLogined, kEpg,
      EPAVO_QUERYCATEGORYITEMLIST, DATATYPE_ITEMLIST, DATATYPE_ITEMLIST, false, nullptr,
-     kNoAuthenticator, false, fields_of(kCategoryItemListFields)},
+     kNoAuthenticator, false, fields_of(kCategoryItemListFields), kAny},
     {"epgsrvaddress", "QueryRelative", kLogined, kNotLogined, kEpg, EPAVO_QUERYRELATEITEMLIST,
      DATATYPE_ITEMLIST, DATATYPE_RELATIVEITEMLIST, false, nullptr, kNoAuthenticator, false,
-     fields_of(kRelateItemListFields)},
+     fields_of(kRelateItemListFields), kAny},
     {"epgsrvaddress", "QueryDetail", kLogined, kNotLogined, kEpg,
      EPAVO_QUERYCATEGORYITEMDETAIL, DATATYPE_ITEM, DATATYPE_ITEM, false, nullptr,
-     kNoAuthenticator, false, fields_of(kItemDetailFields)},
+     kNoAuthenticator, false, fields_of(kItemDetailFields), kAny},
     {"epgsrvaddress", "QuerySchedule", kLogined, kNotLogined, kEpg, EPAVO_QUERYSCHEDULELIST,
      DATATYPE_SCHEDULELIST, DATATYPE_SCHEDULELIST, false, nullptr, kNoAuthenticator, false,
-     fields_of(kScheduleListFields)},
+     fields_of(kScheduleListFields), kAny},
     {"playsrvaddress", "Play", kLogined, kNotLogined, kAaa, EPAVO_QUERYPLAYURL,
      DATATYPE_QUERYPLAYURLRESULT, DATATYPE_QUERYPLAYURLRESULT, false, nullptr,
-     kNoAuthenticator, false, fields_of(kPlayUrlFields)},
+     kNoAuthenticator, false, fields_of(kPlayUrlFields), kAny},
     {"serviceaddress", nullptr, kLogined, kNotLogined, kAaa, EPAVO_QUERYEXTSERVICE,
      DATATYPE_EXTSERVICERESULT, DATATYPE_EXTSERVICERESULT, false, nullptr, kNoAuthenticator,
-     false, fields_of(kExtendServiceFields)},
+     false, fields_of(kExtendServiceFields), kUnsent},
     {"upgradesrvaddress", "UpgradeOS", kLogined, kNotLogined, kManage, EPAVO_UPGRADEOS,
      DATATYPE_UPGRADEOSRESULT, DATATYPE_UPGRADEOSRESULT, false, nullptr, kNoAuthenticator,
-     false, fields_of(kMaintenanceFields)},
+     false, fields_of(kMaintenanceFields), kAny},
     {"upgradesrvaddress", "UpgradeRes", kLogined, kNotLogined, kManage, EPAVO_UPGRADERES,
      DATATYPE_UPGRADERESRESULT, DATATYPE_UPGRADERESRESULT, false, nullptr, kNoAuthenticator,
-     false, fields_of(kMaintenanceFields)},
+     false, fields_of(kMaintenanceFields), kAny},
     {"upgradesrvaddress", "Report", kLogined, kNotLogined, kManage, EPAVO_STATUSREPORT,
      DATATYPE_NORMAL, DATATYPE_NORMAL, true, nullptr, kNoAuthenticator, false,
-     fields_of(kMaintenanceFields)},
+     fields_of(kMaintenanceFields), kUnsent},
 };
 
 // Arguments as the exported function gathered them; indexes are per row.
@@ -368,17 +383,11 @@ const char* field_value(const FormField& field, const RequestArgs& args,
     return nullptr;
 }
 
-pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& args)
+// The URL: base address property, then "/Service/Name" for most rows. An
+// empty base gives "/Service/Name" and goes out as it is. Cut silently at 255
+// characters, as every address copy is.
+void build_url(const pavo_request_row& row, char (&url)[kUrlSize])
 {
-    PavoCall call;  // pavo_cleanup waits for the answer's parse too
-    if (!call)
-        return PAVO_STATUS_FAILURE;
-    const pavo_request_row& row = kRequests[which];
-
-    // The URL comes first, before the state test; an empty base address gives
-    // "/Service/Name" and goes out as it is. Cut silently at 255 characters,
-    // as every address copy is.
-    char url[kUrlSize];
     char base[PAVO_PROP_SIZE];
     pavo_readprop(row.base_property, base, sizeof base);
     size_t url_used = append_bounded(url, sizeof url, 0, base);
@@ -386,17 +395,15 @@ pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& ar
         url_used = append_bounded(url, sizeof url, url_used, "/Service/");
         append_bounded(url, sizeof url, url_used, row.service_name);
     }
+}
 
-    if (pavo_getstate() < row.required_state) {
-        pavo_inner_seterror(row.refusal, "%s", pavo_strerror(row.refusal));
-        return row.refusal;
-    }
-
-    // Every buffer is written before it is read: the body from its
-    // terminator, the scratch by the encoder, the authenticator by its
-    // builder, each session copy whole by pavo_readprop. Zeroing their 24 KiB
-    // on every request would buy nothing.
-    Body body;
+// Every buffer is written before it is read: the body from its terminator,
+// the scratch by the encoder, the authenticator by its builder, each session
+// copy whole by pavo_readprop. Zeroing their 24 KiB on every request would
+// buy nothing.
+void build_body(const pavo_request_row& row, const RequestArgs& args, bool log_profile,
+                Body& body)
+{
     char authenticator[kAuthenticatorSize];
     authenticator[0] = '\0';
     char scratch[kScratchSize];
@@ -404,7 +411,7 @@ pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& ar
     char ip[PAVO_IP_SIZE] = {0};
     pavo_getip(ip, sizeof ip);
 
-    if (row.logs_profile) {
+    if (row.logs_profile && log_profile) {
         pavo_log_info("%s", kProfileSeparator);
         pavo_log_info("%s", session[kTvProfile]);
         pavo_log_info("%s", kProfileSeparator);
@@ -423,6 +430,29 @@ pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& ar
             value = pavo_inner_urlencode_bounded(value, scratch, sizeof scratch);
         body.append_text(field.key, value);
     }
+}
+
+pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& args)
+{
+    PavoCall call;  // pavo_cleanup waits for the answer's parse too
+    if (!call)
+        return PAVO_STATUS_FAILURE;
+    const pavo_request_row& row = kRequests[which];
+
+    // The URL comes first, before the state test.
+    const int guarded = pavo_inner_sessionread_begin();
+    char url[kUrlSize];
+    build_url(row, url);
+
+    if (pavo_getstate() < row.required_state) {
+        pavo_inner_sessionread_end(guarded);
+        pavo_inner_seterror(row.refusal, "%s", pavo_strerror(row.refusal));
+        return row.refusal;
+    }
+
+    Body body;
+    build_body(row, args, true, body);
+    pavo_inner_sessionread_end(guarded);
 
     void* response = nullptr;
     size_t responsesize = 0;
@@ -490,11 +520,19 @@ pavo_status_t pavo_inner_finishrequest(const pavo_request_row* row, const pavo_a
                             : 0;
     tpavo_result* result = nullptr;
     if (failure != 0) {
+        // Transfer and HTTP failures were counted where the transfer ended.
+        if (failure == PAVO_RESULT_UNPARSABLE)
+            pavo_inner_statcount(eventtype, PAVO_STAT_PARSE);
         result = pavo_inner_errorresult(
             failure, answer,
             row == nullptr ? DATATYPE_NORMAL : stored ? row->sync_datatype : row->async_datatype);
     } else {
         result = parse_answer(row, *answer, stored);
+        pavo_inner_statcount(eventtype,
+                             result != nullptr ? (result->resultcode >= 0 ? PAVO_STAT_SUCCESSES
+                                                                          : PAVO_STAT_REFUSED)
+                             : (row == nullptr || row->never_parsed) ? PAVO_STAT_SUCCESSES
+                                                                     : PAVO_STAT_PARSE);
         if (result != nullptr) {
             result->httpecode = answer->httpecode;
             result->httpretcode = answer->httpretcode;
@@ -521,6 +559,61 @@ pavo_status_t pavo_inner_finishrequest(const pavo_request_row* row, const pavo_a
     // result store.
     pavo_iner_freeresultitem(result);
     return status;
+}
+
+int pavo_inner_rowrepeat(const pavo_request_row* row) { return row->repeat; }
+
+const char* pavo_inner_rowbase(const pavo_request_row* row) { return row->base_property; }
+
+tpavo_datatype pavo_inner_rowdatatype(const pavo_request_row* row) { return row->sync_datatype; }
+
+int pavo_inner_rowparsed(const pavo_request_row* row) { return row->never_parsed ? 0 : 1; }
+
+int pavo_inner_sessionread_begin(void)
+{
+    if (pavo_relaxed_load(g_pavo_env.reloginon[0]) == '\0')
+        return 0;
+    g_session_guard.lock_shared();
+    return 1;
+}
+
+void pavo_inner_sessionread_end(int taken)
+{
+    if (taken != 0)
+        g_session_guard.unlock_shared();
+}
+
+int pavo_inner_relogin(void)
+{
+    const pavo_request_row& row = kRequests[kLogin];
+    char url[kUrlSize];
+    Body body;
+    const int guarded = pavo_inner_sessionread_begin();
+    build_url(row, url);
+    build_body(row, {}, false, body);
+    pavo_inner_sessionread_end(guarded);
+    MemoryStruct chunk = {};
+    tpavo_httpecode httpecode = PAVO_HTTPE_OK;
+    long httpretcode = 0;
+    pavo_fleet_state state = {};
+    state.internal = 1;
+    long delay_ms = 0;
+    pavo_status_t status = PAVO_STATUS_FAILURE;
+    pavo_inner_fleetrun(row.event, url, body.text, 0, STORETYPE_MEM, &chunk, nullptr, &httpecode,
+                        &httpretcode, &state, 0, &delay_ms, &status);
+    pavo_free(state.body);
+    int accepted = 0;
+    if (status == PAVO_STATUS_SUCCESS && chunk.data != nullptr) {
+        tpavo_result* result = pavo_parse(chunk.data, chunk.size, row.sync_datatype);
+        if (result != nullptr && result->resultcode >= 0 && result->data.ptr != nullptr) {
+            std::lock_guard<std::shared_mutex> guard(g_session_guard);
+            // An answer the session may not take is a failed re-login.
+            accepted = row.writeback(result) == 0 ? 1 : 0;
+        }
+        pavo_iner_freeresultitem(result);
+    }
+    free(chunk.data);
+    return accepted;
 }
 
 pavo_status_t pavo_query_status(void)

@@ -36,6 +36,26 @@ typedef struct {
 /* The row of the request with this event type, or null (the download). */
 const struct pavo_request_row* pavo_inner_findrequest(int eventtype);
 
+/* What the fleet code needs of a row: its repeat class (a pavo_repeat), the
+ * property naming its base address, the datatype of its answer, and whether
+ * its answer is ever read. */
+int pavo_inner_rowrepeat(const struct pavo_request_row* row);
+const char* pavo_inner_rowbase(const struct pavo_request_row* row);
+tpavo_datatype pavo_inner_rowdatatype(const struct pavo_request_row* row);
+int pavo_inner_rowparsed(const struct pavo_request_row* row);
+
+/* With "reloginon" set the library writes the session back by itself while
+ * other threads read it: readers of the session hold this guard (begin
+ * returns whether it was taken, for end). Without the key nothing is locked,
+ * as documented. */
+int pavo_inner_sessionread_begin(void);
+void pavo_inner_sessionread_end(int taken);
+
+/* One login with the stored account on the calling thread, whatever the
+ * mode, writing the session back as pavo_login does; the thread's last
+ * result is left alone. 1 when the platform accepted it. */
+int pavo_inner_relogin(void);
+
 /* The one ending of every request: parse the answer as the row says, write a
  * successful one back into the session, give the result the transfer's
  * codes, then deliver it to callback as a response event of eventtype and

@@ -87,6 +87,13 @@ constexpr Setting kSettings[] = {
     {"errorresults", Kind::number, offsetof(tpavo_env, errorresults), 0, 0, nullptr, false},
     {"asyncnowait", Kind::number, offsetof(tpavo_env, asyncnowait), 0, 0, nullptr, false},
     {"wholekeys", Kind::number, offsetof(tpavo_env, wholekeys), 0, 0, nullptr, false},
+    // Fleet behaviour, off by default: 0 or empty each keeps the documented requests.
+    {"failover", Kind::number, offsetof(tpavo_env, failover), 0, 0, settle_limit, false},
+    {"failoverhold", Kind::number, offsetof(tpavo_env, failoverhold), 60, 0, settle_limit, false},
+    {"retries", Kind::number, offsetof(tpavo_env, retries), 0, 0, settle_limit, false},
+    {"retrybase", Kind::number, offsetof(tpavo_env, retrybase), 500, 0, settle_limit, false},
+    {"retrycap", Kind::number, offsetof(tpavo_env, retrycap), 30000, 0, settle_limit, false},
+    text_setting("reloginon", offsetof(tpavo_env, reloginon)),
 };
 
 void read_setting(const Setting& setting, tpavo_env* env, const char* conf)

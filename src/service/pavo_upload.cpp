@@ -12,6 +12,7 @@
 #include <initializer_list>
 
 #include "runtime/pavo_runtime.h"
+#include "service/pavo_fleet.h"
 #include "service/pavo_global.h"
 #include "service/pavo_service_calls.h"
 #include "service/pavo_upload.h"
@@ -140,15 +141,20 @@ pavo_status_t add_async_job(tpavo_storetype storetype, const char* localpath, in
 }
 
 pavo_status_t run_sync_job(tpavo_storetype storetype, const char* localpath, int phase,
-                           const char* url, const char* data, void** returndata,
+                           int eventtype, const char* url, const char* data, void** returndata,
                            size_t* returndatasize, tpavo_httpecode* httpecode,
                            long* httpretcode)
 {
     MemoryStruct* chunk = new_chunk();
     if (chunk == nullptr)
         return PAVO_STATUS_FAILURE;
-    pavo_status_t result =
-        pavo_upload(url, data, phase, storetype, chunk, localpath, httpecode, httpretcode);
+    pavo_status_t result = PAVO_STATUS_FAILURE;
+    pavo_fleet_state fleet = {};
+    long delay_ms = 0;
+    pavo_inner_fleetrun(eventtype, url, data, phase, storetype, chunk, localpath, httpecode,
+                        httpretcode, &fleet, 0, &delay_ms, &result);
+    pavo_inner_setlastaddress(fleet.address);
+    pavo_free(fleet.body);
     // Whatever the outcome, a memory request gets a block (1 byte if empty).
     if (storetype == STORETYPE_MEM) {
         if (returndata != nullptr)
@@ -211,6 +217,7 @@ void pavo_inner_freejob(t_httpjobarg* job)
     pavo_free(job->url);
     pavo_free(job->param);
     pavo_free(job->response);
+    pavo_free(job->fleet.body);
     pavo_free(job);
 }
 
@@ -235,8 +242,8 @@ pavo_status_t pavo_addhttpjob(tpavo_storetype storetype, const char* localpath, 
     if (pavo_getfuncmode() == FUNCMODE_ASYNC)
         return add_async_job(storetype, localpath, cbtype, phase, eventhandle, eventtype,
                              eventscope, url, data, datasize);
-    return run_sync_job(storetype, localpath, phase, url, data, returndata, returndatasize,
-                        httpecode, httpretcode);
+    return run_sync_job(storetype, localpath, phase, eventtype, url, data, returndata,
+                        returndatasize, httpecode, httpretcode);
 }
 
 // Without a worker pool the job runs at once on the calling thread.
@@ -256,8 +263,18 @@ void* pavo_inner_httpjob(void* arg)
     if (job == nullptr)
         return nullptr;
     MemoryStruct* chunk = new_chunk();
-    pavo_upload(job->url, static_cast<const char*>(job->param), job->phase, job->storetype,
-                chunk, job->localpath, &job->httpecode, &job->httpretcode);
+    pavo_status_t status = PAVO_STATUS_FAILURE;
+    long delay_ms = 0;
+    // A repeat waits in the timed line, not on this worker.
+    if (chunk != nullptr &&
+        pavo_inner_fleetrun(job->eventtype, job->url, static_cast<const char*>(job->param),
+                            job->phase, job->storetype, chunk, job->localpath, &job->httpecode,
+                            &job->httpretcode, &job->fleet, g_pavo_env.threadpool != nullptr,
+                            &delay_ms, &status) == PAVO_FLEET_LATER) {
+        free_chunk(chunk);
+        pavo_inner_fleetdefer(job, delay_ms);
+        return nullptr;
+    }
     job->response = chunk_to_pool(chunk);
     job->responsesize = static_cast<int>(chunk_size(chunk));
     if (chunk != nullptr) {
@@ -339,11 +356,13 @@ pavo_status_t pavo_upload(const char* url, const char* userdata, int phase,
     char curl_error[CURL_ERROR_SIZE] = {0};
     curl_easy_setopt(curl.get(), CURLOPT_ERRORBUFFER, curl_error);
     pavo_inner_jointransfer(curl.get());
+    pavo_inner_fleetprepare(curl.get());
     CURLcode code = pavo_inner_perform(curl.get());
     if (streamed)
         chunk->stored = file.received();
     // The handle may outlive this frame in the connection share.
     curl_easy_setopt(curl.get(), CURLOPT_ERRORBUFFER, nullptr);
+    pavo_inner_fleetnote(curl.get(), code);
     if (code != CURLE_OK) {
         pavo_log_info("Curl told us error %d \r\n", static_cast<int>(code));
         pavo_inner_seterror(PAVO_STATUS_FAILURE, "transfer to %s failed: %s (libcurl code %d)", url,

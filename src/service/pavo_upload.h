@@ -13,6 +13,7 @@
 #include <curl/curl.h>
 
 #include "pavo.h"
+#include "service/pavo_fleet_state.h"
 
 /* Receive buffer: grown with calloc/realloc (not the pool), always
  * NUL-terminated after the last byte once it holds data. */
@@ -44,6 +45,7 @@ typedef struct __t_httpjobarg {
     long httpretcode;
     int streamed;              /* the answer went to localpath as it arrived */
     unsigned long long stored; /* streamed: bytes received */
+    pavo_fleet_state fleet; /* beyond the documented fields: its repeats so far */
 } t_httpjobarg;
 
 /* The phase whose answer goes to libcurl's default output, unkept. */

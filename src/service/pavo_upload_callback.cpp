@@ -5,6 +5,7 @@
  * pavo_inner_finishrequest with the application's callback, and releases the job;
  * and the notice of a job whose answer the full queue dropped.
  */
+#include "service/pavo_fleet.h"
 #include "service/pavo_global.h"
 #include "service/pavo_service_requests.h"
 #include "service/pavo_upload.h"
@@ -58,6 +59,7 @@ int pavo_globalmessagecallback(int eventtype, int /*eventscope*/, int /*eventhan
         pavo_inner_freejob(job);
         return -1;
     }
+    pavo_inner_setlastaddress(job->fleet.address);
     pavo_callback callback = job_callback(job);
     // Without a callback the answer is neither parsed nor written back.
     if (callback != nullptr) {

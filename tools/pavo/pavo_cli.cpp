@@ -39,6 +39,7 @@ struct Options {
     bool verbose = false;
     bool help = false;
     bool version = false;
+    bool stats = false;
     std::vector<std::string> words;  // the subcommand and its arguments
 };
 
@@ -70,6 +71,7 @@ void print_help(FILE* out)
             "  --async             run the request through the library's workers\n"
             "  --json              print the result record as JSON\n"
             "  --verbose           show the library's log on stderr\n"
+            "  --stats             print the request statistics as JSON on stderr at the end\n"
             "  --oem, --terminal-type, --device-id   the terminal identity\n"
             "  --version           show the library's version\n"
             "  --                  what follows is the command and its arguments\n\n"
@@ -99,6 +101,7 @@ Options parse_options(int argc, char** argv)
         {"--async", &Options::async}, {"--json", &Options::json},
         {"--verbose", &Options::verbose}, {"--help", &Options::help}, {"-h", &Options::help},
         {"--version", &Options::version},
+        {"--stats", &Options::stats},
     };
     Options options;
     bool options_end = false;
@@ -430,6 +433,9 @@ int main(int argc, char** argv)
 
     choose_profile(options.verbose);
     start_library(options);
+    // Also after a failure, which leaves through exit().
+    if (options.stats)
+        atexit([] { cli_print_stats(stderr); });
     reach_state(command);
     int code = options.async ? run_async(command, args, options) : run_sync(command, args, options);
     fflush(g_out);

@@ -6,6 +6,8 @@
 #ifndef PAVO_CLI_H
 #define PAVO_CLI_H
 
+#include <stdio.h>
+
 #include <string>
 #include <vector>
 
@@ -44,6 +46,8 @@ struct CliCommand {
 const std::vector<CliCommand>& cli_commands();
 // The download row's request, which "-" as FILE sends to standard output.
 CliRequest cli_download_request();
+// `--stats`: the library's request statistics as one JSON line.
+void cli_print_stats(FILE* out);
 const char* cli_state_name(tpavo_state state);
 
 #endif
