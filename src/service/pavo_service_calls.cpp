@@ -38,7 +38,8 @@ void pavo_inner_leavecall(void)
     std::lock_guard<std::mutex> lock(g_calls_lock);
     --g_calls;
     --t_calls;
-    g_calls_left.notify_all();
+    if (g_closing != 0)  // only pavo_cleanup waits, and only once closing
+        g_calls_left.notify_all();
 }
 
 int pavo_inner_closing(void) { return pavo_relaxed_load(g_closing); }

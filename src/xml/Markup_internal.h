@@ -262,17 +262,18 @@ struct NameKey {
     static NameKey Of(std::string_view strName, bool bIgnoreCase);
 };
 
-// Open start tags while parsing, as views into the document. Every name met
-// in a start tag gets a leaf in the crit-bit tree of its name hash slot (one
-// of 23) and keeps it for the parse; the leaf knows the newest open tag of
-// the name. So an end tag finds its nearest open namesake, or learns there is
-// none, in steps bounded by its own length however many names collide.
+// Open start tags while parsing, as views into the document. Once an end tag
+// has matched none of the innermost tags, every tag then open goes into the
+// crit-bit tree of its name hash slot (one of 23): each name keeps its leaf
+// for the parse, and the leaf knows the newest open tag of the name. So an
+// end tag finds its nearest open namesake, or learns there is none, in steps
+// bounded by its own length however many open names collide.
 struct TagPos {
     const char* pName;
     int nName;
     int iParent;     // element index of this open tag: the parent of what follows
-    int iLeaf;
-    int iSameNext;   // next older open tag of this name, -1 at the end
+    int iLeaf;       // set once the tag is in the tree
+    int iSameNext;   // next older open tag of this name in the tree, -1 at the end
 };
 
 struct NameLeaf {
@@ -308,9 +309,11 @@ struct ElemStack {
 
     int iTop;        // innermost open tag, -1 when none
     int iPar;        // element that receives the next child (0: the document)
-    long long nSteps;   // tree nodes visited and name bytes compared
+    long long nSteps;   // tags and branches visited, name bytes compared
+    int iIndexed;       // tags below this one are in the tree
 
 private:
+    void x_Index(int iTag, bool bIgnoreCase);
     int x_NewLeaf(const NameKey& key);
     int x_Leaf(const NameKey& key, int nSlot);
 

@@ -1,8 +1,8 @@
 /*
  * Markup_stack.cpp - the end-tag matcher of the parse: the stack of open start
- * tags and, per name hash slot, a crit-bit tree of the names met so far, so an
- * end tag finds its nearest open namesake (or learns there is none) in steps
- * bounded by its own length. Used by CMarkup::x_ParseElem (Markup_parse.cpp).
+ * tags and, per name hash slot, a crit-bit tree of names, so an end tag finds
+ * its nearest open namesake (or learns there is none) in steps bounded by its
+ * own length and the tags it closes. Used by CMarkup::x_ParseElem (Markup_parse.cpp).
  */
 #include <algorithm>
 
@@ -22,7 +22,7 @@ NameKey NameKey::Of(std::string_view strName, bool bIgnoreCase)
     return key;
 }
 
-ElemStack::ElemStack() : iTop(-1), iPar(0), nSteps(0), nLeaves(0), nNodes(0)
+ElemStack::ElemStack() : iTop(-1), iPar(0), nSteps(0), iIndexed(0), nLeaves(0), nNodes(0)
 {
     std::fill(anTable, anTable + kSlots, kNoRef);
 }
@@ -95,26 +95,40 @@ int ElemStack::x_Leaf(const NameKey& key, int nSlot)
     return iLeaf;
 }
 
-void ElemStack::Push(std::string_view strName, int iElem, bool bIgnoreCase)
+void ElemStack::Push(std::string_view strName, int iElem, bool /*bIgnoreCase*/)
 {
-    const int iTag = ++iTop;
-    aTags.Reserve(iTag + 1);
-    const int iLeaf = x_Leaf(NameKey::Of(strName, bIgnoreCase), Slot(strName, bIgnoreCase));
-    aTags[iTag] = TagPos{strName.data(), static_cast<int>(strName.size()), iElem, iLeaf,
-                         aLeaves[iLeaf].iNewest};
-    aLeaves[iLeaf].iNewest = iTag;
+    ++iTop;
+    aTags.Reserve(iTop + 1);
+    aTags[iTop] = TagPos{strName.data(), static_cast<int>(strName.size()), iElem, -1, -1};
     iPar = iElem;
 }
 
-// Nearest open tag of this name, or -1.
+// Puts an open tag into its slot's tree; tags go in oldest first.
+void ElemStack::x_Index(int iTag, bool bIgnoreCase)
+{
+    TagPos& tag = aTags[iTag];
+    const std::string_view strName(tag.pName, static_cast<size_t>(tag.nName));
+    tag.iLeaf = x_Leaf(NameKey::Of(strName, bIgnoreCase), Slot(strName, bIgnoreCase));
+    tag.iSameNext = aLeaves[tag.iLeaf].iNewest;
+    aLeaves[tag.iLeaf].iNewest = iTag;
+}
+
+// Nearest open tag of this name, or -1. Tags above iIndexed are compared one
+// by one, innermost first (a well-formed document never needs more); each is
+// compared once, since it is then either closed or put into the tree.
 int ElemStack::Find(std::string_view strName, bool bIgnoreCase)
 {
     const NameKey key = NameKey::Of(strName, bIgnoreCase);
-    if (iTop >= 0 && aTags[iTop].nName == key.n) {   // the usual case: the innermost tag
-        nSteps += key.n;
-        if (NameBytesEqual(aTags[iTop].pName, key.p, key.n, bIgnoreCase))
-            return iTop;
+    for (int i = iTop; i >= iIndexed; --i) {
+        ++nSteps;
+        if (aTags[i].nName == key.n) {
+            nSteps += key.n;
+            if (NameBytesEqual(aTags[i].pName, key.p, key.n, bIgnoreCase))
+                return i;
+        }
     }
+    for (; iIndexed <= iTop; ++iIndexed)
+        x_Index(iIndexed, bIgnoreCase);
     int ref = anTable[Slot(strName, bIgnoreCase)];
     if (ref == kNoRef)
         return -1;
@@ -138,7 +152,9 @@ void ElemStack::PopTo(int iEntry)
 {
     for (; iTop >= iEntry; --iTop) {
         ++nSteps;
-        aLeaves[aTags[iTop].iLeaf].iNewest = aTags[iTop].iSameNext;
+        if (iTop < iIndexed)
+            aLeaves[aTags[iTop].iLeaf].iNewest = aTags[iTop].iSameNext;
     }
+    iIndexed = std::min(iIndexed, iTop + 1);
     iPar = iTop >= 0 ? aTags[iTop].iParent : 0;
 }
