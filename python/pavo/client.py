@@ -72,6 +72,28 @@ PROPERTY_NAMES = (
 _READ_ONLY = {"pavoversion"} | set(PROPERTY_NAMES[PROPERTY_NAMES.index("ipversion"):])
 _BUFFER = 256
 
+# The record each request's answer holds, by request and by event type.
+_KIND = {"open": Datatype.OPENRESULT, "login": Datatype.LOGINRESULT,
+         "logout": Datatype.LOGOUTRESULT, "recharge": Datatype.RECHARGERESULT,
+         "querycategorylist": Datatype.CATEGORYLIST, "querycategoryitemlist": Datatype.ITEMLIST,
+         "queryrelateitemlist": Datatype.ITEMLIST, "queryitemdetail": Datatype.ITEM,
+         "queryschedulelist": Datatype.SCHEDULELIST,
+         "queryplayurl": Datatype.QUERYPLAYURLRESULT,
+         "queryextendservice": Datatype.EXTSERVICERESULT, "upgradeos": Datatype.UPGRADEOSRESULT,
+         "upgraderes": Datatype.UPGRADERESRESULT, "downloadresource": Datatype.NORMAL}
+_EVENT_KIND = {EventType.OPEN: Datatype.OPENRESULT, EventType.LOGIN: Datatype.LOGINRESULT,
+               EventType.LOGOUT: Datatype.LOGOUTRESULT,
+               EventType.RECHARGE: Datatype.RECHARGERESULT,
+               EventType.QUERYCATEGORYLIST: Datatype.CATEGORYLIST,
+               EventType.QUERYCATEGORYITEMLIST: Datatype.ITEMLIST,
+               EventType.QUERYRELATEITEMLIST: Datatype.RELATIVEITEMLIST,
+               EventType.QUERYCATEGORYITEMDETAIL: Datatype.ITEM,
+               EventType.QUERYSCHEDULELIST: Datatype.SCHEDULELIST,
+               EventType.QUERYPLAYURL: Datatype.QUERYPLAYURLRESULT,
+               EventType.QUERYEXTSERVICE: Datatype.EXTSERVICERESULT,
+               EventType.UPGRADEOS: Datatype.UPGRADEOSRESULT,
+               EventType.UPGRADERES: Datatype.UPGRADERESRESULT}
+
 
 def _literal(value: str) -> bytes:
     # The library reads these values as their own format ("%%" is "%"): doubled, every
@@ -192,10 +214,11 @@ class Library:
     # -- synchronous requests -----------------------------------------------------------
     def _request(self, name: str, *args: Any, result: bool = True,
                  check: bool = True) -> Optional[Result[Any]]:
+        kind = _KIND.get(name)
         status = getattr(self.native, "pavo_" + name)(*args)
         if self.native.pavo_getfuncmode() == 0:
             return None  # asynchronous: the answer comes through the pump
-        taken = self._take_result() if (result or status != 0) else None
+        taken = self._take_result(kind) if (result or status != 0) else None
         if status != 0:
             raise PavoError(name, status, *(
                 (taken.resultcode, taken.resultmsg, taken.httpecode, taken.httpretcode)
@@ -205,12 +228,12 @@ class Library:
                                 taken.httpretcode)
         return taken
 
-    def _take_result(self) -> Optional[Result[Any]]:
+    def _take_result(self, kind: Optional[int]) -> Optional[Result[Any]]:
         raw = self.native.pavo_getresult()
         if not raw:
             return None
         try:
-            return convert(raw.contents)
+            return convert(raw.contents, kind)
         finally:
             self.native.pavo_freeresult(raw)
 
@@ -362,15 +385,20 @@ class Library:
         method = getattr(self, request, None)
         if request.startswith("_") or not callable(method):
             raise ValueError(f"no request {request}")
+        return self.post_call(lambda eventid: method(*args, eventid=eventid, **kwargs))
+
+    def post_call(self, call: Callable[[int], Any]) -> int:
+        """Runs call(eventid) on a daemon thread, where it may make one request with that
+        event id; a request refused before it was sent becomes an event with its status."""
         eventid = next(self._ids)
 
         def run() -> None:
             try:
-                method(*args, eventid=eventid, **kwargs)
+                call(eventid)
             except PavoError as e:
                 self._events.put(Event(0, eventid, None, e.status))
 
-        threading.Thread(target=run, name=f"pavo-{request}-{eventid}", daemon=True).start()
+        threading.Thread(target=run, name=f"pavo-request-{eventid}", daemon=True).start()
         return eventid
 
     def on_event(self, fn: Optional[Callable[[Event], None]]) -> None:
@@ -381,8 +409,8 @@ class Library:
         # Runs inside pavo_checkmessage; the result is freed when this returns, so copy.
         try:
             ev = event.contents
-            result = convert(ctypes.cast(ev.data, ctypes.POINTER(n.Result)).contents) \
-                if ev.data else None
+            result = convert(ctypes.cast(ev.data, ctypes.POINTER(n.Result)).contents,
+                             _EVENT_KIND.get(ev.eventtype)) if ev.data else None
             copied = Event(ev.eventtype, ev.eventid, result)
             if self._handler is not None:
                 self._handler(copied)

@@ -309,7 +309,6 @@ def _single(cls: Any, struct: Any) -> Any:
 _DATA: dict[int, Any] = {
     Datatype.OPENRESULT: _single(OpenResponse, n.OpenResponse),
     Datatype.LOGINRESULT: _single(LoginResponse, n.LoginResponse),
-    Datatype.LOGOUTRESULT: lambda p, size: LogoutResponse(),
     Datatype.RECHARGERESULT: _single(RechargeResponse, n.RechargeResponse),
     Datatype.QUERYPLAYURLRESULT: _single(PlayResponse, n.PlayResponse),
     Datatype.CATEGORYLIST: lambda p, size: _categories(ctypes.cast(p, ctypes.POINTER(n.Category))),
@@ -329,17 +328,21 @@ _EMPTY: dict[int, Any] = {Datatype.CATEGORYLIST: list, Datatype.ITEMLIST: list,
                           Datatype.SCHEDULELIST: list}
 
 
-def convert(raw: n.Result) -> Result[Any]:
-    """Copies a C result, its record and every list hanging from it."""
+def convert(raw: n.Result, kind: Optional[int] = None) -> Result[Any]:
+    """Copies a C result, its record and every list hanging from it. kind is the answer
+    the request asked for: the record is read by it, since the library tags some answers
+    with another kind's datatype (a resource upgrade as a system upgrade)."""
     try:
         datatype = Datatype(raw.datatype)
     except ValueError:
         datatype = Datatype.NORMAL
+    if kind is None:
+        kind = datatype
     data: Any = None
-    if raw.data and datatype in _DATA:
-        data = _DATA[datatype](raw.data, raw.datasize)
-    elif datatype in _EMPTY and raw.resultcode >= 0:
-        data = _EMPTY[datatype]()
+    if raw.data and kind in _DATA:
+        data = _DATA[kind](raw.data, raw.datasize)
+    elif kind in _EMPTY and raw.resultcode >= 0:
+        data = _EMPTY[kind]()
     return Result(resultcode=raw.resultcode, resultmsg=text(raw.resultmsg), datatype=datatype,
                   httpecode=raw.httpecode, httpretcode=raw.httpretcode, data=data,
                   totalcount=raw.totalcount, datacount=raw.datacount,

@@ -139,10 +139,10 @@ class Simulator:
     def open_url(self) -> str:
         return self.base + "/Open"
 
-    def control(self, method: str, path: str, body: bytes = b"",
+    def control(self, method: str, endpoint: str, body: bytes = b"",
                 **params: Any) -> bytes:
         query = urllib.parse.urlencode({k: v for k, v in params.items() if v is not None})
-        url = f"{self.base}/_control/{path}" + (f"?{query}" if query else "")
+        url = f"{self.base}/_control/{endpoint}" + (f"?{query}" if query else "")
         request = urllib.request.Request(url, data=body if method == "POST" else None,
                                          method=method)
         with urllib.request.urlopen(request, timeout=10) as answer:
