@@ -216,7 +216,7 @@ class Library:
                  check: bool = True) -> Optional[Result[Any]]:
         kind = _KIND.get(name)
         status = getattr(self.native, "pavo_" + name)(*args)
-        if self.native.pavo_getfuncmode() == 0:
+        if self.native.pavo_getfuncmode() == 0 and status == 0:
             return None  # asynchronous: the answer comes through the pump
         taken = self._take_result(kind) if (result or status != 0) else None
         if status != 0:
