@@ -9,7 +9,7 @@ import dataclasses
 import json
 import os
 import sys
-from typing import Any, Callable, Optional, TextIO
+from typing import Any, Callable, Optional, TextIO, cast
 
 from .client import Event, Library, OpenMode, ServiceType, State
 from .errors import PavoError, PlatformError
@@ -126,7 +126,8 @@ def main(argv: Optional[list[str]] = None) -> int:
                     lib.login()
             if opts.asynchronous and opts.command not in ("time", "status"):
                 lib.set_async()
-                lib.post_call(lambda eventid: run(_EventLibrary(lib, eventid), opts.args))
+                lib.post_call(lambda eventid: run(
+                    cast(Library, _EventLibrary(lib, eventid)), opts.args))
                 event = next(lib.events(1, timeout=30))
                 _print(out, event, opts.json)
                 if event.status:

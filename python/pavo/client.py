@@ -198,7 +198,7 @@ class Library:
     def _write_conf(self) -> None:
         path = os.path.join(self.workdir, "korix.conf")
         conf = configparser.ConfigParser(interpolation=None)
-        conf.optionxform = str  # type: ignore[assignment,method-assign]
+        conf.optionxform = str  # type: ignore[assignment]
         conf.read(path)
         if not conf.has_section("system"):
             conf.add_section("system")
@@ -220,9 +220,10 @@ class Library:
             return None  # asynchronous: the answer comes through the pump
         taken = self._take_result(kind) if (result or status != 0) else None
         if status != 0:
-            raise PavoError(name, status, *(
-                (taken.resultcode, taken.resultmsg, taken.httpecode, taken.httpretcode)
-                if taken else ()), detail=self.last_error_text())
+            if taken is None:
+                raise PavoError(name, status, detail=self.last_error_text())
+            raise PavoError(name, status, taken.resultcode, taken.resultmsg, taken.httpecode,
+                            taken.httpretcode, detail=self.last_error_text())
         if taken is not None and check and taken.resultcode < 0:
             raise PlatformError(name, taken.resultcode, taken.resultmsg, taken.httpecode,
                                 taken.httpretcode)
@@ -368,9 +369,16 @@ class Library:
         """Routes the library's log to fn(level, message); False without log routing."""
         if not self.native.has("pavo_setlogcallback"):
             return False
-        self._log_callback = n.LogCallback(
-            lambda level, msg, _: fn(level, msg.decode("utf-8", "replace"))) if fn else None
-        self.native.pavo_setlogcallback(self._log_callback or n.LogCallback(), None)
+        if fn is None:
+            self._log_callback = None
+            self.native.pavo_setlogcallback(n.LogCallback(0), None)
+            return True
+        handler = fn
+
+        def route(level: int, message: bytes, _: Any) -> None:
+            handler(level, message.decode("utf-8", "replace"))
+        self._log_callback = n.LogCallback(route)
+        self.native.pavo_setlogcallback(self._log_callback, None)
         return True
 
     # -- asynchronous mode ----------------------------------------------------------------
@@ -382,7 +390,7 @@ class Library:
         """Starts request (a method name: "login", "categories", ...) in asynchronous mode
         and returns its event id. The C request keeps its thread for 100 seconds, so it
         runs on a daemon thread of its own; the answer comes through pump() or events()."""
-        method = getattr(self, request, None)
+        method: Any = getattr(self, request, None)
         if request.startswith("_") or not callable(method):
             raise ValueError(f"no request {request}")
         return self.post_call(lambda eventid: method(*args, eventid=eventid, **kwargs))

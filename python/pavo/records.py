@@ -246,7 +246,7 @@ def _copy(dc: Any, rec: Any, skip: tuple[str, ...] = ()) -> Any:
         if f.name in skip or not hasattr(rec, f.name):
             continue
         v = getattr(rec, f.name)
-        if isinstance(v, bytes) and f.type != "int":
+        if isinstance(v, bytes) and str(f.type) != "int":
             values[f.name] = text(v)
         elif isinstance(v, bytes):
             values[f.name] = int.from_bytes(v, "little", signed=True)
