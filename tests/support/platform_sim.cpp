@@ -6,6 +6,7 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <httplib.h>
+#include <nlohmann/json.hpp>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -74,10 +75,13 @@ PlatformSim::PlatformSim(const std::vector<std::string>& extra_args) {
     }
     close(out[1]);
     std::string line = read_first_line(out[0]);
+    bool with_backup = false;
+    for (const std::string& arg : extra_args) with_backup = with_backup || arg == "--backup-port";
+    if (with_backup) backup_url_ = read_first_line(out[0]);
     close(out[0]);
     const std::string prefix = line.rfind("https:", 0) == 0 ? "https://127.0.0.1:"
                                                              : "http://127.0.0.1:";
-    if (line.rfind(prefix, 0) != 0) {
+    if (line.rfind(prefix, 0) != 0 || (with_backup && backup_url_.rfind(prefix, 0) != 0)) {
         stop();
         throw std::runtime_error("platform simulator did not announce its address");
     }
@@ -181,6 +185,40 @@ PlatformSim::Connections PlatformSim::connections() const {
                     &counts.handshakes) != 2)
         throw std::runtime_error("bad connection counts");
     return counts;
+}
+
+void PlatformSim::set_outage(const std::string& service, const std::string& mode, int seconds,
+                             int retry_after) const {
+    httplib::Params params{{"service", service}, {"mode", mode},
+                           {"seconds", std::to_string(seconds)}};
+    if (retry_after >= 0) params.emplace("retry_after", std::to_string(retry_after));
+    control("POST", httplib::append_query_params("/_control/outage", params));
+}
+
+void PlatformSim::clear_outages() const {
+    control("POST", "/_control/outages/clear");
+}
+
+void PlatformSim::expire(int code) const {
+    control("POST", "/_control/expire?code=" + std::to_string(code));
+}
+
+SimCounts PlatformSim::counts() const {
+    const nlohmann::json json = nlohmann::json::parse(control("GET", "/_control/counts"));
+    SimCounts counts;
+    for (const auto& [service, pair] : json.at("services").items())
+        counts.services[service] = {pair.at("primary").get<long>(), pair.at("backup").get<long>()};
+    for (const auto& [path, number] : json.at("paths").items())
+        counts.paths[path] = number.get<long>();
+    counts.logins = json.at("logins").get<long>();
+    counts.charges = json.at("charges").get<long>();
+    counts.recharges = json.at("recharges").get<long>();
+    for (const auto& bucket : json.at("per100ms")) counts.per100ms_total += bucket.at(1).get<long>();
+    return counts;
+}
+
+void PlatformSim::clear_counts() const {
+    control("POST", "/_control/counts/clear");
 }
 
 void write_korix_conf(const std::string& dir, const ConfEntries& entries) {

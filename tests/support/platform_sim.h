@@ -7,6 +7,7 @@
 
 #include <sys/types.h>
 
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -29,6 +30,20 @@ struct SimRequest {
     std::string body;
 };
 
+// What GET /_control/counts reports.
+struct SimCounts {
+    struct Pair {
+        long primary = 0;
+        long backup = 0;
+    };
+    std::map<std::string, Pair> services;
+    std::map<std::string, long> paths;
+    long logins = 0;
+    long charges = 0;
+    long recharges = 0;
+    long per100ms_total = 0;  // the buckets summed
+};
+
 class PlatformSim {
 public:
     // Starts the simulator on port 0 with the data folder of the source tree, a fixed clock
@@ -42,6 +57,8 @@ public:
 
     // "http://127.0.0.1:<port>" ("https://" with --tls), the first line the simulator printed.
     const std::string& base_url() const { return base_url_; }
+    // The backup listener's base (the second line), with "--backup-port" among the arguments.
+    const std::string& backup_url() const { return backup_url_; }
     // The "openurl" of a terminal using this simulator (default open path).
     std::string open_url() const { return base_url_ + "/Open"; }
 
@@ -64,6 +81,16 @@ public:
     };
     Connections connections() const;
 
+    // The primary address of `service` ("aaa", "epg", ...) fails in `mode` ("refuse",
+    // "stall", "503") for `seconds` (0: until cleared); retry_after < 0 sends none.
+    void set_outage(const std::string& service, const std::string& mode, int seconds = 0,
+                    int retry_after = -1) const;
+    void clear_outages() const;
+    // Every live session ends; its token is answered with `code` from now on.
+    void expire(int code) const;
+    SimCounts counts() const;
+    void clear_counts() const;
+
     // SIGTERM and wait (bounded; SIGKILL after ten seconds). Returns the wait status, or -1
     // when already stopped. Called by the destructor.
     int stop();
@@ -75,6 +102,7 @@ private:
     pid_t pid_ = -1;
     int port_ = 0;
     std::string base_url_;
+    std::string backup_url_;
 };
 
 using ConfEntries = std::vector<std::pair<std::string, std::string>>;

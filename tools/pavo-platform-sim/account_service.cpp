@@ -86,7 +86,7 @@ std::string handle_open(ServiceCall& call) {
                       {"NickName", account->nickname},
                       {"AccountDesc", account->description},
                       {"AAASrvAddress", call.addresses.base},
-                      {"AAASrvAddress2", call.addresses.base},
+                      {"AAASrvAddress2", call.addresses.second()},
                   })});
 }
 
@@ -101,7 +101,9 @@ std::string handle_login(ServiceCall& call) {
     token.resize(32);
     call.state.sessions[token] = account.user_id;
 
+    ++call.state.tally.logins;
     const std::string& base = call.addresses.base;
+    const std::string& second = call.addresses.second();
     return answer_document(
         kSuccess, {response_element({
                       {"ServerAuthenticator", server_authenticator(call, account, account.user_id)},
@@ -112,17 +114,17 @@ std::string handle_login(ServiceCall& call) {
                       {"ValidPoints", std::to_string(account.points)},
                       {"ActExpiredDate", account.expires},
                       {"AAASrvAddress", base},
-                      {"AAASrvAddress2", base},
+                      {"AAASrvAddress2", second},
                       {"EpgSrvAddress", base},
-                      {"EpgSrvAddress2", base},
+                      {"EpgSrvAddress2", second},
                       {"PlaySrvAddress", base},
-                      {"PlaySrvAddress2", base},
+                      {"PlaySrvAddress2", second},
                       {"UpgradeSrvAddress", base},
-                      {"UpgradeSrvAddress2", base},
+                      {"UpgradeSrvAddress2", second},
                       {"IMGSrvAddress", base + "/files"},
                       {"ServiceAddress", base + call.addresses.ext_path},
                       {"DRMSrvAddress", base + "/DRM"},
-                      {"DRMSrvAddress2", base + "/DRM"},
+                      {"DRMSrvAddress2", second + "/DRM"},
                       {"SystemTime", call.clock},
                   })});
 }
@@ -144,6 +146,7 @@ std::string handle_recharge(ServiceCall& call) {
     int points = recharge_points(call, source->bizfield);
     if (points <= 0) return answer_document(kBadRecharge);
     call.account->points += points;
+    ++call.state.tally.charges;
     return answer_document(kSuccess,
                            {response_element({
                                {"ServerAuthenticator",

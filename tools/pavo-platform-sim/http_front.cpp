@@ -1,5 +1,6 @@
 // HTTP front of the simulator; see http_front.h. Request order for a path outside the
-// control interface: record, fault, queued answer, platform service, file, 404.
+// control interface: record, count, outage (primary only), fault, queued answer, platform
+// service, file, 404.
 #include "http_front.h"
 
 #include <dirent.h>
@@ -79,10 +80,14 @@ void answer_text(httplib::Response& response, int status, const std::string& tex
 
 }  // namespace
 
-HttpFront::HttpFront(bool verbose, const ConnectionOptions& connections)
+HttpFront::HttpFront(bool verbose, const ConnectionOptions& connections, ControlState& control,
+                     FleetState& fleet, bool backup)
     : owned_server_(make_server(connections, counts_)),
       server_(*owned_server_),
-      tls_(!connections.tls_cert.empty()) {
+      tls_(!connections.tls_cert.empty()),
+      control_(control),
+      fleet_(fleet),
+      backup_(backup) {
     // Connections stay open for reuse; an idle one is closed after a second, which also
     // bounds how long it can hold up shutdown.
     server_.set_keep_alive_max_count(100000);
@@ -157,6 +162,11 @@ void HttpFront::serve(const httplib::Request& request, httplib::Response& respon
         return;
     }
     control_.record({request.method, request.path, body});
+    const PlatformAddresses& addresses = platform_->addresses();
+    const std::string service =
+        service_of_path(request.path, addresses.open_path, addresses.ext_path);
+    fleet_.count(service, backup_, request.path);
+    if (!backup_ && play_outage(request, response, service)) return;
 
     if (std::optional<Fault> fault = control_.fault_for(request.path)) {
         if (fault->delay_ms > 0 && !wait_delay(fault->delay_ms)) {
@@ -186,6 +196,29 @@ void HttpFront::serve(const httplib::Request& request, httplib::Response& respon
         return;
     }
     answer_text(response, 404, "not found\n");
+}
+
+bool HttpFront::play_outage(const httplib::Request& request, httplib::Response& response,
+                            const std::string& service) {
+    std::optional<Outage> outage = fleet_.outage_for(service);
+    if (!outage) return false;
+    switch (outage->mode) {
+        case OutageMode::kUnavailable:
+            answer_text(response, 503, "simulated outage\n");
+            if (outage->retry_after >= 0)
+                response.set_header("Retry-After", std::to_string(outage->retry_after));
+            return true;
+        case OutageMode::kStall:
+            // No byte until the outage ends (or the simulator stops); then the connection
+            // ends without an answer, as a hung server's would.
+            while (fleet_.outage_for(service) && wait_delay(50)) {
+            }
+            break;
+        case OutageMode::kRefuse:
+            break;
+    }
+    close_without_answer(request);
+    return true;
 }
 
 void HttpFront::reshape(const httplib::Request& request, httplib::Response& response) {
@@ -261,11 +294,60 @@ void HttpFront::serve_control(const httplib::Request& request, httplib::Response
              control_.clear_answers();
              return std::optional(ok);
          }},
+        {"POST", "/_control/outage",
+         [&]() -> std::optional<std::string> {
+             const std::string service = request.get_param_value("service");
+             const std::string mode = request.get_param_value("mode");
+             const std::string retry_after = request.get_param_value("retry_after");
+             Outage outage;
+             int seconds = 0;
+             if (!is_service_name(service) ||
+                 !parse_number(request.get_param_value("seconds"), 0, 86400, seconds) ||
+                 (!retry_after.empty() &&
+                  !parse_number(retry_after, 0, 86400, outage.retry_after)))
+                 return std::nullopt;
+             if (mode == "refuse")
+                 outage.mode = OutageMode::kRefuse;
+             else if (mode == "stall")
+                 outage.mode = OutageMode::kStall;
+             else if (mode == "503")
+                 outage.mode = OutageMode::kUnavailable;
+             else
+                 return std::nullopt;
+             outage.forever = seconds == 0;
+             outage.until = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+             fleet_.set_outage(service, outage);
+             return ok;
+         }},
+        {"POST", "/_control/outages/clear",
+         [&] {
+             fleet_.clear_outages();
+             return std::optional(ok);
+         }},
+        {"POST", "/_control/expire",
+         [&]() -> std::optional<std::string> {
+             int code = -101;
+             const std::string text = request.get_param_value("code");
+             if (!text.empty() && !parse_number(text, -999999, 999999, code))
+                 return std::nullopt;
+             platform_->expire(code);
+             return ok;
+         }},
+        {"GET", "/_control/counts",
+         [&] { return std::optional(fleet_.counts_json(platform_->tally())); }},
+        {"POST", "/_control/counts/clear",
+         [&] {
+             fleet_.clear_counts();
+             platform_->clear_tally();
+             return std::optional(ok);
+         }},
         {"POST", "/_control/reset",
          [&] {
              control_.clear_requests();
              control_.clear_faults();
              control_.clear_answers();
+             fleet_.clear_outages();
+             fleet_.clear_counts();
              platform_->reset();
              return std::optional(ok);
          }},

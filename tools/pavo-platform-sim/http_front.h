@@ -1,10 +1,12 @@
 // The HTTP side of the simulator: one cpp-httplib server on 127.0.0.1 that records every
-// request, applies faults and queued answers, hands service posts to the Platform, serves
-// files/ and answers the control interface. Driven by main.cpp.
+// request, applies outages, faults and queued answers, hands service posts to the Platform,
+// serves files/ and answers the control interface. main.cpp runs one for the primary address
+// and, with --backup-port, one for the backup; both share the platform and the control state.
 #pragma once
 
 #include "connections.h"
 #include "control.h"
+#include "fleet.h"
 #include "platform.h"
 
 #include <httplib.h>
@@ -17,7 +19,9 @@ namespace sim {
 
 class HttpFront {
 public:
-    HttpFront(bool verbose, const ConnectionOptions& connections);
+    // `backup`: this listener is the backup address, which outages leave alone.
+    HttpFront(bool verbose, const ConnectionOptions& connections, ControlState& control,
+              FleetState& fleet, bool backup);
     // False when the TLS certificate or key could not be loaded.
     bool valid() const { return server_.is_valid(); }
     bool tls() const { return tls_; }
@@ -39,12 +43,17 @@ private:
     void serve_file(const httplib::Request& request, httplib::Response& response);
     // Waits out a fault's delay; false when the simulator stops meanwhile.
     bool wait_delay(int delay_ms);
+    // Plays the outage of the request's service on the primary address; false when none.
+    bool play_outage(const httplib::Request& request, httplib::Response& response,
+                     const std::string& service);
 
     ConnectionCounts counts_;
     std::unique_ptr<httplib::Server> owned_server_;
     httplib::Server& server_;
     bool tls_;
-    ControlState control_;
+    ControlState& control_;
+    FleetState& fleet_;
+    const bool backup_;
     Platform* platform_ = nullptr;
     std::string files_dir_;
 

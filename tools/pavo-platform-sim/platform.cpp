@@ -74,10 +74,16 @@ std::optional<std::string> Platform::answer(const std::string& path, std::string
 
     std::lock_guard<std::mutex> lock(mutex_);
     ServiceCall call{form, data_, addresses_, clock, state_, nullptr};
+    if (row.handle == handle_recharge) ++state_.tally.recharges;
     if (row.access == Access::kSession) {
-        auto session = state_.sessions.find(form.text("UserToken"));
-        if (session == state_.sessions.end() || session->second != form.text("UserID"))
+        const std::string token = form.text("UserToken");
+        auto session = state_.sessions.find(token);
+        if (session == state_.sessions.end() || session->second != form.text("UserID")) {
+            auto expired = state_.expired.find(token);
+            if (expired != state_.expired.end())
+                return answer_document({expired->second, "session expired"});
             return answer_document(kInvalidToken);
+        }
         call.account = &state_.accounts.at(session->second);
     }
     return row.handle(call);
@@ -89,6 +95,22 @@ void Platform::reset() {
     unsigned long serial = state_.serial;
     state_ = initial_state(data_);
     state_.serial = serial;
+}
+
+void Platform::expire(int code) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    for (const auto& [token, user_id] : state_.sessions) state_.expired[token] = code;
+    state_.sessions.clear();
+}
+
+PlatformTally Platform::tally() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return state_.tally;
+}
+
+void Platform::clear_tally() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    state_.tally = PlatformTally{};
 }
 
 std::string Platform::clock_text() const {

@@ -28,6 +28,13 @@ public:
     // made by open.
     void reset();
 
+    // Every session now alive ends; a later request with one of their tokens is answered
+    // with `code` (the check of the token, not the service, answers).
+    void expire(int code);
+    PlatformTally tally();
+    void clear_tally();
+    const PlatformAddresses& addresses() const { return addresses_; }
+
 private:
     std::string clock_text() const;
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "answer_document.h"
+#include "fleet.h"
 #include "form.h"
 #include "platform_data.h"
 
@@ -17,6 +18,10 @@ struct PlatformAddresses {
     std::string base;       // "http://127.0.0.1:<port>"
     std::string open_path;  // account opening, posted to as it is
     std::string ext_path;   // extended service, posted to as it is
+    std::string backup;     // the backup listener's base; empty: none, `base` stands in
+
+    // What the answers' second addresses ("...SrvAddress2") point to.
+    const std::string& second() const { return backup.empty() ? base : backup; }
 };
 
 // Everything that requests change. Guarded by the platform's lock for a whole request.
@@ -25,6 +30,8 @@ struct PlatformState {
     std::map<std::string, std::string> sessions;  // user token -> user id
     std::set<std::string> used_vouchers;
     unsigned long serial = 0;  // numbers tokens and server authenticators
+    std::map<std::string, int> expired;  // token of an expired session -> code to answer
+    PlatformTally tally;
 };
 
 struct ServiceCall {
