@@ -39,7 +39,7 @@ DAY = {
     "report": 1,
 }
 WAIT_SECONDS = (1.0, 3.0)
-BOOT_JITTER_SECONDS = {"boot-storm": 2.0, "steady": 10.0}
+BOOT_JITTER_SECONDS = {"boot-storm": 2.0, "steady": 5.0}
 DEFAULT_JITTER = 5.0
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -52,6 +52,8 @@ CONTROL = os.environ.get("PAVO_FLEET_CONTROL", "")
 CONF = [c for c in os.environ.get("PAVO_FLEET_CONF", "").split("\n") if c]
 SERVICE = os.environ.get("PAVO_FLEET_SERVICE", "epg")
 
+# A worker sends its statistics to the master every three seconds.
+STATS_REPORT_SECONDS = 4.0
 _local_boxes = itertools.count()
 _processes: list[subprocess.Popen[str]] = []
 
@@ -99,7 +101,16 @@ class Box(User):
     def step(self, name: str) -> None:
         assert self.process.stdin is not None and self.process.stdout is not None
         self.process.stdin.write(json.dumps({"step": name}) + "\n")
-        line = self.process.stdout.readline()
+        try:
+            line = self.process.stdout.readline()
+        except gevent.GreenletExit:
+            # Stopped while the box works: its requests reach the platform, so they are
+            # recorded before the user goes.
+            self.record(self.process.stdout.readline())
+            raise
+        self.record(line)
+
+    def record(self, line: str) -> None:
         if not line:
             raise locust.exception.StopUser()
         for record in json.loads(line):
@@ -164,14 +175,22 @@ class Scenario(LoadTestShape):
         super().__init__()
         self.done: set[int] = set()
         self.started = False
+        self.stopping = 0.0
 
     def tick(self) -> Optional[tuple[int, float]]:
         now = self.get_run_time()
-        if not self.done and not self.started:
+        if not self.started:
             self.started = True
             _note("start")
         if now >= SECONDS:
-            return None
+            # Boxes first stop (each finishing its step), and the test ends once the
+            # workers have reported their last requests: ending at once would lose them.
+            self.stopping = self.stopping or now
+            users = self.runner.user_count if self.runner else 0
+            if (users == 0 and now - self.stopping > STATS_REPORT_SECONDS) or \
+                    now - self.stopping > 60:
+                return None
+            return 0, float(BOXES)
         for i, (at, path) in enumerate(self.actions):
             if now >= at and i not in self.done:
                 self.done.add(i)
@@ -188,10 +207,13 @@ class Steady(Scenario):
     """Boxes come up over ten seconds and live their day."""
 
 
+OUTAGE_SECONDS = min(20, int(SECONDS / 3))
+
+
 class Outage(Scenario):
     """The primary of a service (PAVO_FLEET_SERVICE, epg) refuses connections for 20 s
-    from a third of the run, then comes back."""
-    actions = [(SECONDS / 3, f"outage?service={SERVICE}&mode=refuse&seconds=20")]
+    (a third of a shorter run) from a third of the run, then comes back."""
+    actions = [(SECONDS / 3, f"outage?service={SERVICE}&mode=refuse&seconds={OUTAGE_SECONDS}")]
 
 
 class Failover(Scenario):
