@@ -21,9 +21,12 @@ SIM_CLOCK = "2026-01-02 03:04:05"
 
 
 def _source_root() -> Optional[Path]:
-    # python/pavo/testing.py in a source tree.
-    root = Path(__file__).resolve().parents[2]
-    return root if (root / "tools" / "simdata").is_dir() else None
+    # python/pavo/testing.py in a source tree, or an installed package used from inside one.
+    for root in [Path(__file__).resolve().parents[2], *Path.cwd().resolve().parents[::-1],
+                 Path.cwd().resolve()][::-1]:
+        if (root / "tools" / "simdata").is_dir():
+            return root
+    return None
 
 
 def find_simulator() -> str:
