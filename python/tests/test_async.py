@@ -26,6 +26,8 @@ def test_answers_come_through_the_pump_with_their_event_ids(pavo_library):
         ("related", (1, "P1001"), pavo.EventType.QUERYRELATEITEMLIST,
          pavo.Datatype.RELATIVEITEMLIST),
         ("upgradeos", (), pavo.EventType.UPGRADEOS, pavo.Datatype.UPGRADEOSRESULT),
+        # tagged as a system upgrade by the library, read as a resource upgrade
+        ("upgraderes", (), pavo.EventType.UPGRADERES, pavo.Datatype.UPGRADEOSRESULT),
         ("statusreport", (), pavo.EventType.STATUSREPORT, None),
     ]
     ids = {lib.post(name, *args): (etype, dtype) for name, args, etype, dtype in rows}
@@ -35,6 +37,8 @@ def test_answers_come_through_the_pump_with_their_event_ids(pavo_library):
         etype, dtype = ids[event.eventid]
         assert event.eventtype == etype
         assert (event.result.datatype if event.result else None) == dtype
+        if etype == pavo.EventType.UPGRADERES:
+            assert isinstance(event.result.data, pavo.UpgradeResResponse)
         if etype == pavo.EventType.QUERYCATEGORYITEMLIST:
             assert [i.detail.code for i in event.result.data] == ["P1001", "P1002"]
     assert len(seen) == 2 + len(rows)

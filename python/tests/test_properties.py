@@ -10,8 +10,8 @@ def test_properties_read_write_and_refuse(pavo_session):
     assert props["tvid"] == "000000PAVO0000STB100V4000000SIM0000001"
     assert props["pavoversion"] == "1.0.0.1"
     assert props["epgsrvaddress"].startswith("http://127.0.0.1:")
-    props["bizfield"] = "50% off %s"  # arrives as written, not as a format
-    assert props["bizfield"] == "50% off %s"
+    props["bizfield"] = "100%% off %s"  # arrives as written, not as a format
+    assert props["bizfield"] == "100%% off %s"
     for name, error in (("oem_name", KeyError), ("nosuchname", KeyError)):
         with pytest.raises(error):
             props[name] = "x"
