@@ -164,6 +164,8 @@ class Library:
         self.props = Properties(self.native)
         self._events: queue.SimpleQueue[Event] = queue.SimpleQueue()
         self._handler: Optional[Callable[[Event], None]] = None
+        # Events pumped but not yet handed out by events().
+        self._pending: list[Event] = []
         self._callback = n.Callback(self._on_event)
         self._log_callback: Any = None
         self._started = False
@@ -432,7 +434,7 @@ class Library:
         """Runs the answers waiting in the queue; returns the events they gave."""
         while self.native.pavo_checkmessage():
             pass
-        out = []
+        out, self._pending = self._pending, []
         while True:
             try:
                 out.append(self._events.get_nowait())
@@ -442,17 +444,17 @@ class Library:
     def events(self, count: int, timeout: float = 10.0) -> Iterator[Event]:
         """Yields count events as they arrive; raises TimeoutError after timeout seconds."""
         deadline = time.monotonic() + timeout
-        given = 0
         idle = threading.Event()
-        while given < count:
-            taken = self.pump()
-            for ev in taken:
-                yield ev
-                given += 1
-            if not taken:
+        for given in range(count):
+            while not self._pending:
+                taken = self.pump()  # empties _pending: extend the list after it
+                self._pending.extend(taken)
+                if self._pending:
+                    break
                 if time.monotonic() > deadline:
                     raise TimeoutError(f"{given} of {count} events in {timeout} s")
-                idle.wait(0.002)  # the queue has no blocking read
+                idle.wait(0.002)  # the library's queue has no blocking read
+            yield self._pending.pop(0)
 
 
 __all__ = ["Library", "Event", "EventType", "OpenMode", "ServiceType", "State", "Properties",
