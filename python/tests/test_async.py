@@ -49,3 +49,12 @@ def test_a_request_refused_for_its_state_is_an_event_with_the_status(pavo_librar
     posted = pavo_library.post("categories")
     (event,) = list(pavo_library.events(1))
     assert (event.eventid, event.status, event.result) == (posted, -2, None)
+
+
+def test_events_hands_out_as_many_as_asked(pavo_session):
+    lib = pavo_session
+    lib.set_async()
+    posted = {lib.post("categories") for _ in range(3)}
+    got = [event.eventid for _ in range(3) for event in lib.events(1)]
+    assert sorted(got) == sorted(posted)
+    assert lib.pump() == []
