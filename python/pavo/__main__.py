@@ -11,9 +11,9 @@ import os
 import sys
 from typing import Any, Callable, Optional, TextIO, cast
 
-from .client import Event, Library, OpenMode, ServiceType, State
+from .client import Library, OpenMode, ServiceType, State
 from .errors import PavoError, PlatformError
-from .records import ItemType, Result
+from .records import ItemType
 
 
 def _int(args: list[str], i: int, default: int) -> int:

@@ -9,7 +9,7 @@ from __future__ import annotations
 import ctypes
 import os
 from ctypes import (CFUNCTYPE, POINTER, Structure, Union, c_char, c_char_p, c_int,
-                    c_int64, c_long, c_size_t, c_uint, c_uint32, c_void_p)
+                    c_int64, c_long, c_uint, c_uint32, c_void_p)
 from typing import Any, Optional
 
 
@@ -122,9 +122,6 @@ class UpgradeOsResponse(Structure):
 class UpgradeResResponse(Structure):
     _fields_ = [("updatemode", c_int), ("lastedversion", c_char_p), ("fileurl", c_char_p),
                 ("filehash", c_char_p)]
-
-
-FreeProc = CFUNCTYPE(None, c_void_p)
 
 
 class Result(Structure):

@@ -166,6 +166,7 @@ class Library:
         self._handler: Optional[Callable[[Event], None]] = None
         # Events pumped but not yet handed out by events().
         self._pending: list[Event] = []
+        self._callback_error: Optional[Exception] = None
         self._callback = n.Callback(self._on_event)
         self._log_callback: Any = None
         self._started = False
@@ -425,15 +426,16 @@ class Library:
             if self._handler is not None:
                 self._handler(copied)
             self._events.put(copied)
-        except Exception as e:  # an exception must not unwind through C
-            self._events.put(Event(-1, -1, None, -1))
-            self._last_callback_error = e
+        except Exception as e:  # an exception must not unwind through C: pump() raises it
+            self._callback_error = e
         return 0
 
     def pump(self) -> list[Event]:
         """Runs the answers waiting in the queue; returns the events they gave."""
         while self.native.pavo_checkmessage():
-            pass
+            if self._callback_error is not None:
+                error, self._callback_error = self._callback_error, None
+                raise error
         out, self._pending = self._pending, []
         while True:
             try:

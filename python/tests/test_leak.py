@@ -4,8 +4,6 @@
 # (about 75 bytes each): that is the whole growth left.
 import os
 
-import pavo
-
 PAGE = os.sysconf("SC_PAGE_SIZE")
 
 

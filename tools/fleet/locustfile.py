@@ -14,7 +14,7 @@ import sys
 import tempfile
 import time
 import urllib.request
-from typing import Any, Optional
+from typing import Optional
 
 import gevent
 import locust
