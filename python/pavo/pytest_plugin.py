@@ -3,7 +3,9 @@
 - pavo_sim: a pavo-platform-sim of the test's own, on a free loopback port, with a
   scratch copy of its data (the control interface is its methods);
 - pavo_library: a started Library whose korix.conf points at pavo_sim;
-- pavo_session: the same, opened and logged in as the simulator's first box.
+- pavo_session: the same, opened and logged in as the simulator's first box;
+- pavo_control: the simulator's control interface (faults, outages, session expiry,
+  counts), cleared after the test.
 
 Installed packages register it with pytest themselves; a conftest.py may also say
 pytest_plugins = ["pavo.pytest_plugin"]."""
@@ -43,3 +45,9 @@ def pavo_session(pavo_library: Library) -> Library:
     pavo_library.open(OpenMode.STBCODE)
     pavo_library.login()
     return pavo_library
+
+
+@pytest.fixture
+def pavo_control(pavo_sim: Simulator) -> Iterator[Simulator]:
+    yield pavo_sim
+    pavo_sim.reset()
