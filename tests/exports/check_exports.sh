@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Holds the built libpavo.so.1 to the export list (cmake/pavo.exports), both ways, and checks
 # that every function and global the public header declares is on the list.
-#   check_exports.sh NM CC LIBRARY LIST HEADER VERSION-NODE
+#   check_exports.sh NM CC LIBRARY LIST HEADER VERSION-NODE GENERATED-INCLUDE-DIR
 set -euo pipefail
-nm=$1 cc=$2 library=$3 list=$4 header=$5 node=$6
+nm=$1 cc=$2 library=$3 list=$4 header=$5 node=$6 generated=$7
 status=0
 report() { # TITLE NAME...
     [ $# -gt 1 ] || return 0
@@ -56,7 +56,7 @@ report "on the export list but not exported:" "${missing[@]}"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 echo "#include \"$header\"" > "$work/unit.c"
-"$cc" -std=c99 -fsyntax-only -aux-info "$work/declared" "$work/unit.c"
+"$cc" -std=c99 -I"$generated" -fsyntax-only -aux-info "$work/declared" "$work/unit.c"
 undeclared=()
 while read -r name; do
     [ -n "${exact[$name]:-}" ] || undeclared+=("$name")
