@@ -33,3 +33,52 @@ run_abi() {
     fi
     echo "pavo-dev: the interface matches ${abi_baseline#"$root"/}"
 }
+
+# package [--target armhf|arm64]: the three Debian packages from a build of their own
+# (build-package, build-package-armhf, ...), with Debian's hardening flags for the target,
+# then lintian, which fails on any error or warning not overridden in packaging/.
+run_package() {
+    if [ "${1:-}" = --target ]; then
+        PAVO_TARGET=${2:?armhf or arm64} exec "${BASH_SOURCE[0]%/*}/pavo-dev" package
+    fi
+    [ -z "$sanitize" ] || { echo "pavo-dev: packages are built without sanitizers" >&2; exit 2; }
+    packages+=(lintian dpkg-dev file doxygen python3 zlib1g-dev)
+    install_missing_packages
+    local arch dir toolchain=()
+    arch=$(dpkg --print-architecture)
+    dir=$root/build-package
+    if [ -n "${PAVO_TARGET:-}" ]; then
+        arch=$PAVO_TARGET
+        dir=$root/build-package-$PAVO_TARGET
+        make_sysroot
+        toolchain=(-DCMAKE_TOOLCHAIN_FILE="$root/cmake/toolchains/$PAVO_TARGET.cmake"
+                   -DPAVO_SYSROOT="$sysroot")
+    fi
+    # Given on the command line, not by the environment, so that a cached build takes them too.
+    local -A flags=()
+    local name
+    for name in CFLAGS CXXFLAGS LDFLAGS CPPFLAGS; do
+        flags[$name]=$(DEB_BUILD_MAINT_OPTIONS=hardening=+all DEB_HOST_ARCH=$arch \
+                       dpkg-buildflags --get "$name" 2> /dev/null)
+    done
+    local flag_args=(-DCMAKE_C_FLAGS="${flags[CFLAGS]} ${flags[CPPFLAGS]}"
+                     -DCMAKE_CXX_FLAGS="${flags[CXXFLAGS]} ${flags[CPPFLAGS]}"
+                     -DCMAKE_EXE_LINKER_FLAGS="${flags[LDFLAGS]}"
+                     -DCMAKE_SHARED_LINKER_FLAGS="${flags[LDFLAGS]}")
+    mkdir -p "$dir"
+    local log=$dir/pavo-dev-build.log
+    echo "pavo-dev: building the $arch packages in $dir"
+    if ! { cmake -S "$root" -B "$dir" "${toolchain[@]}" "${flag_args[@]}" -DCMAKE_BUILD_TYPE=None \
+                 -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_SKIP_INSTALL_RPATH=ON \
+                 -DPAVO_BUILD_TESTS=OFF -DPAVO_BUILD_EXAMPLES=OFF -DPAVO_BUILD_DOCS=ON &&
+           nice -n 10 cmake --build "$dir" -j 2 &&
+           (cd "$dir" && rm -f ./*.deb && cpack -G DEB); } > "$log" 2>&1; then
+        cat "$log" >&2
+        echo "pavo-dev: package build failed" >&2
+        exit 1
+    fi
+    local debs=("$dir"/*_"$arch".deb)
+    echo "pavo-dev: lintian"
+    lintian --fail-on error,warning --info --display-info "${debs[@]}"
+    printf 'pavo-dev: %s\n' "${debs[@]}"
+}
