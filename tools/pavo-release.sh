@@ -36,7 +36,8 @@ run_abi() {
 
 # package [--target armhf|arm64]: the three Debian packages from a build of their own
 # (build-package, build-package-armhf, ...), with Debian's hardening flags for the target,
-# then lintian, which fails on any error or warning not overridden in packaging/.
+# then lintian, which fails on any error or warning not overridden in packaging/, and the
+# install test of tests/install/check_packages.sh.
 run_package() {
     if [ "${1:-}" = --target ]; then
         PAVO_TARGET=${2:?armhf or arm64} exec "${BASH_SOURCE[0]%/*}/pavo-dev" package
@@ -81,4 +82,6 @@ run_package() {
     echo "pavo-dev: lintian"
     lintian --fail-on error,warning --info --display-info "${debs[@]}"
     printf 'pavo-dev: %s\n' "${debs[@]}"
+    # Unpacked into a scratch root, built against and run (an ARM target under qemu-user).
+    "$root/tests/install/check_packages.sh" "$dir" "$arch" ${PAVO_TARGET:+"$sysroot"}
 }
