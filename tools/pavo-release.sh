@@ -52,8 +52,9 @@ run_package() {
         arch=$PAVO_TARGET
         dir=$root/build-package-$PAVO_TARGET
         make_sysroot
+        # GNUInstallDirs knows the multiarch folder only on the machine's own processor.
         toolchain=(-DCMAKE_TOOLCHAIN_FILE="$root/cmake/toolchains/$PAVO_TARGET.cmake"
-                   -DPAVO_SYSROOT="$sysroot")
+                   -DPAVO_SYSROOT="$sysroot" -DCMAKE_INSTALL_LIBDIR="lib/$target_triplet")
     fi
     # Given on the command line, not by the environment, so that a cached build takes them too.
     local -A flags=()

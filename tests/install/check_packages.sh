@@ -28,11 +28,12 @@ case "$arch" in
 esac
 if [ -n "$sysroot" ]; then
     cc+=(--sysroot="$sysroot")
-    run+=(-L "$sysroot")
+    run+=(-L "$sysroot" -E LD_LIBRARY_PATH="$libdir")
     cmake_args=(-DCMAKE_TOOLCHAIN_FILE="$here/../../cmake/toolchains/$toolchain.cmake"
                 -DPAVO_SYSROOT="$sysroot" -Dpavo_DIR="$libdir/cmake/pavo")
+else
+    run=(env LD_LIBRARY_PATH="$libdir")
 fi
-run+=(env LD_LIBRARY_PATH="$libdir")
 
 # One release number everywhere: package, soname, pkg-config and the header's macros.
 version=$(dpkg-deb -f "$debs/libpavo1_"*"_$arch.deb" Version)
