@@ -36,6 +36,8 @@
 #include <stdio.h>
 #include <sys/time.h>
 
+#include "pavo_version.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif

@@ -18,7 +18,7 @@ host_build_dir=$build_dir
 build_dir=$root/build-$PAVO_TARGET
 # What the target needs from its own architecture; apt adds their dependencies.
 sysroot_packages=(libc6-dev libstdc++-12-dev libcurl4-openssl-dev libssl-dev libgtest-dev
-                  libcpp-httplib-dev libpugixml-dev nlohmann-json3-dev)
+                  libcpp-httplib-dev libpugixml-dev nlohmann-json3-dev zlib1g-dev)
 sysroot_cache=${PAVO_SYSROOT_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/pavo}
 sysroot=$sysroot_cache/sysroot-$PAVO_TARGET
 

@@ -12,7 +12,7 @@
 
 #include "runtime/pavo_runtime.h"
 
-#define PAVO_VERSION_TEXT "1.0.0.1"
+#define PAVO_VERSION_TEXT PAVO_INTERFACE_VERSION_TEXT
 #define PAVO_KORIX_PROFILE "KORIXOS/1001"
 #define PAVO_PROP_SIZE 256
 #define PAVO_IP_SIZE 64
