@@ -110,25 +110,6 @@ const pavo_stats_kind& kind_stats(tpavo_eventtype kind)
     return stats.kinds[kind];
 }
 
-// Absent keys give the documented behaviour; each is read from korix.conf into its property.
-TEST_F(FleetSim, KeysComeFromTheConfigurationWithDocumentedDefaults)
-{
-    const ConfEntries keys = {{"failoverhold", "5"}, {"failover", "1"}, {"retries", "2"},
-                              {"retrybase", "7"}, {"retrycap", "9"}, {"reloginon", "-7,-12"}};
-    const char* defaults[] = {"60", "0", "0", "500", "30000", ""};
-    for (size_t i = 0; i < keys.size(); ++i)
-        EXPECT_EQ(property(keys[i].first.c_str()), defaults[i]) << keys[i].first;
-    pavo_cleanup();
-    ConfEntries conf = {{"openurl", sim_->open_url()}};
-    conf.insert(conf.end(), keys.begin(), keys.end());
-    write_korix_conf(workdir_->path(), conf);
-    ASSERT_EQ(start_library(workdir_->path(), kSimOem, kSimTerminalType, kSimDevice, "C", "T"),
-              PAVO_STATUS_SUCCESS);
-    for (const auto& [key, value] : keys)
-        EXPECT_EQ(property(key.c_str()), value) << key;
-}
-
-// Full jitter below min(cap, base * 2^n); Retry-After added on top, up to 300 s.
 TEST(FleetRetry, DelayIsDrawnWithinTheCappedExponentialBound)
 {
     struct {
