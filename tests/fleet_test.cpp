@@ -230,11 +230,14 @@ TEST_F(FleetSim, RechargeIsSentOnceUnderEveryFault)
                       {"status=429", 0}, {"close=1", 0},     {"body=cut", 1},
                       {"body=truncated", 1}, {"body=short", 1}, {"outage:refuse", 0},
                       {"outage:503", 0}};
+    // Keys at 0 too: a kept connection must not send it twice either.
+    for (const bool fleet : {false, true})
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.fault);
+        SCOPED_TRACE(std::string(row.fault) + (fleet ? " fleet" : ""));
         sim_->reset();
         open_and_login();
-        set_keys({{"retries", "3"}, {"retrybase", "1"}, {"retrycap", "2"}, {"failover", "1"}});
+        if (fleet)
+            set_keys({{"retries", "3"}, {"retrybase", "1"}, {"retrycap", "2"}, {"failover", "1"}});
         const std::string fault = row.fault;
         if (fault.rfind("outage:", 0) == 0)
             sim_->set_outage("aaa", fault.substr(7));

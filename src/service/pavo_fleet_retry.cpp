@@ -261,8 +261,16 @@ pavo_fleet_outcome pavo_inner_fleetrun(int eventtype, const char* url, const cha
     }
     const bool fleet_on = pavo_relaxed_load(g_pavo_env.failover) != 0 ||
                           pavo_relaxed_load(g_pavo_env.retries) != 0;
+    // libcurl sends a request again, unasked, when a kept connection closes
+    // before any answer byte; a recharge, a report or an extended service call
+    // therefore never rides a kept connection, and with the fleet keys on
+    // neither does any request that must not go twice once sent.
+    const int repeat_class = row != nullptr ? pavo_inner_rowrepeat(row) : PAVO_REPEAT_ANY;
+    const bool once = fleet_on ? repeat_class != PAVO_REPEAT_ANY
+                               : repeat_class == PAVO_REPEAT_UNSENT &&
+                                     pavo_relaxed_load(g_pavo_env.keepalive) != 0;
     const Transfer t = {eventtype, phase, storetype, chunk, localpath, httpecode, httpretcode,
-                        fleet_on && row != nullptr && pavo_inner_rowrepeat(row) != PAVO_REPEAT_ANY};
+                        once};
     pavo_fleet_addresses addresses;
     const int guarded = pavo_inner_sessionread_begin();
     const bool has_second = row != nullptr && pavo_inner_fleetaddresses(row, url, &addresses);
