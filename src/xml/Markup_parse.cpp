@@ -46,8 +46,12 @@ void ElemPosTree::ReleaseElemPosTree()
 
 void CMarkup::x_AllocElemPos(int nNewSize)
 {
+    // Past the first segment the index grows a whole segment at a time, so
+    // records are never copied and untouched space costs no memory.
     if (nNewSize == 0) {
-        const int64_t nGrown = static_cast<int64_t>(m_iPosFree) * 3 / 2 + 1;
+        const int nSize = m_pElemPosTree->m_nSize;
+        const int64_t nGrown = nSize < ElemPosTree::kSegSize ? ElemPosTree::kSegSize
+                                                             : int64_t{nSize} + ElemPosTree::kSegSize;
         nNewSize = static_cast<int>(std::min<int64_t>(nGrown, INT_MAX));
     }
     if (m_pElemPosTree->m_nSize < nNewSize)
@@ -129,7 +133,9 @@ bool CMarkup::x_ParseDoc()
     m_iAttribElem = 0;
     const int nDocLength = static_cast<int>(m_strDoc.size());
     m_iPosFree = 1;
-    x_AllocElemPos(nDocLength / 64 + 8);
+    // An element takes three bytes at least: the first segment is sized to
+    // hold them all, so it is never copied while it fills.
+    x_AllocElemPos(std::min(nDocLength / 3 + 8, ElemPosTree::kSegSize));
     m_iPosDeleted = 0;
     ELEM(0) = ElemPos{};
     if (nDocLength) {
