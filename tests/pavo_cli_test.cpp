@@ -120,6 +120,13 @@ TEST(PavoCli, EverySubcommandAnswersFromTheSimulatorsData) {
                             sim.base_url() + "/files/skin-2026.01.res - >" + dir.file("piped");
     EXPECT_EQ(system(to_stdout.c_str()), 0);
     EXPECT_EQ(read_file(dir.file("piped")), read_file(dir.file("skin.res")));
+    // On a terminal a download ends its meter with the file's size; off one, stderr stayed empty above.
+    const std::string tty = "script -qec '" + std::string(PAVO_CLI_PATH) + " --workdir " + dir.path() +
+                            " download " + sim.base_url() + "/files/skin-2026.01.res " +
+                            dir.file("tty.res") + " >/dev/null' /dev/null >" + dir.file("tty");
+    EXPECT_EQ(system(tty.c_str()), 0);
+    EXPECT_NE(read_file(dir.file("tty")).find("download: " + std::to_string(read_file(dir.file("skin.res")).size()) + " bytes"),
+              std::string::npos);
     // --stats: the command's own request counted, under the documented names, on stderr.
     const std::string stats = std::string(PAVO_CLI_PATH) + " --stats --workdir " + dir.path() +
                               " --platform " + sim.base_url() + " open >/dev/null 2>" +

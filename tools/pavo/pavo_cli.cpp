@@ -288,7 +288,11 @@ int download_to_stdout(const CliArgs& args, const Options& o)
     if (fd < 0)
         fail(kUsage, "cannot make a temporary file in " + o.workdir);
     close(fd);
+    CliProgress meter(path);
     pavo_status_t status = pavo_downloadresource(1, args.text(0), path.c_str());
+    if (status == PAVO_STATUS_SUCCESS)
+        meter.finish(path);
+    meter.stop();
     pavo_freeresult(pavo_getresult());
     std::ifstream in(path, std::ios::binary);
     std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
@@ -304,7 +308,12 @@ int run_sync(const CliCommand& command, const CliArgs& args, const Options& o)
     if (command.request == cli_download_request() && args.values[1] == "-")
         return download_to_stdout(args, o);
     if (command.request != nullptr) {
+        const bool download = command.request == cli_download_request();
+        CliProgress meter(download ? args.values[1] : std::string());
         pavo_status_t status = command.request(1, args);
+        if (status == PAVO_STATUS_SUCCESS && download)
+            meter.finish(args.values[1]);
+        meter.stop();
         if (status != PAVO_STATUS_SUCCESS)
             return request_failed(command, status);
     }
@@ -321,6 +330,7 @@ struct Delivery {
     const CliCommand* command = nullptr;
     const CliArgs* args = nullptr;
     const Options* options = nullptr;
+    CliProgress* meter = nullptr;  // a download's, finished before the answer is printed
     bool delivered = false;
     int code = kSuccess;
 } g_delivery;
@@ -334,6 +344,8 @@ int on_event(tpavo_event* event)
     CliCommand unparsed = *d.command;
     if (result == nullptr)
         unparsed.flags |= kNoResult;
+    if (d.meter != nullptr)
+        d.meter->finish(d.args->values[1]);
     d.code = show_result(unparsed, *d.args, result, *d.options, out);
     d.delivered = true;
     return 0;
@@ -343,18 +355,25 @@ int run_async(const CliCommand& command, const CliArgs& args, const Options& o)
 {
     if (command.request == nullptr)
         return run_sync(command, args, o);
-    g_delivery = Delivery{&command, &args, &o, false, kSuccess};
+    g_delivery = Delivery{&command, &args, &o, nullptr, false, kSuccess};
     for (int type = PAVO_CALLBACK_AAA; type <= PAVO_CALLBACK_EXTSERVICE; ++type)
         pavo_registercallback(static_cast<pavo_callbacktype>(type), on_event);
     pavo_setfuncmode(FUNCMODE_ASYNC);
     // The profile returns the request once it is queued; the answer is pumped here.
+    const bool download = command.request == cli_download_request();
+    CliProgress meter(download ? args.values[1] : std::string());
+    g_delivery.meter = &meter;
     pavo_status_t status = command.request(1, args);
-    if (status != PAVO_STATUS_SUCCESS)
+    if (status != PAVO_STATUS_SUCCESS) {
+        meter.stop();
         return request_failed(command, status);
+    }
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     while (!g_delivery.delivered) {
-        if (std::chrono::steady_clock::now() > deadline)
+        if (std::chrono::steady_clock::now() > deadline) {
+            meter.stop();
             fail(kTransfer, std::string(command.name) + ": no answer within 30 seconds");
+        }
         if (pavo_checkmessage() == 0)
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }

@@ -8,6 +8,8 @@
 
 #include <stdio.h>
 
+#include <chrono>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -49,5 +51,21 @@ CliRequest cli_download_request();
 // `--stats`: the library's request statistics as one JSON line.
 void cli_print_stats(FILE* out);
 const char* cli_state_name(tpavo_state state);
+
+// The download meter on standard error, when that is a terminal.
+class CliProgress {
+public:
+    explicit CliProgress(const std::string& target);
+    ~CliProgress();
+    void finish(const std::string& target);  // its final size, and a newline
+    void stop();                              // clears the line
+
+private:
+    struct Meter;
+    double elapsed() const;
+    std::string pattern_;
+    std::chrono::steady_clock::time_point start_;
+    std::unique_ptr<Meter> meter_;
+};
 
 #endif
