@@ -72,7 +72,8 @@ int pavo_globalmessagecallback(int eventtype, int /*eventscope*/, int /*eventhan
 }
 
 // The job's answer was dropped by a full queue: its callback learns that no
-// answer will come (null data, size 0).
+// answer will come (null data, size 0; with the error results, a result of
+// the failed-transfer class that says why).
 int pavo_inner_droppedjobcallback(int eventtype, int /*eventscope*/, int /*eventhandle*/,
                                   void* /*data*/, int /*datasize*/, void* cbdata,
                                   int /*cbdatasize*/)
@@ -81,7 +82,13 @@ int pavo_inner_droppedjobcallback(int eventtype, int /*eventscope*/, int /*event
     if (job == nullptr)
         return -1;
     pavo_callback callback = job_callback(job);
-    if (callback != nullptr) {
+    if (callback != nullptr && pavo_relaxed_load(g_pavo_env.errorresults) != 0) {
+        pavo_inner_seterror(PAVO_STATUS_FAILURE, "%s",
+                            "the message queue was full: the answer was dropped");
+        const pavo_answer dropped = {nullptr, 0, job->httpecode, job->httpretcode, 1};
+        pavo_inner_finishrequest(pavo_inner_findrequest(eventtype), &dropped, callback, eventtype,
+                                 job->eventhandle);
+    } else if (callback != nullptr) {
         tpavo_event event = {};
         event.eventtype = static_cast<tpavo_eventtype>(eventtype);
         event.eventscope = EPAVO_SCOPE_RESPONSE;
