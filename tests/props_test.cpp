@@ -7,7 +7,7 @@
 
 #include "service/pavo_global.h"
 #include "service/pavo_inifile.h"
-#include "service/pavo_service_props.h"
+#include "service/pavo_service_session.h"
 #include "support/library_start.h"
 #include "support/temp_dir.h"
 

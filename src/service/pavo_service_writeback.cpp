@@ -11,7 +11,7 @@
 
 #include "service/pavo_global.h"
 #include "service/pavo_inifile.h"
-#include "service/pavo_service_props.h"
+#include "service/pavo_service_session.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include "runtime/pavo_runtime.h"
 #include "service/pavo_global.h"
 #include "service/pavo_inifile.h"
-#include "service/pavo_service_props.h"
+#include "service/pavo_service_session.h"
 
 namespace {
 

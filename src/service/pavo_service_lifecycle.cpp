@@ -22,7 +22,7 @@
 #include "service/pavo_fleet.h"
 #include "service/pavo_global.h"
 #include "service/pavo_service_calls.h"
-#include "service/pavo_service_props.h"
+#include "service/pavo_service_session.h"
 #include "service/pavo_settings.h"
 #include "service/pavo_upload.h"
 
