@@ -1016,6 +1016,10 @@ void pavo_dumpresult(tpavo_result* result);
  * result.
  *
  * Call it often from the application's main loop; callbacks run on the thread that calls it.
+ * An answer that the full queue dropped reaches its callback with NULL data.
+ *
+ * With the application profile (errorresults): such an event carries a result of class
+ * PAVO_RESULT_TRANSFERFAILED that says the queue was full.
  * @return 1 when a message was taken, 0 when the queue was empty.
  */
 int pavo_checkmessage(void);
