@@ -1,6 +1,6 @@
 // The INI profile file: exact file text after each kind of write, the prefix
 // rules for sections and keys, comments, line breaks, bounds and defaults; the
-// refusing writer.
+// refusing writer; korix.conf at start-up, each number key reaching its documented value.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -8,6 +8,8 @@
 #include <string>
 
 #include "service/pavo_inifile.h"
+#include "service/pavo_service_fields.h"
+#include "support/library_start.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -154,6 +156,31 @@ TEST_F(IniFile, WholeWriterLandsAnEntryWholeOrLeavesTheFileAsItWas)
         struct stat after;
         EXPECT_TRUE(stat(conf_.c_str(), &after) == 0 && (after.st_mode & 0777) == 0640) << "mode kept";
     }
+}
+
+// Every number key set to its documented value in korix.conf keeps that value at start-up, and
+// the default profile agrees: no settling rule or profile row puts the documented behaviour
+// out of reach.
+TEST_F(IniFile, EveryNumberKeyTakesItsDocumentedValue)
+{
+    const auto number_key = [](const pavo_session_field& field) {
+        return field.kind == PAVO_FIELD_NUMBER &&
+               (field.flags & (PAVO_FIELD_SETTING | PAVO_FIELD_LOGSETTING)) != 0;
+    };
+    std::string text = "[system]\n";
+    for (const pavo_session_field& field : g_pavo_fields)
+        if (number_key(field))
+            text += field.name + ("=" + std::to_string(field.documented_value)) + "\n";
+    write_file(conf_, text);
+    ASSERT_EQ(pavo_test::start_library(dir_.path(), "oem", "type", "device", "chip", "client"), 0);
+    for (const pavo_session_field& field : g_pavo_fields) {
+        if (!number_key(field))
+            continue;
+        const int documented = field.documented_value;
+        EXPECT_EQ(pavo_inner_fieldnumber(&g_pavo_env, field), documented) << field.name;
+        EXPECT_EQ(pavo_inner_profiledefault(field.name, documented), documented) << field.name;
+    }
+    pavo_cleanup();
 }
 
 }  // namespace

@@ -22,6 +22,7 @@
 #include "service/pavo_fleet.h"
 #include "service/pavo_global.h"
 #include "service/pavo_service_calls.h"
+#include "service/pavo_service_fields.h"
 #include "service/pavo_service_session.h"
 #include "service/pavo_settings.h"
 #include "service/pavo_upload.h"
@@ -65,8 +66,6 @@ __attribute__((format(printf, 3, 4))) void format_bounded(char* out, size_t size
     va_end(args);
 }
 
-void clear_field(char (&field)[PAVO_PROP_SIZE]) { memset(field, 0, sizeof field); }
-
 // Init strings are copied as text: "%%" folds to "%" as it always did, and
 // nothing else in them is interpreted.
 void copy_init_string(char (&field)[PAVO_PROP_SIZE], const char* value)
@@ -77,23 +76,10 @@ void copy_init_string(char (&field)[PAVO_PROP_SIZE], const char* value)
 
 void clear_session_fields(tpavo_env& env)
 {
-    // chipprofile, clientprofile and korixprofile survive on purpose: a start
-    // without parameters keeps the profiles of the run before.
-    char(*const fields[])[PAVO_PROP_SIZE] = {
-        &env.oem_name,         &env.terminal_type,      &env.device_id,
-        &env.workdirectory,    &env.perpetualdirectory, &env.tmpdirectory,
-        &env.logdirectory,     &env.usertoken,          &env.userid,
-        &env.usergroup,        &env.userlevel,          &env.actexpireddate,
-        &env.serverauthenticator, &env.aaasrvaddress,   &env.aaasrvaddress2,
-        &env.epgsrvaddress,    &env.epgsrvaddress2,     &env.playsrvaddress,
-        &env.playsrvaddress2,  &env.upgradesrvaddress,  &env.upgradesrvaddress2,
-        &env.imgsrvaddress,    &env.serviceaddress,     &env.drmsrvaddress,
-        &env.drmsrvaddress2,   &env.tvid,               &env.tvprofile,
-        &env.bizfield,
-    };
-    for (auto* field : fields)
-        clear_field(*field);
-    memset(env.ip, 0, sizeof env.ip);
+    for (const pavo_session_field& field : g_pavo_fields) {
+        if ((field.flags & PAVO_FIELD_CLEARED) != 0)
+            memset(pavo_inner_fieldtext(&env, field), 0, field.size);
+    }
 }
 
 void build_tvid(tpavo_env& env)

@@ -17,6 +17,7 @@
 #include "service/pavo_fleet.h"
 #include "service/pavo_global.h"
 #include "service/pavo_service_calls.h"
+#include "service/pavo_service_fields.h"
 #include "service/pavo_service_session.h"
 #include "service/pavo_service_requests.h"
 #include "service/pavo_upload.h"
@@ -36,8 +37,9 @@ constexpr size_t kScratchSize = 8192;
 // request into 256-byte copies.
 enum Property { kUserId, kTvid, kUserToken, kUserGroup, kTvProfile, kBizField, kVersion,
                 kPropertyCount };
-constexpr const char* kPropertyNames[kPropertyCount] = {
-    "userid", "tvid", "usertoken", "usergroup", "tvprofile", "bizfield", "pavoversion"};
+constexpr pavo_field_id kPropertyFields[kPropertyCount] = {
+    PAVO_FIELD_USERID,    PAVO_FIELD_TVID,     PAVO_FIELD_USERTOKEN,  PAVO_FIELD_USERGROUP,
+    PAVO_FIELD_TVPROFILE, PAVO_FIELD_BIZFIELD, PAVO_FIELD_PAVOVERSION};
 
 enum class Source {
     property,         // one of the session copies above
@@ -170,8 +172,8 @@ constexpr FieldList fields_of(const FormField (&fields)[N])
 // parsed as an item list for a synchronous caller and as a relative item list
 // for a callback; the status report is never parsed. Both kept so.
 struct pavo_request_row {
-    const char* base_property;
-    const char* service_name;  // null: the property is the whole URL
+    pavo_field_id base;        // the session field holding the base address
+    const char* service_name;  // null: the base is the whole URL
     tpavo_state required_state;
     pavo_status_t refusal;
     pavo_callbacktype callback;
@@ -200,6 +202,12 @@ constexpr tpavo_state kLogined = PAVO_STATE_LOGINED;
 constexpr pavo_status_t kNotInited = PAVO_STATUS_FAILURE_NOTINITED;
 constexpr pavo_status_t kNotOpened = PAVO_STATUS_FAILURE_NOTOPENED;
 constexpr pavo_status_t kNotLogined = PAVO_STATUS_FAILURE_NOTLOGINED;
+constexpr pavo_field_id kOpenUrl = PAVO_FIELD_OPENURL;
+constexpr pavo_field_id kAaaBase = PAVO_FIELD_AAASRVADDRESS;
+constexpr pavo_field_id kEpgBase = PAVO_FIELD_EPGSRVADDRESS;
+constexpr pavo_field_id kPlayBase = PAVO_FIELD_PLAYSRVADDRESS;
+constexpr pavo_field_id kServiceBase = PAVO_FIELD_SERVICEADDRESS;
+constexpr pavo_field_id kUpgradeBase = PAVO_FIELD_UPGRADESRVADDRESS;
 constexpr pavo_callbacktype kAaa = PAVO_CALLBACK_AAA;
 constexpr pavo_callbacktype kEpg = PAVO_CALLBACK_EPG;
 constexpr pavo_callbacktype kManage = PAVO_CALLBACK_TMMANAGE;
@@ -213,50 +221,50 @@ constexpr pavo_repeat kUnsent = PAVO_REPEAT_UNSENT;
 
 // "QueryProgramee" is the platform's spelling.
 constexpr pavo_request_row kRequests[kRequestCount] = {
-    {"openurl", nullptr, kInited, kNotInited, kAaa, EPAVO_OPEN, DATATYPE_OPENRESULT,
+    {kOpenUrl, nullptr, kInited, kNotInited, kAaa, EPAVO_OPEN, DATATYPE_OPENRESULT,
      DATATYPE_OPENRESULT, false, pavo_inner_writeback_open,
      {KeySource::open_seed, AuthUser::text_argument_0, AuthBusiness::bizfield}, false,
      fields_of(kOpenFields), kAccount},
-    {"aaasrvaddress", "Login", kOpened, kNotOpened, kAaa, EPAVO_LOGIN, DATATYPE_LOGINRESULT,
+    {kAaaBase, "Login", kOpened, kNotOpened, kAaa, EPAVO_LOGIN, DATATYPE_LOGINRESULT,
      DATATYPE_LOGINRESULT, false, pavo_inner_writeback_login,
      {KeySource::user_id, AuthUser::user_id, AuthBusiness::bizfield}, true,
      fields_of(kLoginFields), kAccount},
-    {"aaasrvaddress", "Logout", kLogined, kNotLogined, kAaa, EPAVO_LOGOUT,
+    {kAaaBase, "Logout", kLogined, kNotLogined, kAaa, EPAVO_LOGOUT,
      DATATYPE_LOGOUTRESULT, DATATYPE_LOGOUTRESULT, false, nullptr,
      {KeySource::user_id, AuthUser::user_id, AuthBusiness::empty}, false,
      fields_of(kLogoutFields), kAccount},
-    {"aaasrvaddress", "Recharge", kLogined, kNotLogined, kEpg, EPAVO_RECHARGE,
+    {kAaaBase, "Recharge", kLogined, kNotLogined, kEpg, EPAVO_RECHARGE,
      DATATYPE_RECHARGERESULT, DATATYPE_RECHARGERESULT, false, nullptr,
      {KeySource::user_id, AuthUser::user_id, AuthBusiness::text_argument_0}, false,
      fields_of(kRechargeFields), kUnsent},
-    {"epgsrvaddress", "QueryCategory", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYLIST,
+    {kEpgBase, "QueryCategory", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYLIST,
      DATATYPE_CATEGORYLIST, DATATYPE_CATEGORYLIST, false, nullptr, kNoAuthenticator, false,
      fields_of(kCategoryListFields), kAny},
-    {"epgsrvaddress", "QueryProgramee", kLogined, kNotLogined, kEpg,
+    {kEpgBase, "QueryProgramee", kLogined, kNotLogined, kEpg,
      EPAVO_QUERYCATEGORYITEMLIST, DATATYPE_ITEMLIST, DATATYPE_ITEMLIST, false, nullptr,
      kNoAuthenticator, false, fields_of(kCategoryItemListFields), kAny},
-    {"epgsrvaddress", "QueryRelative", kLogined, kNotLogined, kEpg, EPAVO_QUERYRELATEITEMLIST,
+    {kEpgBase, "QueryRelative", kLogined, kNotLogined, kEpg, EPAVO_QUERYRELATEITEMLIST,
      DATATYPE_ITEMLIST, DATATYPE_RELATIVEITEMLIST, false, nullptr, kNoAuthenticator, false,
      fields_of(kRelateItemListFields), kAny},
-    {"epgsrvaddress", "QueryDetail", kLogined, kNotLogined, kEpg,
+    {kEpgBase, "QueryDetail", kLogined, kNotLogined, kEpg,
      EPAVO_QUERYCATEGORYITEMDETAIL, DATATYPE_ITEM, DATATYPE_ITEM, false, nullptr,
      kNoAuthenticator, false, fields_of(kItemDetailFields), kAny},
-    {"epgsrvaddress", "QuerySchedule", kLogined, kNotLogined, kEpg, EPAVO_QUERYSCHEDULELIST,
+    {kEpgBase, "QuerySchedule", kLogined, kNotLogined, kEpg, EPAVO_QUERYSCHEDULELIST,
      DATATYPE_SCHEDULELIST, DATATYPE_SCHEDULELIST, false, nullptr, kNoAuthenticator, false,
      fields_of(kScheduleListFields), kAny},
-    {"playsrvaddress", "Play", kLogined, kNotLogined, kAaa, EPAVO_QUERYPLAYURL,
+    {kPlayBase, "Play", kLogined, kNotLogined, kAaa, EPAVO_QUERYPLAYURL,
      DATATYPE_QUERYPLAYURLRESULT, DATATYPE_QUERYPLAYURLRESULT, false, nullptr,
      kNoAuthenticator, false, fields_of(kPlayUrlFields), kAny},
-    {"serviceaddress", nullptr, kLogined, kNotLogined, kAaa, EPAVO_QUERYEXTSERVICE,
+    {kServiceBase, nullptr, kLogined, kNotLogined, kAaa, EPAVO_QUERYEXTSERVICE,
      DATATYPE_EXTSERVICERESULT, DATATYPE_EXTSERVICERESULT, false, nullptr, kNoAuthenticator,
      false, fields_of(kExtendServiceFields), kUnsent},
-    {"upgradesrvaddress", "UpgradeOS", kLogined, kNotLogined, kManage, EPAVO_UPGRADEOS,
+    {kUpgradeBase, "UpgradeOS", kLogined, kNotLogined, kManage, EPAVO_UPGRADEOS,
      DATATYPE_UPGRADEOSRESULT, DATATYPE_UPGRADEOSRESULT, false, nullptr, kNoAuthenticator,
      false, fields_of(kMaintenanceFields), kAny},
-    {"upgradesrvaddress", "UpgradeRes", kLogined, kNotLogined, kManage, EPAVO_UPGRADERES,
+    {kUpgradeBase, "UpgradeRes", kLogined, kNotLogined, kManage, EPAVO_UPGRADERES,
      DATATYPE_UPGRADERESRESULT, DATATYPE_UPGRADERESRESULT, false, nullptr, kNoAuthenticator,
      false, fields_of(kMaintenanceFields), kAny},
-    {"upgradesrvaddress", "Report", kLogined, kNotLogined, kManage, EPAVO_STATUSREPORT,
+    {kUpgradeBase, "Report", kLogined, kNotLogined, kManage, EPAVO_STATUSREPORT,
      DATATYPE_NORMAL, DATATYPE_NORMAL, true, nullptr, kNoAuthenticator, false,
      fields_of(kMaintenanceFields), kUnsent},
 };
@@ -277,7 +285,8 @@ public:
     char* operator[](Property which)
     {
         if (!read_[which])
-            pavo_readprop(kPropertyNames[which], values_[which], PAVO_PROP_SIZE);
+            pavo_inner_readfield(&g_pavo_fields[kPropertyFields[which]], values_[which],
+                                 PAVO_PROP_SIZE);
         read_[which] = true;
         return values_[which];
     }
@@ -389,7 +398,7 @@ const char* field_value(const FormField& field, const RequestArgs& args,
 void build_url(const pavo_request_row& row, char (&url)[kUrlSize])
 {
     char base[PAVO_PROP_SIZE];
-    pavo_readprop(row.base_property, base, sizeof base);
+    pavo_inner_readfield(&g_pavo_fields[row.base], base, sizeof base);
     size_t url_used = append_bounded(url, sizeof url, 0, base);
     if (row.service_name != nullptr) {
         url_used = append_bounded(url, sizeof url, url_used, "/Service/");
@@ -563,7 +572,10 @@ pavo_status_t pavo_inner_finishrequest(const pavo_request_row* row, const pavo_a
 
 int pavo_inner_rowrepeat(const pavo_request_row* row) { return row->repeat; }
 
-const char* pavo_inner_rowbase(const pavo_request_row* row) { return row->base_property; }
+const char* pavo_inner_rowbase(const pavo_request_row* row)
+{
+    return g_pavo_fields[row->base].name;
+}
 
 tpavo_datatype pavo_inner_rowdatatype(const pavo_request_row* row) { return row->sync_datatype; }
 
@@ -619,7 +631,7 @@ int pavo_inner_relogin(void)
 pavo_status_t pavo_query_status(void)
 {
     char userid[PAVO_PROP_SIZE] = {0};
-    pavo_readprop("userid", userid, sizeof userid);
+    pavo_inner_readfield(&g_pavo_fields[PAVO_FIELD_USERID], userid, sizeof userid);
     if (userid[0] == '\0')
         return PAVO_STATUS_FAILURE;
     // A stored user id restores the opened state; login may follow.

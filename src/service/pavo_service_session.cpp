@@ -1,9 +1,9 @@
 /*
  * pavo_service_props.cpp - the session property store: named access to the
- * text fields of g_pavo_env through one table, the configuration file
+ * fields of g_pavo_env through the session field table, the configuration file
  * korix.conf behind pavo_readconfig/pavo_writeconfig, and the user token.
- * Called by the service requests (reads), the response write-back in
- * pavo_upload.cpp (writes) and the application.
+ * Called by the service requests (reads), the open and login write-back
+ * (writes) and the application.
  */
 #include <stddef.h>
 #include <stdio.h>
@@ -13,118 +13,10 @@
 #include "runtime/pavo_runtime.h"
 #include "service/pavo_global.h"
 #include "service/pavo_inifile.h"
+#include "service/pavo_service_fields.h"
 #include "service/pavo_service_session.h"
 
 namespace {
-
-// A property is a 256-byte text field of the environment unless it has a
-// renderer, which produces its text on reading.
-using PropertyRenderer = void (*)(char* buffer, int buffersize);
-
-struct PropertyRow {
-    const char* name;
-    size_t offset;
-    PropertyRenderer render;
-    bool readable;
-    bool writable;
-    bool number = false;  // an int field, read and written as decimal text
-};
-
-void render_version(char* buffer, int buffersize)
-{
-    snprintf(buffer, static_cast<size_t>(buffersize), "%s", PAVO_VERSION_TEXT);
-}
-
-void render_ipversion(char* buffer, int buffersize)
-{
-    snprintf(buffer, static_cast<size_t>(buffersize), "%d", g_pavo_env.ipversion);
-}
-
-void render_profile(char* buffer, int buffersize)
-{
-    snprintf(buffer, static_cast<size_t>(buffersize), "%s",
-             pavo_inner_profileactive() != 0 ? "application" : "");
-}
-
-#define PAVO_NUMBER_FIELD(field) offsetof(tpavo_env, field), nullptr, true, true, true
-#define PAVO_TEXT_FIELD(field) offsetof(tpavo_env, field), nullptr
-
-// Searched front to back with an exact, case-sensitive compare.
-constexpr PropertyRow kProperties[] = {
-    {"pavoversion", 0, render_version, true, false},
-    {"openurl", PAVO_TEXT_FIELD(openurl), true, true},
-    {"userid", PAVO_TEXT_FIELD(userid), true, true},
-    {"usertoken", PAVO_TEXT_FIELD(usertoken), true, true},
-    {"userlevel", PAVO_TEXT_FIELD(userlevel), true, true},
-    {"actexpireddate", PAVO_TEXT_FIELD(actexpireddate), true, true},
-    {"serverauthenticator", PAVO_TEXT_FIELD(serverauthenticator), true, true},
-    {"usergroup", PAVO_TEXT_FIELD(usergroup), true, true},
-    {"tvid", PAVO_TEXT_FIELD(tvid), true, true},
-    {"tvprofile", PAVO_TEXT_FIELD(tvprofile), true, true},
-    {"bizfield", PAVO_TEXT_FIELD(bizfield), true, true},
-    {"aaasrvaddress", PAVO_TEXT_FIELD(aaasrvaddress), true, true},
-    {"aaasrvaddress2", PAVO_TEXT_FIELD(aaasrvaddress2), true, true},
-    {"epgsrvaddress", PAVO_TEXT_FIELD(epgsrvaddress), true, true},
-    {"epgsrvaddress2", PAVO_TEXT_FIELD(epgsrvaddress2), true, true},
-    {"playsrvaddress", PAVO_TEXT_FIELD(playsrvaddress), true, true},
-    {"playsrvaddress2", PAVO_TEXT_FIELD(playsrvaddress2), true, true},
-    {"upgradesrvaddress", PAVO_TEXT_FIELD(upgradesrvaddress), true, true},
-    {"upgradesrvaddress2", PAVO_TEXT_FIELD(upgradesrvaddress2), true, true},
-    {"drmsrvaddress", PAVO_TEXT_FIELD(drmsrvaddress), true, true},
-    {"drmsrvaddress2", PAVO_TEXT_FIELD(drmsrvaddress2), true, true},
-    {"imgsrvaddress", PAVO_TEXT_FIELD(imgsrvaddress), true, true},
-    {"serviceaddress", PAVO_TEXT_FIELD(serviceaddress), true, true},
-    {"ipversion", 0, render_ipversion, true, false},
-    {"stalltimeout", offsetof(tpavo_env, stalltimeout), nullptr, true, true, true},
-    {"requesttimeout", offsetof(tpavo_env, requesttimeout), nullptr, true, true, true},
-    {"downloadtimeout", offsetof(tpavo_env, downloadtimeout), nullptr, true, true, true},
-    {"streamdownloads", offsetof(tpavo_env, streamdownloads), nullptr, true, true, true},
-    {"maxanswersize", offsetof(tpavo_env, maxanswersize), nullptr, true, true, true},
-    {"maxrecords", offsetof(tpavo_env, maxrecords), nullptr, true, true, true},
-    {"safeconfig", offsetof(tpavo_env, safeconfig), nullptr, true, true, true},
-    // The application profile and its behaviours (pavo_profile.cpp).
-    {"profile", 0, render_profile, true, true},
-    {"loglevel", PAVO_NUMBER_FIELD(loglevel)},
-    {"quietconsole", PAVO_NUMBER_FIELD(quietconsole)},
-    {"hidesecrets", PAVO_NUMBER_FIELD(hidesecrets)},
-    {"errorresults", PAVO_NUMBER_FIELD(errorresults)},
-    {"asyncnowait", PAVO_NUMBER_FIELD(asyncnowait)},
-    {"wholekeys", PAVO_NUMBER_FIELD(wholekeys)},
-    {"strictlocal", PAVO_NUMBER_FIELD(strictlocal)},
-    {"failover", offsetof(tpavo_env, failover), nullptr, true, true, true},
-    {"failoverhold", offsetof(tpavo_env, failoverhold), nullptr, true, true, true},
-    {"retries", offsetof(tpavo_env, retries), nullptr, true, true, true},
-    {"retrybase", offsetof(tpavo_env, retrybase), nullptr, true, true, true},
-    {"retrycap", offsetof(tpavo_env, retrycap), nullptr, true, true, true},
-    {"reloginon", PAVO_TEXT_FIELD(reloginon), true, true},
-    {"oem_name", PAVO_TEXT_FIELD(oem_name), true, false},
-    {"terminal_type", PAVO_TEXT_FIELD(terminal_type), true, false},
-    {"device_id", PAVO_TEXT_FIELD(device_id), true, false},
-    {"chipprofile", PAVO_TEXT_FIELD(chipprofile), true, false},
-    {"clientprofile", PAVO_TEXT_FIELD(clientprofile), true, false},
-    {"workdirectory", PAVO_TEXT_FIELD(workdirectory), true, false},
-    {"perpetualdirectory", PAVO_TEXT_FIELD(perpetualdirectory), true, false},
-    {"tmpdirectory", PAVO_TEXT_FIELD(tmpdirectory), true, false},
-};
-
-#undef PAVO_TEXT_FIELD
-#undef PAVO_NUMBER_FIELD
-
-const PropertyRow* find_property(const char* name)
-{
-    if (name == nullptr)
-        return nullptr;
-    for (const PropertyRow& row : kProperties) {
-        if (strcmp(row.name, name) == 0)
-            return &row;
-    }
-    return nullptr;
-}
-
-char* text_field(const PropertyRow& row)
-{
-    return reinterpret_cast<char*>(&g_pavo_env) + row.offset;
-}
 
 bool strict_local() { return pavo_relaxed_load(g_pavo_env.strictlocal) != 0; }
 
@@ -147,39 +39,46 @@ char* pavo_inner_configpath(char* path, size_t pathsize)
     return path;
 }
 
-void pavo_readprop(const char* name, char* buffer, int buffersize)
+void pavo_inner_readfield(const pavo_session_field* field, char* buffer, int buffersize)
 {
     if (buffer == nullptr || buffersize <= 0)
         return;
     memset(buffer, 0, static_cast<size_t>(buffersize));
-    const PropertyRow* row = find_property(name);
-    if (row == nullptr || !row->readable)
+    if (field == nullptr || (field->flags & PAVO_FIELD_READ) == 0)
         return;
-    if (row->render != nullptr)
-        row->render(buffer, buffersize);
-    else if (row->number)
+    if (field->kind == PAVO_FIELD_COMPUTED)
+        field->render(buffer, buffersize);
+    else if (field->kind == PAVO_FIELD_NUMBER)
         snprintf(buffer, static_cast<size_t>(buffersize), "%d",
-                 pavo_relaxed_load(*reinterpret_cast<int*>(text_field(*row))));
+                 pavo_relaxed_load(pavo_inner_fieldnumber(&g_pavo_env, *field)));
     else
         // Cut at buffersize - 1 into the zeroed buffer, as "%s" would be.
-        memcpy(buffer, text_field(*row),
-               strnlen(text_field(*row), static_cast<size_t>(buffersize) - 1));
+        memcpy(buffer, pavo_inner_fieldtext(&g_pavo_env, *field),
+               strnlen(pavo_inner_fieldtext(&g_pavo_env, *field),
+                       static_cast<size_t>(buffersize) - 1));
+}
+
+void pavo_readprop(const char* name, char* buffer, int buffersize)
+{
+    pavo_inner_readfield(pavo_inner_findfield(name), buffer, buffersize);
 }
 
 // The value used to be the format itself: "%%" is still stored as "%".
 int pavo_writeprop(const char* name, const char* value)
 {
-    const PropertyRow* row = find_property(name);
-    if (row != nullptr && row->render == render_profile && row->writable)
-        return pavo_setprofile(value);
-    if (row == nullptr || !row->writable || row->render != nullptr || value == nullptr)
+    const pavo_session_field* field = pavo_inner_findfield(name);
+    if (field == nullptr || (field->flags & PAVO_FIELD_WRITE) == 0)
         return 0;
-    if (row->number) {
+    if (field->store != nullptr)
+        return field->store(value);
+    if (field->kind == PAVO_FIELD_COMPUTED || value == nullptr)
+        return 0;
+    if (field->kind == PAVO_FIELD_NUMBER) {
         int limit = atoi(value);
-        pavo_relaxed_store(*reinterpret_cast<int*>(text_field(*row)), limit > 0 ? limit : 0);
+        pavo_relaxed_store(pavo_inner_fieldnumber(&g_pavo_env, *field), limit > 0 ? limit : 0);
         return 0;
     }
-    pavo_format_literal(text_field(*row), PAVO_PROP_SIZE, value);
+    pavo_format_literal(pavo_inner_fieldtext(&g_pavo_env, *field), field->size, value);
     return 0;
 }
 

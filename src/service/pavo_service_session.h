@@ -20,6 +20,11 @@ extern "C" {
  * library always passes a 256-byte buffer. Returns path. */
 char* pavo_inner_configpath(char* path, size_t pathsize);
 
+/* pavo_readprop of a row of the session field table (pavo_service_fields.h);
+ * a null row reads as an unknown name. */
+struct pavo_session_field;
+void pavo_inner_readfield(const struct pavo_session_field* field, char* buffer, int buffersize);
+
 /* Session write-back of a successful answer (non-negative code, a record).
  * Returns 0, or -1 when the answer holds a value the session must not take
  * (logged once); nothing is written then. */

@@ -1,7 +1,8 @@
 /*
  * pavo_service_writeback.cpp - what a successful open or login answer writes
  * into the session: the state and the properties (login) or the persisted
- * account values (open), after checking that the session may take them.
+ * account values (open), as the session field table names them, after
+ * checking that the session may take them.
  * Named by the rows of the request table and run by pavo_inner_finishrequest
  * in both modes.
  */
@@ -11,47 +12,20 @@
 
 #include "service/pavo_global.h"
 #include "service/pavo_inifile.h"
+#include "service/pavo_service_fields.h"
 #include "service/pavo_service_session.h"
 
 namespace {
 
-// A text member of an answer record and the property (or configuration
-// key) of the same name that it is written to.
-template <typename Record>
-struct NamedMember {
-    const char* name;
-    char* Record::*member;
-    bool address;  // a service address that later transfers go to
-};
-
-// The login record's values, written to the session properties in this order.
-constexpr NamedMember<tpavo_loginresponse> kLoginValues[] = {
-    {"usertoken", &tpavo_loginresponse::usertoken, false},
-    {"usergroup", &tpavo_loginresponse::usergroup, false},
-    {"aaasrvaddress", &tpavo_loginresponse::aaasrvaddress, true},
-    {"aaasrvaddress2", &tpavo_loginresponse::aaasrvaddress2, true},
-    {"serverauthenticator", &tpavo_loginresponse::serverauthenticator, false},
-    {"userlevel", &tpavo_loginresponse::userlevel, false},
-    {"actexpireddate", &tpavo_loginresponse::actexpireddate, false},
-    {"epgsrvaddress", &tpavo_loginresponse::epgsrvaddress, true},
-    {"epgsrvaddress2", &tpavo_loginresponse::epgsrvaddress2, true},
-    {"playsrvaddress", &tpavo_loginresponse::playsrvaddress, true},
-    {"playsrvaddress2", &tpavo_loginresponse::playsrvaddress2, true},
-    {"upgradesrvaddress", &tpavo_loginresponse::upgradesrvaddress, true},
-    {"upgradesrvaddress2", &tpavo_loginresponse::upgradesrvaddress2, true},
-    {"imgsrvaddress", &tpavo_loginresponse::imgsrvaddress, true},
-    {"serviceaddress", &tpavo_loginresponse::serviceaddress, true},
-    {"drmsrvaddress", &tpavo_loginresponse::drmsrvaddress, true},
-    {"drmsrvaddress2", &tpavo_loginresponse::drmsrvaddress2, true},
-};
-
-// The open record's values, persisted in korix.conf (and so also set as
-// properties) in this order.
-constexpr NamedMember<tpavo_openresponse> kOpenValues[] = {
-    {"userid", &tpavo_openresponse::userid, false},
-    {"aaasrvaddress", &tpavo_openresponse::aaasrvaddress, true},
-    {"aaasrvaddress2", &tpavo_openresponse::aaasrvaddress2, true},
-};
+// The member of each record that a row of the session field table takes.
+char* tpavo_loginresponse::*member_of(const pavo_session_field& field, const tpavo_loginresponse*)
+{
+    return field.login;
+}
+char* tpavo_openresponse::*member_of(const pavo_session_field& field, const tpavo_openresponse*)
+{
+    return field.open;
+}
 
 // Only http and https, with no blank or control byte. A text without a
 // scheme ("host:8080/x", where a digit follows the colon) is left to the
@@ -78,16 +52,17 @@ bool address_allowed(const char* address)
 
 // The first member the session may not take, or null. Values bound for
 // korix.conf must also fit one line while "safeconfig" is on.
-template <typename Record, size_t N>
-const char* refused_member(const Record* record, const NamedMember<Record> (&members)[N],
-                           bool persisted)
+template <typename Record>
+const char* refused_member(const Record* record, bool persisted)
 {
     const bool whole = persisted && pavo_relaxed_load(g_pavo_env.safeconfig) != 0;
-    for (const auto& value : members) {
-        const char* text = record->*value.member;
-        if (text != nullptr && ((value.address && !address_allowed(text)) ||
-                                (whole && !pavo_inner_inivaluefits(text))))
-            return value.name;
+    for (const pavo_session_field& field : g_pavo_fields) {
+        char* Record::*member = member_of(field, record);
+        const char* text = member != nullptr ? record->*member : nullptr;
+        if (text != nullptr &&
+            (((field.flags & PAVO_FIELD_ADDRESS) != 0 && !address_allowed(text)) ||
+             (whole && !pavo_inner_inivaluefits(text))))
+            return field.name;
     }
     return nullptr;
 }
@@ -106,11 +81,13 @@ extern "C" {
 int pavo_inner_writeback_login(const tpavo_result* result)
 {
     const tpavo_loginresponse* login = result->data.loginresponse;
-    if (const char* name = refused_member(login, kLoginValues, false))
+    if (const char* name = refused_member(login, false))
         return refuse("login", name);
     pavo_setstate(PAVO_STATE_LOGINED);
-    for (const auto& value : kLoginValues)
-        pavo_writeprop(value.name, login->*value.member);
+    for (const pavo_session_field& field : g_pavo_fields) {
+        if (field.login != nullptr)
+            pavo_writeprop(field.name, login->*field.login);
+    }
     return 0;
 }
 
@@ -118,11 +95,13 @@ int pavo_inner_writeback_login(const tpavo_result* result)
 int pavo_inner_writeback_open(const tpavo_result* result)
 {
     const tpavo_openresponse* open = result->data.openresponse;
-    if (const char* name = refused_member(open, kOpenValues, true))
+    if (const char* name = refused_member(open, true))
         return refuse("open", name);
     pavo_setstate(PAVO_STATE_OPENED);
-    for (const auto& value : kOpenValues)
-        pavo_writeconfig("system", value.name, open->*value.member);
+    for (const pavo_session_field& field : g_pavo_fields) {
+        if (field.open != nullptr)
+            pavo_writeconfig(PAVO_CONFIG_SECTION, field.name, open->*field.open);
+    }
     return 0;
 }
 

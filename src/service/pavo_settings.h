@@ -1,8 +1,8 @@
 /*
  * pavo_settings.h - the settings that start-up reads from section "system" of
- * korix.conf into the environment record, as one table read in one place
- * (pavo_settings.cpp). A new setting is one row there and one field in
- * tpavo_env.
+ * korix.conf into the environment record, read in one place
+ * (pavo_settings.cpp). A new setting is one row of the session field table
+ * (pavo_service_fields.cpp) and one field in tpavo_env.
  */
 #ifndef PAVO_SETTINGS_H
 #define PAVO_SETTINGS_H
@@ -13,7 +13,7 @@
 extern "C" {
 #endif
 
-/* Reads every row of the settings table from the configuration file conf into
+/* Reads every setting of the session field table from the configuration file conf into
  * env. In emulator mode the log settings are left as the application set them
  * up; otherwise the log is opened once they are read. */
 void pavo_inner_readsettings(tpavo_env* env, const char* conf);
