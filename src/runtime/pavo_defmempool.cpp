@@ -66,7 +66,10 @@ pavo_mp_block* new_system_block(size_t payload)
 
 void* pavo_mp_malloc(size_t size, void* context_data)
 {
+    // An assertion prints its expression: the formatter leaves these texts as written.
+    // clang-format off
     assert(context_data);
+    // clang-format on
     pavo_mp_mempool* pool = static_cast<pavo_mp_mempool*>(context_data);
     if (size > PAVO_MP_MAX_POOLED) {
         // Large blocks bypass the lists and therefore the lock.
@@ -74,17 +77,23 @@ void* pavo_mp_malloc(size_t size, void* context_data)
         return large == nullptr ? nullptr : payload_of(large);
     }
     size_t blk_class = log_2_table[size];
+    // clang-format off
     assert(log_2_table[size] >= size);
+    // clang-format on
 
     MyMutexGuard lock(pool->protecter);
     size_t index = blk_class / 8;
     // Admits 17 as well (one past the lists); unreachable, kept as written.
+    // clang-format off
     assert(index <= sizeof(((pavo_mp_mempool *)context_data)->blk) / sizeof(((pavo_mp_mempool *)context_data)->blk[0]));
+    // clang-format on
     pavo_mp_block* ptr = pool->blk[index];
     if (ptr != nullptr) {
         // The reused block's own next is left as it was.
         pool->blk[index] = ptr->next;
+        // clang-format off
         assert(log_2_table[size] == ptr->blk_size);
+        // clang-format on
     } else {
         ptr = new_system_block(blk_class);
         if (ptr == nullptr)
@@ -95,7 +104,9 @@ void* pavo_mp_malloc(size_t size, void* context_data)
 
 void pavo_mp_free(void* ptr, void* context_data)
 {
+    // clang-format off
     assert(context_data);
+    // clang-format on
     if (ptr == nullptr)
         return;  // as free() does
     pavo_mp_mempool* pool = static_cast<pavo_mp_mempool*>(context_data);
@@ -108,10 +119,14 @@ void pavo_mp_free(void* ptr, void* context_data)
         return;
     }
     // A zeroed header would index the table at -1 in the check below.
+    // clang-format off
     assert(ptr_blk->blk_size != 0);
     assert(ptr_blk->blk_size == log_2_table[ptr_blk->blk_size - 1]);
+    // clang-format on
     size_t index = log_2_table[ptr_blk->blk_size - 1] / 8;
+    // clang-format off
     assert(index <= sizeof(((pavo_mp_mempool *)context_data)->blk) / sizeof(((pavo_mp_mempool *)context_data)->blk[0]));
+    // clang-format on
     // Most recently released first; blocks never go back to the system here.
     ptr_blk->next = pool->blk[index];
     pool->blk[index] = ptr_blk;

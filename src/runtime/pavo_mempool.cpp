@@ -13,9 +13,12 @@ extern "C" {
 HMYMEMPOOL MyMemPoolConstruct(mymalloc malloc_helper, myfree free_helper,
                               mempool_destroy destroy, mempool_view view, void* context_data)
 {
+    // An assertion prints its expression: the formatter leaves these texts as written.
+    // clang-format off
     assert(malloc_helper && free_helper);
     mymempool_t* mp = static_cast<mymempool_t*>(malloc(sizeof(mymempool_t)));
     assert(mp);
+    // clang-format on
     // The parameters come destroy-then-view, the fields view-then-destroy.
     mp->malloc_fun = malloc_helper;
     mp->free_fun = free_helper;
@@ -28,7 +31,9 @@ HMYMEMPOOL MyMemPoolConstruct(mymalloc malloc_helper, myfree free_helper,
 void MyMemePoolDestruct(HMYMEMPOOL hm)
 {
     mymempool_t* mp = reinterpret_cast<mymempool_t*>(hm);
+    // clang-format off
     assert(mp);
+    // clang-format on
     if (mp->destroy_fun != nullptr)
         mp->destroy_fun(mp->context_data);
     free(mp);
@@ -37,7 +42,9 @@ void MyMemePoolDestruct(HMYMEMPOOL hm)
 void MyMemPoolView(HMYMEMPOOL hm, void* info, size_t info_size)
 {
     mymempool_t* mp = reinterpret_cast<mymempool_t*>(hm);
+    // clang-format off
     assert(mp);
+    // clang-format on
     if (mp->view_fun != nullptr)
         mp->view_fun(mp->context_data, info, info_size);
 }

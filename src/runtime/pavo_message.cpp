@@ -135,7 +135,10 @@ int pavo_inner_postmessage(pavo_messagecallback cb, int eventtype, int eventscop
         tail = &(*tail)->next;
     *tail = message;
     if (!notice) {
+        // An assertion prints its expression: the formatter leaves these texts as written.
+        // clang-format off
         assert(g_messagequeue->queue_head != __null);
+        // clang-format on
         g_messagequeue->cur_queue_size++;
     }
     pthread_mutex_unlock(&g_messagequeue->queue_lock);

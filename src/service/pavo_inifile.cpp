@@ -122,17 +122,22 @@ int pavo_inner_inifilestate(const char* file)
 
 int load_ini_file(const char* file, char* buf, int* file_size)
 {
+    // An assertion prints its expression: the formatter leaves these texts as written.
+    // clang-format off
     assert(file !=__null);
     assert(buf !=__null);
+    // clang-format on
     return pavo_inner_loadini(file, buf, file_size) != PAVO_INI_MISSING;
 }
 
 int parse_file(const char* section, const char* key, const char* buf, int* sec_s, int* sec_e,
                int* key_s, int* key_e, int* value_s, int* value_e)
 {
+    // clang-format off
     assert(buf!=__null);
     assert(section != __null && strlen(section));
     assert(key != __null && strlen(key));
+    // clang-format on
     *sec_s = *sec_e = *key_s = *key_e = *value_s = *value_e = -1;
     // "wholekeys": a file key answers only for itself, not for longer keys.
     const bool whole_keys = pavo_relaxed_load(g_pavo_env.wholekeys) != 0;
@@ -192,11 +197,13 @@ int parse_file(const char* section, const char* key, const char* buf, int* sec_s
 int read_profile_string(const char* section, const char* key, char* value, int size,
                         const char* default_value, const char* file)
 {
+    // clang-format off
     assert(section != __null && strlen(section));
     assert(key != __null && strlen(key));
     assert(value != __null);
     assert(size > 0);
     assert(file !=__null &&strlen(key));
+    // clang-format on
 
     char buf[kIniBufferSize] = {0};
     int file_size = 0;
@@ -268,10 +275,12 @@ int pavo_inner_rebuildini(const char* section, const char* key, const char* valu
 int write_profile_string(const char* section, const char* key, const char* value,
                          const char* file)
 {
+    // clang-format off
     assert(section != __null && strlen(section));
     assert(key != __null && strlen(key));
     assert(value != __null);
     assert(file !=__null &&strlen(key));
+    // clang-format on
 
     char buf[kIniBufferSize];
     char w_buf[kIniBufferSize];
