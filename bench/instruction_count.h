@@ -1,14 +1,14 @@
 // Instructions a measured region executes, printed beside its time so that a row's verdict
 // does not move with the machine's load. With a CPU counter (perf_event_open: user space, this
 // thread) the count is taken here and reported as a benchmark counter; without one, under
-// callgrind (started with --instr-atstart=no), each region is instrumented on its own and
-// dumped under its label, and tools/pavo-dev reads the dumps. Otherwise nothing is counted.
+// callgrind (started with --instr-atstart=no: set-up runs uninstrumented until the first
+// region), each region is dumped under its label, and tools/pavo-dev reads the dumps.
+// Otherwise nothing is counted.
 #ifndef PAVO_BENCH_INSTRUCTION_COUNT_H
 #define PAVO_BENCH_INSTRUCTION_COUNT_H
 
 #include <benchmark/benchmark.h>
 #include <linux/perf_event.h>
-#include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -52,6 +52,8 @@ public:
             return;
         }
 #ifdef PAVO_BENCH_CALLGRIND
+        // Instrumentation stays on once started: turning it off flushes the translated code,
+        // and the slower turns let a kept connection go idle long enough to be closed.
         CALLGRIND_START_INSTRUMENTATION;
         CALLGRIND_ZERO_STATS;
 #endif
@@ -65,7 +67,6 @@ public:
         }
 #ifdef PAVO_BENCH_CALLGRIND
         CALLGRIND_DUMP_STATS_AT(label_.c_str());
-        CALLGRIND_STOP_INSTRUMENTATION;
 #endif
     }
     // Leaves work inside a region uncounted (a check between its measured parts).
@@ -76,7 +77,7 @@ public:
             return;
         }
 #ifdef PAVO_BENCH_CALLGRIND
-        CALLGRIND_STOP_INSTRUMENTATION;
+        CALLGRIND_TOGGLE_COLLECT;
 #endif
     }
     void Resume()
@@ -86,7 +87,7 @@ public:
             return;
         }
 #ifdef PAVO_BENCH_CALLGRIND
-        CALLGRIND_START_INSTRUMENTATION;
+        CALLGRIND_TOGGLE_COLLECT;
 #endif
     }
     // Instructions per region (over per, such as bytes) as the counter NAME, when the CPU
