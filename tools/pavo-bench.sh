@@ -53,6 +53,9 @@ run_bench() {
             echo "pavo-dev: wire_bench failed" >&2
         fi
     done
+    # The load while timing, not after counting, goes under the table.
+    echo "machine: $(nproc) cores, load $(cut -d' ' -f1-3 /proc/loadavg), $(date -u '+%Y-%m-%d %H:%M UTC')" \
+        > "$out/machine"
     echo "pavo-dev: timed in $((SECONDS - started)) s; counting instructions"
     count_instructions "$out" "$dir"
     echo "pavo-dev: done in $((SECONDS - started)) s"
@@ -76,8 +79,11 @@ count_instructions() {
         else
             callgrind_counts "$out/markup.counts" "" "$dir/bench/markup_bench" "${walk[@]}"
             callgrind_counts "$out/markup-tuned.counts" "$tuned" "$dir/bench/markup_bench" "${walk[@]}"
-            callgrind_counts "$out/shapes.counts" "" "$dir/bench/markup_bench" "${shapes[@]}"
-            callgrind_counts "$out/shapes-tuned.counts" "$tuned" "$dir/bench/markup_bench" "${shapes[@]}"
+            # The small documents a few times, so that the median passes over the first, cold one.
+            callgrind_counts "$out/shapes.counts" "" "$dir/bench/markup_bench" "${shapes[@]}" \
+                --benchmark_min_time=0.5
+            callgrind_counts "$out/shapes-tuned.counts" "$tuned" "$dir/bench/markup_bench" \
+                "${shapes[@]}" --benchmark_min_time=0.5
             callgrind_counts "$out/parse.counts" "" "$dir/bench/parse_bench" "${parse[@]}"
             callgrind_counts "$out/parse-tuned.counts" "$tuned" "$dir/bench/parse_bench" "${parse[@]}"
             # Enough requests per pair that the median passes over the first, new connection.
@@ -107,9 +113,9 @@ csv_counts() {
         }' "$1"
 }
 
-# callgrind_counts COUNTS TUNABLES PROGRAM ARGS...: the program under callgrind with its
-# measured regions instrumented alone (bench/instruction_count.h dumps each under its
-# label); the median per label goes into COUNTS, per byte for the document shapes.
+# callgrind_counts COUNTS TUNABLES PROGRAM ARGS...: the program under callgrind, its set-up
+# uninstrumented (bench/instruction_count.h dumps each measured side under its label); the
+# median per label goes into COUNTS, per byte for the document shapes.
 callgrind_counts() {
     local counts=$1 tunables=$2 program=$3 cg
     shift 3
@@ -275,7 +281,7 @@ bench_table() {
         "example session, 20 ms connect: keepalive 1 / 0" 1.80 time
     flat shapes.csv default
     flat shapes-tuned.csv tuned
-    echo "machine: $(nproc) cores, load $(cut -d' ' -f1-3 /proc/loadavg), $(date -u '+%Y-%m-%d %H:%M UTC')"
+    cat "$out/machine" 2>/dev/null || true
     echo "medians of 5 interleaved runs; cpu time for parsing, wall time for requests and sessions;"
     echo "requests: library and raw POST in turns, simulator and benchmark on CPUs of their own;"
     echo "instructions (ins): user space, per iteration, $(instruction_source "$out")"
