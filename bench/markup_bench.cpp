@@ -3,12 +3,14 @@
 // getters return copies, so pugixml's values are copied too). Each run checks that every
 // value was read. Throughput is in bytes of document per second.
 // The shapes of markup_shapes.h are parsed and walked at sizes from 64 KiB to
-// 8 MiB: their time per byte (s/B) must stay flat as they grow.
+// 8 MiB: their time per byte (s/B) must stay flat as they grow. Every iteration's
+// instructions are counted too (instruction_count.h).
 #include <benchmark/benchmark.h>
 #include <pugixml.hpp>
 
 #include <string>
 
+#include "instruction_count.h"
 #include "markup_shapes.h"
 #include "xml/Markup.h"
 
@@ -57,24 +59,28 @@ const Catalogue& TheCatalogue()
 
 // The shared frame: one parse and walk per iteration; readAll returns the bytes read.
 template <typename ReadAll>
-void Measure(benchmark::State& state, ReadAll readAll)
+void Measure(benchmark::State& state, const char* label, ReadAll readAll)
 {
     const Catalogue& catalogue = TheCatalogue();
+    InstructionCount instructions(label);
     for (auto _ : state) {
+        instructions.Start();
         const size_t read = readAll(catalogue.text);
+        instructions.Stop();
         if (read != catalogue.value_bytes) {
             state.SkipWithError("not every attribute value was read");
             break;
         }
         benchmark::DoNotOptimize(read);
     }
+    instructions.Report(state, "instructions");
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
                             static_cast<int64_t>(catalogue.text.size()));
 }
 
 void BM_NavigatorReadEveryAttribute(benchmark::State& state)
 {
-    Measure(state, [](const std::string& text) {
+    Measure(state, "BM_NavigatorReadEveryAttribute", [](const std::string& text) {
         CMarkup xml;
         xml.SetDoc(text);
         size_t total = 0;
@@ -93,7 +99,7 @@ void BM_NavigatorReadEveryAttribute(benchmark::State& state)
 
 void BM_PugixmlReadEveryAttribute(benchmark::State& state)
 {
-    Measure(state, [](const std::string& text) {
+    Measure(state, "BM_PugixmlReadEveryAttribute", [](const std::string& text) {
         pugi::xml_document doc;
         doc.load_buffer(text.data(), text.size());
         size_t total = 0;
@@ -110,10 +116,19 @@ void BM_PugixmlReadEveryAttribute(benchmark::State& state)
 void BM_Shape(benchmark::State& state, int shape)
 {
     const std::string doc = markup_shapes::MakeShape(shape, static_cast<size_t>(state.range(0)));
+    // The dump's label ends in the document's size, for the count per byte.
+    InstructionCount instructions(std::string("BM_Shape/") + markup_shapes::ShapeName(shape) +
+                                  "/" + std::to_string(state.range(0)) + " " +
+                                  std::to_string(doc.size()));
     for (auto _ : state) {
-        CMarkup xml;
-        benchmark::DoNotOptimize(markup_shapes::WalkAll(xml, doc));
+        instructions.Start();
+        {
+            CMarkup xml;
+            benchmark::DoNotOptimize(markup_shapes::WalkAll(xml, doc));
+        }
+        instructions.Stop();
     }
+    instructions.Report(state, "instr/B", static_cast<double>(doc.size()));
     state.counters["s/B"] = benchmark::Counter(static_cast<double>(doc.size()),
                                                benchmark::Counter::kIsIterationInvariantRate |
                                                    benchmark::Counter::kInvert);

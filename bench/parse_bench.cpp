@@ -1,7 +1,8 @@
 // Costs a terminal pays per request besides the network: parsing a catalogue
 // page into records and freeing it (beside a pugixml-based reader that fills
 // and frees the same records), the login answer, enciphering an
-// authenticator, form-encoding, and the pooled allocator against malloc.
+// authenticator, form-encoding, and the pooled allocator against malloc. The
+// page and its peer count their instructions too (instruction_count.h).
 #include <benchmark/benchmark.h>
 
 #include <cstddef>
@@ -10,6 +11,7 @@
 #include <cstring>
 #include <string>
 
+#include "instruction_count.h"
 #include "pavo.h"
 #include "pugixml_reader.h"
 #include "service/pavo_global.h"
@@ -172,27 +174,36 @@ bool page_is_complete(const tpavo_result* result, int items)
     return result != nullptr && complete == items && result->datacount == items;
 }
 
+// Counted: the read and the free, not the check between them.
 template <typename Read>
-void read_page(benchmark::State& state, Read read)
+void read_page(benchmark::State& state, const char* name, Read read)
 {
     ensure_pool();
     const int items = static_cast<int>(state.range(0));
     const std::string text = item_list_answer(items);
+    InstructionCount instructions(name + ("/" + std::to_string(items)));
     for (auto _ : state) {
+        instructions.Start();
         tpavo_result* result = read(text);
-        if (!page_is_complete(result, items)) {
+        instructions.Pause();
+        const bool complete = page_is_complete(result, items);
+        instructions.Resume();
+        if (!complete) {
+            instructions.Stop();
             state.SkipWithError("the page's records were not all made");
             break;
         }
         pavo_iner_freeresultitem(result);
+        instructions.Stop();
     }
+    instructions.Report(state, "instructions");
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
                             static_cast<int64_t>(text.size()));
 }
 
 void BM_ParseItemListPage(benchmark::State& state)
 {
-    read_page(state, [](const std::string& text) {
+    read_page(state, "BM_ParseItemListPage", [](const std::string& text) {
         return pavo_parse(text.c_str(), text.size(), DATATYPE_ITEMLIST);
     });
 }
@@ -200,7 +211,7 @@ BENCHMARK(BM_ParseItemListPage)->Arg(200);
 
 void BM_PugixmlItemListPage(benchmark::State& state)
 {
-    read_page(state, pugixml_read_item_list);
+    read_page(state, "BM_PugixmlItemListPage", pugixml_read_item_list);
 }
 BENCHMARK(BM_PugixmlItemListPage)->Arg(200);
 

@@ -3,7 +3,8 @@
 // easy handle beside keepalive=0, one reused handle beside keepalive=1), taken in turns
 // within one benchmark, and the whole
 // example terminal session with keepalive 1 and 0 against a simulator whose new connections
-// wait 20 ms. Every iteration checks its answer. Wall-clock time: the transfer is the work.
+// wait 20 ms. Every iteration checks its answer. Wall-clock time: the transfer is the work;
+// the two sides of a request also count their own instructions (instruction_count.h).
 #include <benchmark/benchmark.h>
 #include <curl/curl.h>
 
@@ -23,6 +24,7 @@
 #include <string>
 #include <vector>
 
+#include "instruction_count.h"
 #include "pavo.h"
 #include "pugixml_reader.h"
 #include "service/pavo_global.h"
@@ -251,10 +253,17 @@ void BM_CategoryRequestBesideRawPost(benchmark::State& state)
     };
     using Clock = std::chrono::steady_clock;
     Clock::duration ours{}, peer{};
+    const std::string name = "BM_CategoryRequestBesideRawPost/keepalive:" +
+                             std::to_string(state.range(0)) + "/peer_parses:" +
+                             std::to_string(state.range(1)) + "/real_time";
+    InstructionCount ours_instructions(name + " ours"), peer_instructions(name + " peer");
     bool library_first = true;
     const auto timed = [&](bool library) {
+        InstructionCount& instructions = library ? ours_instructions : peer_instructions;
         const Clock::time_point start = Clock::now();
+        instructions.Start();
         const bool made = library ? category_request() : raw_post();
+        instructions.Stop();
         (library ? ours : peer) += Clock::now() - start;
         return made;
     };
@@ -277,6 +286,8 @@ void BM_CategoryRequestBesideRawPost(benchmark::State& state)
     using benchmark::Counter;
     state.counters["ours_us"] = Counter(microseconds(ours), Counter::kAvgIterations);
     state.counters["peer_us"] = Counter(microseconds(peer), Counter::kAvgIterations);
+    ours_instructions.Report(state, "ours_instr");
+    peer_instructions.Report(state, "peer_instr");
     // Per run, so that the median ratio pairs times taken together.
     state.counters["ratio"] = ours.count() > 0 ? microseconds(peer) / microseconds(ours) : 0;
 }

@@ -59,8 +59,10 @@ TEST(Markup, FindingsAndTheTreeOfEveryKindOfDocument)
          "<unended_start_tag tagname=\"d\" offset=\"18\"/>"
          "<root_has_sibling tagname=\"s\" offset=\"29\"/>"},
         {"<a><a><b></a><c/></a>", "a(a(b) c)", "<unended_start_tag tagname=\"b\" offset=\"6\"/>"},
-        // Bytes above 127: a negative byte sum for the name slot, shared by both names.
-        {"<r><\xC3\xA9><\xA9\xC3><b></\xA9\xC3></r>", "r(\xC3\xA9 \xA9\xC3(b))",
+        // Bytes above 127: a negative byte sum for the name slot, shared by both names,
+        // which the lone end tag makes the later end tags look up.
+        {"<r><\xC3\xA9><\xA9\xC3><b></x></\xA9\xC3></r>", "r(\xC3\xA9 \xA9\xC3(b))",
+         "<lone_end_tag tagname=\"x\" offset=\"14\"/>"
          "<unended_start_tag tagname=\"b\" offset=\"11\"/>"
          "<unended_start_tag tagname=\"\xC3\xA9\" offset=\"3\"/>"},
     };

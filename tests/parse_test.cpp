@@ -123,9 +123,14 @@ TEST_F(ParseTest, MissingOrMisplacedFieldRepeatsItsPredecessor)
 
 TEST(Atoi64, ReadsLikeAtoiInSixtyFourBits)
 {
-    EXPECT_EQ(_atoi64("\t\n -42xyz"), -42);
-    EXPECT_EQ(_atoi64("18446744073709551617"), 1);  // 2^64 + 1 wraps
-    EXPECT_EQ(_atoi64("\xb5" "5"), 0);  // a high byte is neither blank nor digit
+    const struct { const char* text; int64_t value; } rows[] = {
+        {"\t\n -42xyz", -42},
+        {"+4294967297", 4294967297},
+        {"18446744073709551617", 1},  // 2^64 + 1 wraps
+        {"\xb5" "5", 0},  // a high byte is neither blank nor digit
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(_atoi64(row.text), row.value) << row.text;
 }
 
 std::string answer(const std::string& code, const std::string& body)
