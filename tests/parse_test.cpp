@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "parse/pavo_parse_catalogue.h"
 #include "parse_test_util.h"
 
 namespace {
