@@ -2,8 +2,8 @@
  * pavo_parse_frame.h - the one frame behind every answer parser and the
  * description of the data types it serves: field tables, record layouts and
  * the kind of each data type, whose one table is pavo_parse_kinds.cpp. The
- * frame (pavo_parse_frame.cpp) reads, frees, copies and prints by that table;
- * the service layer reads it through this header.
+ * frame (pavo_parse_frame.cpp) reads, frees, copies and prints by that table.
+ * The one header of src/parse that the service layer includes.
  */
 #ifndef PAVO_PARSE_FRAME_H
 #define PAVO_PARSE_FRAME_H

@@ -445,7 +445,7 @@ constexpr Layout kItem =
 // readers match on these lines.
 constexpr Kind kKinds[] = {
     /* 0  NORMAL */ Kind{},
-    /* 1  STRING */ Kind{},
+    /* 1  STRING */ Kind{},  // a plain block, freed by the result store itself
     /* 2  OPENRESULT */
     answer(pavo_body::record, DATATYPE_OPENRESULT, "openresponse is NULL\r\n", free_openresult,
            dump_openresult)
@@ -475,6 +475,8 @@ constexpr Kind kKinds[] = {
                     .printing(kCategoryDump)
                     .framed("***************category*************\r\n")),
     /* 9  ITEMLIST */ item_answer(DATATYPE_ITEMLIST),
+    // The item detail answer is read like the item list; its record, the item,
+    // is the entry of all three item answers.
     /* 10 ITEM */ item_answer(DATATYPE_ITEM).holding(kItem),
     /* 11 RELATIVEITEMLIST */ item_answer(DATATYPE_RELATIVEITEMLIST),
     /* 12 CHANNELLIST */ list_kind(DATATYPE_CHANNEL),
