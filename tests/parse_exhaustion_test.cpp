@@ -2,6 +2,7 @@
 // fails once; nothing may crash or leak (LeakSanitizer checks the latter).
 #include <cstdlib>
 #include <string>
+#include <utility>
 
 #include "parse_test_util.h"
 #include "service/pavo_global.h"
@@ -45,12 +46,8 @@ protected:
     HMYMEMPOOL handle_ = nullptr;
 };
 
-struct Answer {
-    const char* text;
-    tpavo_datatype datatype;
-};
-
-const Answer kAnswers[] = {
+// Each answer text with its datatype.
+const std::pair<const char*, tpavo_datatype> kAnswers[] = {
     {"<Root><Result ResultCode=\"0\" ResultMsg=\"m\"/><Response><ServerAuthenticator>a"
      "</ServerAuthenticator><UserToken>t</UserToken><DRMSrvAddress2>d</DRMSrvAddress2>"
      "<SystemTime>2010-01-01 00:00:00</SystemTime></Response></Root>",
@@ -73,16 +70,16 @@ const Answer kAnswers[] = {
 
 TEST_F(Exhaustion, EveryFailedAllocationIsSurvived)
 {
-    for (const Answer& answer : kAnswers) {
-        SCOPED_TRACE(answer.text);
+    for (const auto& [text, datatype] : kAnswers) {
+        SCOPED_TRACE(text);
         fail_allocation(0);
-        parse(answer.text, answer.datatype);
+        parse(text, datatype);
         const int needed = pool_.calls;
         for (int n = 1; n <= needed; ++n) {
             SCOPED_TRACE(n);
             fail_allocation(n);
             captured_stdout([&] {
-                auto result = parse(answer.text, answer.datatype);
+                auto result = parse(text, datatype);
                 ASSERT_NE(result, nullptr);
                 if (n == 1) {  // the record itself: the failure result stands in
                     EXPECT_EQ(result->resultcode, -9000);

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <string>
 
-#include "parse/pavo_parse_frame.h"
 #include "service/pavo_upload.h"
 #include "service_fixture.h"
 

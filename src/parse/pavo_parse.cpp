@@ -1,8 +1,8 @@
 /*
- * pavo_parse.cpp - the parse entry: pavo_parse chooses the answer parser by
- * datatype from a table, copies extended-service answers raw, and turns
- * unsupported kinds into the -9000 failure result. Also _atoi64 and the
- * test hook. Called by the request pipeline and the global message callback.
+ * pavo_parse.cpp - the parse entry: pavo_parse reads an answer as the kinds
+ * table (pavo_parse_kinds.cpp) says for its datatype, and turns the kinds no
+ * answer is read as into the -9000 failure result. Also _atoi64 and the test
+ * hook. Called by the request pipeline and the global message callback.
  */
 #include <ctype.h>
 #include <stdint.h>
@@ -11,78 +11,6 @@
 
 #include "parse/pavo_parse_frame.h"
 #include "runtime/pavo_runtime.h"
-
-namespace {
-
-using pavo_answer_handler = tpavo_result* (*)(const char* xmldata, size_t datasize);
-
-template <tpavo_result* (*Parse)(const char*)>
-tpavo_result* parse_text(const char* xmldata, size_t)
-{
-    return Parse(xmldata);
-}
-
-// Extended-service answers are handed over as they came: exactly datasize
-// bytes, no terminating NUL added.
-tpavo_result* copy_extservice_answer(const char* xmldata, size_t datasize)
-{
-    // No text behind a non-zero size: the failure result, not a wild read.
-    if (xmldata == nullptr && datasize != 0)
-        return nullptr;
-    tpavo_result* result = static_cast<tpavo_result*>(pavo_malloc(sizeof(tpavo_result)));
-    if (result == nullptr)
-        return nullptr;
-    result->datatype = DATATYPE_EXTSERVICERESULT;
-    result->dumpproc = dump_extserviceresult;
-    result->freeproc = free_extserviceresult;
-    char* block = static_cast<char*>(pavo_malloc(datasize));
-    if (block == nullptr && datasize != 0) {
-        pavo_free(result);
-        return nullptr;
-    }
-    if (datasize != 0)
-        memcpy(block, xmldata, datasize);
-    result->data.extserviceresponse = block;
-    result->datasize = static_cast<uint32_t>(datasize);
-    return result;
-}
-
-struct pavo_dispatch_row {
-    pavo_answer_handler handle;  // null: unsupported, failure result
-    bool retag;                  // datatype := the requested one afterwards
-};
-
-// Indexed by datatype. The status report (23) is deliberately not parsed.
-constexpr pavo_dispatch_row kDispatch[] = {
-    /* 0  NORMAL            */ {nullptr, false},
-    /* 1  STRING            */ {nullptr, false},
-    /* 2  OPENRESULT        */ {parse_text<pavo_parseopenresult>, false},
-    /* 3  LOGINRESULT       */ {parse_text<pavo_parseloginresult>, false},
-    /* 4  LOGOUTRESULT      */ {parse_text<pavo_parselogoutresult>, false},
-    /* 5  RECHARGERESULT    */ {parse_text<pavo_parserechargeresult>, false},
-    /* 6  QUERYPLAYURL      */ {parse_text<pavo_parseplayurlresult>, false},
-    /* 7  CATEGORYLIST      */ {parse_text<pavo_parsecategorylistresult>, true},
-    /* 8  CATEGORY          */ {nullptr, false},
-    /* 9  ITEMLIST          */ {parse_text<pavo_parsecategoryitemlistresult>, true},
-    /* 10 ITEM              */ {parse_text<pavo_parsecategoryitemlistresult>, true},
-    /* 11 RELATIVEITEMLIST  */ {parse_text<pavo_parsecategoryitemlistresult>, true},
-    /* 12 CHANNELLIST       */ {nullptr, false},
-    /* 13 CHANNEL           */ {nullptr, false},
-    /* 14 SCHEDULELIST      */ {parse_text<pavo_parseschedulelistresult>, false},
-    /* 15 SCHEDULE          */ {nullptr, false},
-    /* 16 PROGRAMLIST       */ {nullptr, false},
-    /* 17 PROGRAM           */ {nullptr, false},
-    /* 18 VIDEOCLIPLIST     */ {nullptr, false},
-    /* 19 VIDEOCLIP         */ {nullptr, false},
-    /* 20 EXTSERVICERESULT  */ {copy_extservice_answer, false},
-    /* 21 UPGRADEOSRESULT   */ {parse_text<pavo_parseupgradeosresult>, false},
-    /* 22 UPGRADERESRESULT  */ {parse_text<pavo_parseupgraderesresult>, false},
-};
-
-constexpr size_t kDispatchRows = sizeof kDispatch / sizeof kDispatch[0];
-static_assert(kDispatchRows == DATATYPE_STATUSREPORTRESULT, "one row per parsed datatype");
-
-}  // namespace
 
 extern "C" {
 
@@ -95,10 +23,13 @@ tpavo_result* pavo_parse(const char* xmldata, size_t datasize, tpavo_datatype da
     unsigned int index;
     static_assert(sizeof index == sizeof datatype, "the enum is an unsigned int in C");
     memcpy(&index, &datatype, sizeof index);
-    if (index >= kDispatchRows || kDispatch[index].handle == nullptr)
+    const pavo_kind* kind = pavo_kind_of(index);
+    if (kind == nullptr || kind->body == pavo_body::none)
         return pavo_new_failure_result();
     pavo_begin_record_budget();
-    tpavo_result* result = kDispatch[index].handle(xmldata, datasize);
+    tpavo_result* result = kind->body == pavo_body::raw
+                               ? pavo_copy_raw_answer(xmldata, datasize, *kind)
+                               : pavo_parse_answer(xmldata, *kind);
     // A parse past "maxrecords" (deep copies included) gives up what it made.
     if (!pavo_end_record_budget() && result != nullptr) {
         if (result->freeproc != nullptr)
@@ -109,8 +40,6 @@ tpavo_result* pavo_parse(const char* xmldata, size_t datasize, tpavo_datatype da
     }
     if (result == nullptr)
         return pavo_new_failure_result();
-    if (kDispatch[index].retag)
-        result->datatype = datatype;
     return result;
 }
 
@@ -136,25 +65,6 @@ int64_t _atoi64(const char* nptr)
         ++at;
     }
     return static_cast<int64_t>(sign == '-' ? 0 - total : total);
-}
-
-void free_extserviceresult(void* result)
-{
-    tpavo_result* answer = static_cast<tpavo_result*>(result);
-    if (answer == nullptr || answer->data.ptr == nullptr)
-        return;
-    pavo_free(answer->data.ptr);
-    answer->data.ptr = nullptr;
-}
-
-// The copy has no terminating NUL: print exactly datasize bytes.
-void dump_extserviceresult(void* result)
-{
-    const tpavo_result* answer = static_cast<const tpavo_result*>(result);
-    if (answer == nullptr || answer->data.extserviceresponse == nullptr)
-        return;
-    pavo_log_info("%.*s\r\n", static_cast<int>(answer->datasize),
-                  answer->data.extserviceresponse);
 }
 
 }  // extern "C"

@@ -1,68 +1,12 @@
 /*
- * pavo_parse_catalogue.cpp - category and schedule list answers and the clip
- * list reader under a programme or channel, as record layouts over
- * pavo_parse_frame.cpp. The item list parser uses the programme and channel
- * entries; copies, frees and dumps are in pavo_parse_catalogue_records.cpp.
+ * pavo_parse_catalogue.cpp - the clip list reader under a programme or
+ * channel: the exported parse_videoclip and the step of the programme and
+ * channel rows of the kinds table (pavo_parse_kinds.cpp) that calls it.
  */
-#include "parse/pavo_parse_catalogue.h"
-#include "parse/pavo_parse_catalogue_fields.h"
+#include <string.h>
+
+#include "parse/pavo_parse_frame.h"
 #include "xml/Markup.h"
-
-namespace {
-
-constexpr pavo_record_layout kCategoryEntry = {"Category", sizeof(tpavo_category),
-                                             offsetof(tpavo_category, next),
-                                             pavo_fields(kCategoryFields), nullptr};
-constexpr pavo_record_layout kScheduleEntry = {"Schedule", sizeof(tpavo_schedule),
-                                             offsetof(tpavo_schedule, next),
-                                             pavo_fields(kScheduleFields), nullptr};
-constexpr pavo_record_layout kClipEntry = {"VideoClip", sizeof(tpavo_videoclip),
-                                         offsetof(tpavo_videoclip, next),
-                                         pavo_fields(kClipFields), nullptr};
-
-// The clip list is read whether or not the entry had any attributes.
-void attach_program_clips(CMarkup& xml, void* record)
-{
-    static_cast<tpavo_program*>(record)->pvideoclip = parse_videoclip(xml);
-}
-
-void attach_channel_clips(CMarkup& xml, void* record)
-{
-    static_cast<tpavo_channel*>(record)->pvideoclip = parse_videoclip(xml);
-}
-
-void read_category_list(CMarkup& xml, tpavo_result* result)
-{
-    xml.ResetMainPos();
-    result->data.ptr = pavo_read_paged_list(xml, result, "Categorys", kCategoryEntry);
-}
-
-// Unlike every other list, "Schedules" stands inside the first element of
-// Root (the "Result" element); the platform sends it there.
-void read_schedule_list(CMarkup& xml, tpavo_result* result)
-{
-    xml.IntoElem();
-    xml.ResetMainPos();
-    result->data.ptr = pavo_read_paged_list(xml, result, "Schedules", kScheduleEntry);
-}
-
-constexpr pavo_answer_kind kCategoryListAnswer = {DATATYPE_CATEGORYLIST, free_categorylistresult,
-                                                  dump_categorylistresult, nullptr,
-                                                  read_category_list};
-constexpr pavo_answer_kind kScheduleListAnswer = {DATATYPE_SCHEDULELIST, free_schedulelistresult,
-                                                  dump_schedulelistresult, nullptr,
-                                                  read_schedule_list};
-
-}  // namespace
-
-extern const pavo_record_layout pavo_program_entry = {"Program", sizeof(tpavo_program),
-                                                    offsetof(tpavo_program, next),
-                                                    pavo_fields(kProgramFields),
-                                                    attach_program_clips};
-extern const pavo_record_layout pavo_channel_entry = {"Channel", sizeof(tpavo_channel),
-                                                    offsetof(tpavo_channel, next),
-                                                    pavo_fields(kChannelFields),
-                                                    attach_channel_clips};
 
 // Exactly this sequence of moves: with the main position on a programme or
 // channel, the first child element is taken as the clip container. An
@@ -74,22 +18,15 @@ tpavo_videoclip* parse_videoclip(CMarkup& xml)
     xml.IntoElem();
     xml.FindChildElem("VideoClips");
     xml.IntoElem();
-    void* head = pavo_read_entries(xml, kClipEntry, nullptr);
+    void* head = pavo_read_entries(xml, pavo_kind_of(DATATYPE_VIDEOCLIP)->record, nullptr);
     xml.OutOfElem();
     xml.OutOfElem();
     return static_cast<tpavo_videoclip*>(head);
 }
 
-extern "C" {
-
-tpavo_result* pavo_parsecategorylistresult(const char* xmldata)
+// The clip list is read whether or not the entry had any attributes.
+void pavo_read_clips(CMarkup& xml, void* record, const pavo_record_layout& layout)
 {
-    return pavo_parse_answer(xmldata, kCategoryListAnswer);
+    tpavo_videoclip* clips = parse_videoclip(xml);
+    memcpy(static_cast<char*>(record) + layout.nested_offset, &clips, sizeof clips);
 }
-
-tpavo_result* pavo_parseschedulelistresult(const char* xmldata)
-{
-    return pavo_parse_answer(xmldata, kScheduleListAnswer);
-}
-
-}  // extern "C"

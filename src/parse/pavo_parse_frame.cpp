@@ -1,8 +1,8 @@
 /*
  * pavo_parse_frame.cpp - the common frame of every answer parser (document,
- * "Root", result code and message, body) and the table-driven field, list,
- * free, copy and dump helpers declared in pavo_parse_frame.h. The answer
- * kinds themselves are tables in pavo_parse_account/_catalogue/_items.cpp.
+ * "Root", result code and message, body) and the field, list, free, copy and
+ * dump operations declared in pavo_parse_frame.h, all driven by the kinds
+ * table of pavo_parse_kinds.cpp.
  */
 #include "parse/pavo_parse_frame.h"
 
@@ -61,8 +61,167 @@ void* read_record(CMarkup& xml, const pavo_record_layout& layout,
         return nullptr;
     read_fields(xml, record, layout.fields);
     if (layout.after_fields != nullptr)
-        layout.after_fields(xml, record);
+        layout.after_fields(xml, record, layout);
     return record;
+}
+
+// "Count" is read and then replaced by the number of entries actually read.
+void* read_paged_list(CMarkup& xml, tpavo_result* result, const char* list_element,
+                      const pavo_record_layout& entry)
+{
+    xml.FindElem(list_element);
+    result->totalcount = atoi(xml.GetAttrib("TotalCount").c_str());
+    result->datacount = atoi(xml.GetAttrib("Count").c_str());
+    result->pageindex = atoi(xml.GetAttrib("PageIndex").c_str());
+    result->pagesize = atoi(xml.GetAttrib("PageSize").c_str());
+    xml.IntoElem();
+    result->datacount = 0;
+    return pavo_read_entries(xml, entry, &result->datacount);
+}
+
+char* copy_cstring(const char* text)
+{
+    return text == nullptr ? nullptr : pavo_copy_bytes(text, strlen(text));
+}
+
+void* next_of(const void* record, size_t next_offset)
+{
+    return field_at<void*>(record, next_offset);
+}
+
+// The kind of what hangs from a record, or null for nothing.
+const pavo_kind* nested_kind(const pavo_record_layout& layout, const void* record)
+{
+    return layout.nested != nullptr ? pavo_kind_of(layout.nested(record)) : nullptr;
+}
+
+// A list kind's entries are records of its entry kind.
+const pavo_kind& entry_kind(const pavo_kind& list)
+{
+    return *pavo_kind_of(list.entry);
+}
+
+bool is_list(const pavo_kind& kind) { return kind.entry != DATATYPE_NORMAL; }
+
+void copy_fields(void* target, const void* source, pavo_field_table fields)
+{
+    for (size_t i = 0; i < fields.count; ++i) {
+        const pavo_field& field = fields.fields[i];
+        switch (field.kind) {
+        case pavo_field_kind::text:
+            field_at<char*>(target, field.offset) =
+                copy_cstring(field_at<char*>(source, field.offset));
+            break;
+        case pavo_field_kind::integer:
+            field_at<int>(target, field.offset) = field_at<int>(source, field.offset);
+            break;
+        case pavo_field_kind::flag:
+            field_at<char>(target, field.offset) = field_at<char>(source, field.offset);
+            break;
+        case pavo_field_kind::int64:
+            field_at<int64_t>(target, field.offset) = field_at<int64_t>(source, field.offset);
+            break;
+        }
+    }
+}
+
+void free_record(const pavo_kind& kind, void* record)
+{
+    if (record == nullptr)
+        return;
+    const pavo_record_layout& layout = kind.record;
+    for (size_t i = 0; i < layout.owned.count; ++i) {
+        if (layout.owned.fields[i].kind == pavo_field_kind::text)
+            pavo_free(field_at<char*>(record, layout.owned.fields[i].offset));
+    }
+    if (const pavo_kind* nested = nested_kind(layout, record))
+        pavo_free_data(*nested, field_at<void*>(record, layout.nested_offset));
+    pavo_free(record);
+}
+
+// The record's owned fields and a copy of what hangs from it, unlinked from
+// its list; the kind's failure line (if any) is logged when no block is left.
+void* copy_record(const pavo_kind& kind, const void* record)
+{
+    if (record == nullptr)
+        return nullptr;
+    const pavo_record_layout& layout = kind.record;
+    void* copy = pavo_take_record() ? pavo_malloc(layout.size) : nullptr;
+    if (copy == nullptr) {
+        if (layout.copy_failure != nullptr)
+            pavo_log_err("%s", layout.copy_failure);
+        return nullptr;
+    }
+    copy_fields(copy, record, layout.owned);
+    if (layout.next_offset != 0)
+        field_at<void*>(copy, layout.next_offset) = nullptr;
+    if (const pavo_kind* nested = nested_kind(layout, record))
+        field_at<void*>(copy, layout.nested_offset) =
+            pavo_copy_data(*nested, field_at<void*>(record, layout.nested_offset));
+    return copy;
+}
+
+// An entry whose copy fails is left out, with the list kind's line.
+void* copy_list(const pavo_kind& list, const void* head)
+{
+    const pavo_kind& entry = entry_kind(list);
+    void* copies = nullptr;
+    void* tail = nullptr;
+    for (const void* record = head; record != nullptr;
+         record = next_of(record, entry.record.next_offset)) {
+        void* copy = copy_record(entry, record);
+        if (copy == nullptr) {
+            pavo_log_err("%s", list.record.copy_failure);
+            continue;
+        }
+        if (tail == nullptr)
+            copies = copy;
+        else
+            field_at<void*>(tail, entry.record.next_offset) = copy;
+        tail = copy;
+    }
+    return copies;
+}
+
+const char* printable(const char* text) { return text == nullptr ? "" : text; }
+
+void dump_fields(const void* record, pavo_field_table fields)
+{
+    for (size_t i = 0; i < fields.count; ++i) {
+        const pavo_field& field = fields.fields[i];
+        switch (field.kind) {
+        case pavo_field_kind::text:
+            pavo_log_info("%s:%s\r\n", field.label,
+                          printable(field_at<char*>(record, field.offset)));
+            break;
+        case pavo_field_kind::integer:
+            pavo_log_info("%s:%d\r\n", field.label, field_at<int>(record, field.offset));
+            break;
+        case pavo_field_kind::flag:
+            // Signed on every target, as on the platform's reference boxes: 200 prints -56.
+            pavo_log_info("%s:%d\r\n", field.label,
+                          static_cast<signed char>(field_at<char>(record, field.offset)));
+            break;
+        case pavo_field_kind::int64:
+            pavo_log_info("%s:%lld\r\n", field.label,
+                          static_cast<long long>(field_at<int64_t>(record, field.offset)));
+            break;
+        }
+    }
+}
+
+void dump_record(const pavo_kind& kind, const void* record)
+{
+    if (record == nullptr)
+        return;
+    const pavo_record_layout& layout = kind.record;
+    if (layout.banner != nullptr)
+        pavo_log_info("%s", layout.banner);
+    dump_fields(record, layout.printed);
+    if (const pavo_kind* nested = nested_kind(layout, record))
+        pavo_dump_data(*nested, field_at<void*>(record, layout.nested_offset));
+    if (layout.closing != nullptr)
+        pavo_log_info("%s", layout.closing);
 }
 
 }  // namespace
@@ -105,7 +264,7 @@ tpavo_result* pavo_new_failure_result(void)
     return result;
 }
 
-tpavo_result* pavo_parse_answer(const char* xmldata, const pavo_answer_kind& kind)
+tpavo_result* pavo_parse_answer(const char* xmldata, const pavo_kind& kind)
 {
     CMarkup xml;
     tpavo_result* result = static_cast<tpavo_result*>(pavo_malloc(sizeof(tpavo_result)));
@@ -127,22 +286,47 @@ tpavo_result* pavo_parse_answer(const char* xmldata, const pavo_answer_kind& kin
     result->resultmsg = pavo_copy_text(xml.GetAttrib("ResultMsg"));
     if (result->resultcode < 0)
         return result;
-    if (kind.response != nullptr) {
-        xml.FindElem(kind.response->element);
-        result->data.ptr = read_record(xml, *kind.response, read_child_fields);
-    } else if (kind.read_body != nullptr)
-        kind.read_body(xml, result);
+    if (kind.body == pavo_body::record) {
+        xml.FindElem(kind.record.element);
+        result->data.ptr = read_record(xml, kind.record, read_child_fields);
+    } else if (kind.body == pavo_body::list) {
+        if (kind.list_in_result)
+            xml.IntoElem();
+        xml.ResetMainPos();
+        result->data.ptr = read_paged_list(xml, result, kind.list_element, entry_kind(kind).record);
+        if (kind.after_list != nullptr)
+            kind.after_list(xml, result);
+    }
+    return result;
+}
+
+// Exactly datasize bytes, no terminating NUL added.
+tpavo_result* pavo_copy_raw_answer(const char* xmldata, size_t datasize, const pavo_kind& kind)
+{
+    // No text behind a non-zero size: the failure result, not a wild read.
+    if (xmldata == nullptr && datasize != 0)
+        return nullptr;
+    tpavo_result* result = static_cast<tpavo_result*>(pavo_malloc(sizeof(tpavo_result)));
+    if (result == nullptr)
+        return nullptr;
+    result->datatype = kind.tag;
+    result->dumpproc = kind.dumpproc;
+    result->freeproc = kind.freeproc;
+    char* block = static_cast<char*>(pavo_malloc(datasize));
+    if (block == nullptr && datasize != 0) {
+        pavo_free(result);
+        return nullptr;
+    }
+    if (datasize != 0)
+        memcpy(block, xmldata, datasize);
+    result->data.ptr = block;
+    result->datasize = static_cast<uint32_t>(datasize);
     return result;
 }
 
 char* pavo_copy_text(const std::string& text)
 {
     return text.empty() ? nullptr : pavo_copy_bytes(text.data(), text.size());
-}
-
-char* pavo_copy_cstring(const char* text)
-{
-    return text == nullptr ? nullptr : pavo_copy_bytes(text, strlen(text));
 }
 
 void pavo_store_field(void* record, const pavo_field& field, const std::string& text)
@@ -165,33 +349,6 @@ void pavo_store_field(void* record, const pavo_field& field, const std::string& 
     }
 }
 
-void pavo_copy_fields(void* target, const void* source, pavo_field_table fields)
-{
-    for (size_t i = 0; i < fields.count; ++i) {
-        const pavo_field& field = fields.fields[i];
-        switch (field.kind) {
-        case pavo_field_kind::text:
-            field_at<char*>(target, field.offset) =
-                pavo_copy_cstring(field_at<char*>(source, field.offset));
-            break;
-        case pavo_field_kind::integer:
-            field_at<int>(target, field.offset) = field_at<int>(source, field.offset);
-            break;
-        case pavo_field_kind::flag:
-            field_at<char>(target, field.offset) = field_at<char>(source, field.offset);
-            break;
-        case pavo_field_kind::int64:
-            field_at<int64_t>(target, field.offset) = field_at<int64_t>(source, field.offset);
-            break;
-        }
-    }
-}
-
-void* pavo_next_of(const void* record, size_t next_offset)
-{
-    return field_at<void*>(record, next_offset);
-}
-
 void* pavo_read_entries(CMarkup& xml, const pavo_record_layout& entry, int* count)
 {
     void* head = nullptr;
@@ -212,106 +369,71 @@ void* pavo_read_entries(CMarkup& xml, const pavo_record_layout& entry, int* coun
     return head;
 }
 
-// "Count" is read and then replaced by the number of entries actually read.
-void* pavo_read_paged_list(CMarkup& xml, tpavo_result* result, const char* list_element,
-                           const pavo_record_layout& entry)
+void pavo_free_data(const pavo_kind& kind, void* data)
 {
-    xml.FindElem(list_element);
-    result->totalcount = atoi(xml.GetAttrib("TotalCount").c_str());
-    result->datacount = atoi(xml.GetAttrib("Count").c_str());
-    result->pageindex = atoi(xml.GetAttrib("PageIndex").c_str());
-    result->pagesize = atoi(xml.GetAttrib("PageSize").c_str());
-    xml.IntoElem();
-    result->datacount = 0;
-    return pavo_read_entries(xml, entry, &result->datacount);
+    if (is_list(kind)) {
+        const pavo_kind& entry = entry_kind(kind);
+        while (data != nullptr) {
+            void* next = next_of(data, entry.record.next_offset);
+            free_record(entry, data);
+            data = next;
+        }
+    } else if (kind.record.size != 0) {
+        free_record(kind, data);
+    } else {
+        pavo_free(data);  // a plain block: raw answers, the logout's
+    }
 }
 
-void pavo_free_record(void* record, pavo_field_table fields)
+void* pavo_copy_data(const pavo_kind& kind, const void* data)
 {
-    if (record == nullptr)
+    return is_list(kind) ? copy_list(kind, data) : copy_record(kind, data);
+}
+
+void pavo_dump_data(const pavo_kind& kind, const void* data)
+{
+    if (!is_list(kind)) {
+        dump_record(kind, data);
         return;
-    for (size_t i = 0; i < fields.count; ++i) {
-        if (fields.fields[i].kind == pavo_field_kind::text)
-            pavo_free(field_at<char*>(record, fields.fields[i].offset));
     }
-    pavo_free(record);
+    const pavo_kind& entry = entry_kind(kind);
+    for (const void* record = data; record != nullptr;
+         record = next_of(record, entry.record.next_offset))
+        dump_record(entry, record);
 }
 
-void pavo_free_list(void* head, size_t next_offset, pavo_field_table fields)
-{
-    while (head != nullptr) {
-        void* next = pavo_next_of(head, next_offset);
-        pavo_free_record(head, fields);
-        head = next;
-    }
-}
-
-void pavo_free_record_result(void* result, pavo_field_table fields)
+// A result gives up what it holds and keeps the emptied record.
+void pavo_free_answer(const pavo_kind& kind, void* result)
 {
     tpavo_result* answer = static_cast<tpavo_result*>(result);
     if (answer == nullptr || answer->data.ptr == nullptr)
         return;
-    pavo_free_record(answer->data.ptr, fields);
+    pavo_free_data(kind, answer->data.ptr);
     answer->data.ptr = nullptr;
 }
 
-const char* pavo_printable(const char* text) { return text == nullptr ? "" : text; }
-
-void pavo_dump_fields(const void* record, pavo_field_table fields)
-{
-    for (size_t i = 0; i < fields.count; ++i) {
-        const pavo_field& field = fields.fields[i];
-        switch (field.kind) {
-        case pavo_field_kind::text:
-            pavo_log_info("%s:%s\r\n", field.label,
-                          pavo_printable(field_at<char*>(record, field.offset)));
-            break;
-        case pavo_field_kind::integer:
-            pavo_log_info("%s:%d\r\n", field.label, field_at<int>(record, field.offset));
-            break;
-        case pavo_field_kind::flag:
-            // Signed on every target, as on the platform's reference boxes: 200 prints -56.
-            pavo_log_info("%s:%d\r\n", field.label,
-                          static_cast<signed char>(field_at<char>(record, field.offset)));
-            break;
-        case pavo_field_kind::int64:
-            pavo_log_info("%s:%lld\r\n", field.label,
-                          static_cast<long long>(field_at<int64_t>(record, field.offset)));
-            break;
-        }
-    }
-}
-
 // "resultmesg" is the label the platform's tools expect; keep the spelling.
-bool pavo_dump_result_head(const tpavo_result* result)
-{
-    if (result == nullptr) {
-        pavo_log_info("result is NULL\r\n");
-        return false;
-    }
-    pavo_log_info("resultcode:%d\r\n", result->resultcode);
-    pavo_log_info("resultmesg:%s\r\n", pavo_printable(result->resultmsg));
-    return true;
-}
-
-void pavo_dump_record_result(void* result, const char* record_name, pavo_field_table fields)
+void pavo_dump_answer(const pavo_kind& kind, const void* result)
 {
     const tpavo_result* answer = static_cast<const tpavo_result*>(result);
-    if (!pavo_dump_result_head(answer))
+    if (answer == nullptr) {
+        if (kind.null_result != nullptr)
+            pavo_log_info("%s", kind.null_result);
         return;
+    }
+    if (kind.code_lines) {
+        pavo_log_info("resultcode:%d\r\n", answer->resultcode);
+        pavo_log_info("resultmesg:%s\r\n", printable(answer->resultmsg));
+    }
     if (answer->data.ptr == nullptr) {
-        pavo_log_info("%s is NULL\r\n", record_name);
+        if (kind.null_data != nullptr)
+            pavo_log_info("%s", kind.null_data);
         return;
     }
-    pavo_dump_fields(answer->data.ptr, fields);
-}
-
-void pavo_dump_list(const void* head, size_t next_offset, const char* banner,
-                    pavo_field_table fields)
-{
-    for (const void* record = head; record != nullptr;
-         record = pavo_next_of(record, next_offset)) {
-        pavo_log_info("%s", banner);
-        pavo_dump_fields(record, fields);
-    }
+    // The raw copy has no terminating NUL: exactly datasize bytes.
+    if (kind.body == pavo_body::raw)
+        pavo_log_info("%.*s\r\n", static_cast<int>(answer->datasize),
+                      static_cast<const char*>(answer->data.ptr));
+    else
+        pavo_dump_data(kind, answer->data.ptr);
 }

@@ -1,9 +1,9 @@
 /*
  * pavo_parse_frame.h - the one frame behind every answer parser and the
- * field tables that describe the answer kinds: reading element text or
- * attributes into record fields, allocating and tagging the result, the list
- * readers, and the table-driven free, copy and dump helpers. Implemented in
- * pavo_parse_frame.cpp; used by pavo_parse_account/_catalogue/_items.cpp.
+ * description of the data types it serves: field tables, record layouts and
+ * the kind of each data type, whose one table is pavo_parse_kinds.cpp. The
+ * frame (pavo_parse_frame.cpp) reads, frees, copies and prints by that table.
+ * The one header of src/parse that the service layer includes.
  */
 #ifndef PAVO_PARSE_FRAME_H
 #define PAVO_PARSE_FRAME_H
@@ -47,28 +47,66 @@ constexpr pavo_field_table pavo_fields(const pavo_field (&fields)[N])
     return {fields, N};
 }
 
-// A record read from the document: the element that holds it ("Response"
-// for single-record answers, the entry element for lists), its size, where
-// its next pointer lives (lists only), its fields in reading order, and an
-// optional step run after the fields (server time, clip lists).
+// A record: the element it is read from ("Response" for single-record
+// answers, the entry element of a list), its layout, its fields as read (in
+// document order), as owned (what a copy carries and a free releases) and as
+// printed (in the dump's order), and what hangs from it.
 struct pavo_record_layout {
     const char* element;
     size_t size;
-    size_t next_offset;
+    size_t next_offset;  // lists only
     pavo_field_table fields;
-    void (*after_fields)(CMarkup& xml, void* record);
+    pavo_field_table owned;
+    pavo_field_table printed;
+    // A step run after the fields: the server clock, the clip lists.
+    void (*after_fields)(CMarkup& xml, void* record, const pavo_record_layout& layout);
+    // What hangs at nested_offset: a clip list, or an item's programme or
+    // channel (DATATYPE_NORMAL: nothing).
+    size_t nested_offset;
+    tpavo_datatype (*nested)(const void* record);
+    const char* banner;        // printed before the record's fields
+    const char* closing;       // and after what hangs from it
+    const char* copy_failure;  // logged when a copy finds no block
 };
 
-// One answer kind. Single-record answers name their record in `response`;
-// list answers read their body in `read_body`; with neither (logout) the
-// frame reads the result code only.
-struct pavo_answer_kind {
+// How pavo_parse reads an answer of a datatype.
+enum class pavo_body {
+    none,       // not an answer: the failure result
+    code_only,  // the result code and message, no data (logout)
+    record,     // one record in "Response", a child element per field
+    list,       // a paging element whose entries carry attributes
+    raw         // the answer's bytes as they came (extended service)
+};
+
+// One data type: how its answer is read and tagged, its record or, for a
+// list, the data type of its entries, the dump's lines around the data, and
+// the exported procedures that results of it carry.
+struct pavo_kind {
+    pavo_body body;
     tpavo_datatype tag;
+    const char* list_element;
+    bool list_in_result;  // the schedule list stands inside "Result"
+    tpavo_datatype entry;
+    void (*after_list)(CMarkup& xml, tpavo_result* result);
+    pavo_record_layout record;
+    const char* null_result;  // the dump's line for a null result (null: nothing)
+    bool code_lines;          // "resultcode" and "resultmesg" lines
+    const char* null_data;    // the line for a result without data (null: nothing)
     pavo_data_freeproc freeproc;
     pavo_data_dumpproc dumpproc;
-    const pavo_record_layout* response;
-    void (*read_body)(CMarkup& xml, tpavo_result* result);
 };
+
+/* The table of every data type (pavo_parse_kinds.cpp); null outside it. */
+const pavo_kind* pavo_kind_of(unsigned int datatype);
+
+/* Hooks that rows of the table name, defined beside the answers they serve. */
+void pavo_read_server_time(CMarkup& xml, void* record, const pavo_record_layout& layout);
+void pavo_read_clips(CMarkup& xml, void* record, const pavo_record_layout& layout);
+void pavo_attach_item_details(CMarkup& xml, tpavo_result* result);
+
+/* The clip list under the programme or channel at the main position
+ * (exported; pavo_parse_catalogue.cpp). */
+tpavo_videoclip* parse_videoclip(CMarkup& xml);
 
 /* Record budget of one pavo_parse ("maxrecords"; 0 lifts it). Outside a
  * parse, and for a lifted limit, every record may be made. */
@@ -78,34 +116,26 @@ bool pavo_end_record_budget(void);  /* false when the parse ran out */
 bool pavo_take_record(void);        /* false, and the parse out, past the budget */
 
 /* Frame */
-tpavo_result* pavo_parse_answer(const char* xmldata, const pavo_answer_kind& kind);
+tpavo_result* pavo_parse_answer(const char* xmldata, const pavo_kind& kind);
+tpavo_result* pavo_copy_raw_answer(const char* xmldata, size_t datasize, const pavo_kind& kind);
 tpavo_result* pavo_new_failure_result(void);
 bool pavo_inner_isplatformanswer(const char* xmldata); /* pavo_parse_check.cpp */
 
 /* Text and number fields */
 char* pavo_copy_text(const std::string& text);
-char* pavo_copy_cstring(const char* text);
 void pavo_store_field(void* record, const pavo_field& field, const std::string& text);
-void pavo_copy_fields(void* target, const void* source, pavo_field_table fields);
 
 /* Lists: entries of `entry` at the current level, appended in document
- * order; the paged form reads the list element's paging attributes first. */
+ * order. */
 void* pavo_read_entries(CMarkup& xml, const pavo_record_layout& entry, int* count);
-void* pavo_read_paged_list(CMarkup& xml, tpavo_result* result, const char* list_element,
-                           const pavo_record_layout& entry);
-void* pavo_next_of(const void* record, size_t next_offset);
 
-/* Freeing: text fields of the table, then the record(s). */
-void pavo_free_record(void* record, pavo_field_table fields);
-void pavo_free_list(void* head, size_t next_offset, pavo_field_table fields);
-void pavo_free_record_result(void* result, pavo_field_table fields);
-
-/* Printing through the information log; null strings print as empty. */
-const char* pavo_printable(const char* text);
-void pavo_dump_fields(const void* record, pavo_field_table fields);
-bool pavo_dump_result_head(const tpavo_result* result);
-void pavo_dump_record_result(void* result, const char* record_name, pavo_field_table fields);
-void pavo_dump_list(const void* head, size_t next_offset, const char* banner,
-                    pavo_field_table fields);
+/* What a result of a kind holds, or one record and what hangs from it:
+ * freed, copied (next pointer cleared) and printed through the information
+ * log, null strings as empty. A list kind works on the whole list. */
+void pavo_free_answer(const pavo_kind& kind, void* result);
+void pavo_dump_answer(const pavo_kind& kind, const void* result);
+void pavo_free_data(const pavo_kind& kind, void* data);
+void* pavo_copy_data(const pavo_kind& kind, const void* data);
+void pavo_dump_data(const pavo_kind& kind, const void* data);
 
 #endif

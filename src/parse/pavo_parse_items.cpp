@@ -1,61 +1,30 @@
 /*
- * pavo_parse_items.cpp - the item list answer (item list, item detail and
- * related items): reads the items, the programmes and the channels, gives
- * each item its own copy of the programme or channel with its code, and
- * drops the rest; plus the item list's free and dump procedures.
+ * pavo_parse_items.cpp - what the item list answer (item list, item detail
+ * and related items) does after its items are read: reads the programmes and
+ * the channels, gives each item its own copy of the programme or channel
+ * with its code, and drops the rest. A step of the item rows of the kinds
+ * table (pavo_parse_kinds.cpp).
  */
 #include <string.h>
 
 #include <string_view>
 #include <unordered_map>
 
-#include "parse/pavo_parse_catalogue.h"
+#include "parse/pavo_parse_frame.h"
 #include "xml/Markup.h"
 
 namespace {
 
-constexpr pavo_field kItemFields[] = {
-    PAVO_FIELD(tpavo_item, "Type", type, integer),
-    PAVO_FIELD(tpavo_item, "Code", code, text),
-    PAVO_FIELD(tpavo_item, "ParentCode", parentcode, text),
-    PAVO_FIELD(tpavo_item, "Name", name, text),
-    PAVO_FIELD(tpavo_item, "StartTime", starttime, text),
-    PAVO_FIELD(tpavo_item, "EndTime", endtime, text),
-    PAVO_FIELD(tpavo_item, "Desc", desc, text),
-    PAVO_FIELD(tpavo_item, "Icon1", icon1, text),
-    PAVO_FIELD(tpavo_item, "Icon2", icon2, text),
-    PAVO_FIELD(tpavo_item, "Flag", flag, integer),
-    PAVO_FIELD(tpavo_item, "Summary", summary, text),
-};
-
-constexpr pavo_field kItemDump[] = {
-    PAVO_FIELD(tpavo_item, nullptr, code, text),
-    PAVO_FIELD(tpavo_item, nullptr, parentcode, text),
-    PAVO_FIELD(tpavo_item, nullptr, name, text),
-    PAVO_FIELD(tpavo_item, nullptr, starttime, text),
-    PAVO_FIELD(tpavo_item, nullptr, endtime, text),
-    PAVO_FIELD(tpavo_item, nullptr, desc, text),
-    PAVO_FIELD(tpavo_item, nullptr, icon1, text),
-    PAVO_FIELD(tpavo_item, nullptr, icon2, text),
-    PAVO_FIELD(tpavo_item, nullptr, summary, text),
-};
-
-constexpr pavo_record_layout kItemEntry = {"Item", sizeof(tpavo_item), offsetof(tpavo_item, next),
-                                         pavo_fields(kItemFields), nullptr};
-
-// "Programee" is the platform's spelling of the item list element.
-constexpr char kItemListElement[] = "Programee";
-
 // The section is looked for at the level where the position stands after
 // the previous section; a previous section cut short by an entry without
 // children leaves it one level too high, and this one is then not found.
-void* read_section(CMarkup& xml, const char* section, const pavo_record_layout& entry)
+void* read_section(CMarkup& xml, const char* section, tpavo_datatype entry)
 {
     xml.OutOfElem();
     xml.ResetMainPos();
     xml.FindElem(section);
     xml.IntoElem();
-    return pavo_read_entries(xml, entry, nullptr);
+    return pavo_read_entries(xml, pavo_kind_of(entry)->record, nullptr);
 }
 
 // The first entry of each code, byte for byte: a page of items looks up
@@ -123,71 +92,16 @@ void free_each(Entry* list, void (*free_entry)(Entry*))
     }
 }
 
-void read_item_list(CMarkup& xml, tpavo_result* result)
-{
-    xml.ResetMainPos();
-    tpavo_item* items =
-        static_cast<tpavo_item*>(pavo_read_paged_list(xml, result, kItemListElement, kItemEntry));
-    tpavo_program* programs =
-        static_cast<tpavo_program*>(read_section(xml, "Programs", pavo_program_entry));
-    tpavo_channel* channels =
-        static_cast<tpavo_channel*>(read_section(xml, "Channels", pavo_channel_entry));
-    xml.OutOfElem();
-    attach_details(items, programs, channels);
-    free_each(programs, free_program);
-    free_each(channels, free_channel);
-    result->data.itemlistresponse = items;
-}
-
-// Tagged 9 here; pavo_parse retags item details (10) and related items (11).
-constexpr pavo_answer_kind kItemListAnswer = {DATATYPE_ITEMLIST, free_categoryitemlistresult,
-                                              dump_categoryitemlistresult, nullptr,
-                                              read_item_list};
-
 }  // namespace
 
-extern "C" {
-
-tpavo_result* pavo_parsecategoryitemlistresult(const char* xmldata)
+void pavo_attach_item_details(CMarkup& xml, tpavo_result* result)
 {
-    return pavo_parse_answer(xmldata, kItemListAnswer);
+    tpavo_program* programs =
+        static_cast<tpavo_program*>(read_section(xml, "Programs", DATATYPE_PROGRAM));
+    tpavo_channel* channels =
+        static_cast<tpavo_channel*>(read_section(xml, "Channels", DATATYPE_CHANNEL));
+    xml.OutOfElem();
+    attach_details(result->data.itemlistresponse, programs, channels);
+    free_each(programs, free_program);
+    free_each(channels, free_channel);
 }
-
-void free_categoryitemlistresult(void* result)
-{
-    tpavo_result* answer = static_cast<tpavo_result*>(result);
-    if (answer == nullptr || answer->data.ptr == nullptr)
-        return;
-    tpavo_item* item = answer->data.itemlistresponse;
-    while (item != nullptr) {
-        tpavo_item* next = item->next;
-        if (item->type == PAVO_ITEMTYPE_PROGRAM)
-            free_program(item->detail.program);
-        else if (item->type == PAVO_ITEMTYPE_CHANNEL)
-            free_channel(item->detail.channel);
-        pavo_free_record(item, pavo_fields(kItemFields));
-        item = next;
-    }
-    answer->data.ptr = nullptr;
-}
-
-// No result code lines, and nothing at all without data: the platform's
-// log readers expect exactly this.
-void dump_categoryitemlistresult(void* result)
-{
-    const tpavo_result* answer = static_cast<const tpavo_result*>(result);
-    if (answer == nullptr)
-        return;
-    for (const tpavo_item* item = answer->data.itemlistresponse; item != nullptr;
-         item = item->next) {
-        pavo_log_info("*********************Begin Item**********************\r\n");
-        pavo_dump_fields(item, pavo_fields(kItemDump));
-        if (item->type == PAVO_ITEMTYPE_PROGRAM && item->detail.program != nullptr)
-            pavo_dump_program(item->detail.program);
-        if (item->type == PAVO_ITEMTYPE_CHANNEL && item->detail.channel != nullptr)
-            pavo_dump_channel(item->detail.channel);
-        pavo_log_info("*********************End Item**********************\r\n");
-    }
-}
-
-}  // extern "C"
