@@ -153,8 +153,8 @@ void dump_extserviceresult(void* result)
     const tpavo_result* answer = static_cast<const tpavo_result*>(result);
     if (answer == nullptr || answer->data.extserviceresponse == nullptr)
         return;
-    pavo_log_info("%.*s\r\n", static_cast<int>(answer->datasize),
-                  answer->data.extserviceresponse);
+    pavo_inner_loginfo("%.*s\r\n", static_cast<int>(answer->datasize),
+                       answer->data.extserviceresponse);
 }
 
 }  // extern "C"

@@ -20,7 +20,7 @@ Record* dup_record(const Record* record, pavo_field_table fields, const char* fa
         pavo_take_record() ? static_cast<Record*>(pavo_malloc(sizeof(Record))) : nullptr;
     if (copy == nullptr) {
         if (failure_message != nullptr)
-            pavo_log_err("%s", failure_message);
+            pavo_inner_logerr("%s", failure_message);
         return nullptr;
     }
     pavo_copy_fields(copy, record, fields);
@@ -42,7 +42,7 @@ void free_list_answer(void* result, size_t next_offset, pavo_field_table fields)
 
 void pavo_dump_program(const tpavo_program* program)
 {
-    pavo_log_info("***************program**********************\r\n");
+    pavo_inner_loginfo("***************program**********************\r\n");
     pavo_dump_fields(program, pavo_fields(kProgramDump));
     if (program->pvideoclip != nullptr)
         dump_videoclip(program->pvideoclip);
@@ -50,7 +50,7 @@ void pavo_dump_program(const tpavo_program* program)
 
 void pavo_dump_channel(const tpavo_channel* channel)
 {
-    pavo_log_info("********************channel****************\r\n");
+    pavo_inner_loginfo("********************channel****************\r\n");
     pavo_dump_fields(channel, pavo_fields(kChannelDump));
     if (channel->pvideoclip != nullptr)
         dump_videoclip(channel->pvideoclip);
@@ -72,7 +72,7 @@ tpavo_videoclip* dup_videocliplist(tpavo_videoclip* videoclip)
     for (tpavo_videoclip* clip = videoclip; clip != nullptr; clip = clip->next) {
         tpavo_videoclip* copy = dup_videoclip(clip);
         if (copy == nullptr) {
-            pavo_log_err("dup videoclip error\r\n");
+            pavo_inner_logerr("dup videoclip error\r\n");
             continue;
         }
         if (tail == nullptr)
@@ -157,11 +157,11 @@ void dump_schedulelistresult(void* result)
 {
     const tpavo_result* answer = static_cast<const tpavo_result*>(result);
     if (answer == nullptr) {
-        pavo_log_info("result is null\r\n");
+        pavo_inner_loginfo("result is null\r\n");
         return;
     }
     if (answer->data.ptr == nullptr) {
-        pavo_log_info("schedulelistresponse is null\r\n");
+        pavo_inner_loginfo("schedulelistresponse is null\r\n");
         return;
     }
     pavo_dump_list(answer->data.ptr, offsetof(tpavo_schedule, next),

@@ -16,7 +16,6 @@ namespace {
 
 constexpr int kFailureResultCode = -9000;
 
-const int* g_record_limit = nullptr;
 // Records the running parse of this thread may still create; -1: no budget.
 thread_local long t_records_left = -1;
 thread_local bool t_out_of_records = false;
@@ -67,11 +66,9 @@ void* read_record(CMarkup& xml, const pavo_record_layout& layout,
 
 }  // namespace
 
-void pavo_inner_bindrecordlimit(const int* slot) { g_record_limit = slot; }
-
 void pavo_begin_record_budget(void)
 {
-    const int limit = g_record_limit != nullptr ? pavo_relaxed_load(*g_record_limit) : 0;
+    const int limit = pavo_inner_recordlimit();
     t_records_left = limit > 0 ? limit : -1;
     t_out_of_records = false;
 }
@@ -80,8 +77,8 @@ bool pavo_end_record_budget(void)
 {
     t_records_left = -1;
     if (t_out_of_records)
-        pavo_log_info("answer exceeds maxrecords:%d, not parsed\r\n",
-                      pavo_relaxed_load(*g_record_limit));
+        pavo_inner_loginfo("answer exceeds maxrecords:%d, not parsed\r\n",
+                           pavo_inner_recordlimit());
     return !t_out_of_records;
 }
 
@@ -263,20 +260,20 @@ void pavo_dump_fields(const void* record, pavo_field_table fields)
         const pavo_field& field = fields.fields[i];
         switch (field.kind) {
         case pavo_field_kind::text:
-            pavo_log_info("%s:%s\r\n", field.label,
-                          pavo_printable(field_at<char*>(record, field.offset)));
+            pavo_inner_loginfo("%s:%s\r\n", field.label,
+                               pavo_printable(field_at<char*>(record, field.offset)));
             break;
         case pavo_field_kind::integer:
-            pavo_log_info("%s:%d\r\n", field.label, field_at<int>(record, field.offset));
+            pavo_inner_loginfo("%s:%d\r\n", field.label, field_at<int>(record, field.offset));
             break;
         case pavo_field_kind::flag:
             // Signed on every target, as on the platform's reference boxes: 200 prints -56.
-            pavo_log_info("%s:%d\r\n", field.label,
-                          static_cast<signed char>(field_at<char>(record, field.offset)));
+            pavo_inner_loginfo("%s:%d\r\n", field.label,
+                               static_cast<signed char>(field_at<char>(record, field.offset)));
             break;
         case pavo_field_kind::int64:
-            pavo_log_info("%s:%lld\r\n", field.label,
-                          static_cast<long long>(field_at<int64_t>(record, field.offset)));
+            pavo_inner_loginfo("%s:%lld\r\n", field.label,
+                               static_cast<long long>(field_at<int64_t>(record, field.offset)));
             break;
         }
     }
@@ -286,11 +283,11 @@ void pavo_dump_fields(const void* record, pavo_field_table fields)
 bool pavo_dump_result_head(const tpavo_result* result)
 {
     if (result == nullptr) {
-        pavo_log_info("result is NULL\r\n");
+        pavo_inner_loginfo("result is NULL\r\n");
         return false;
     }
-    pavo_log_info("resultcode:%d\r\n", result->resultcode);
-    pavo_log_info("resultmesg:%s\r\n", pavo_printable(result->resultmsg));
+    pavo_inner_loginfo("resultcode:%d\r\n", result->resultcode);
+    pavo_inner_loginfo("resultmesg:%s\r\n", pavo_printable(result->resultmsg));
     return true;
 }
 
@@ -300,7 +297,7 @@ void pavo_dump_record_result(void* result, const char* record_name, pavo_field_t
     if (!pavo_dump_result_head(answer))
         return;
     if (answer->data.ptr == nullptr) {
-        pavo_log_info("%s is NULL\r\n", record_name);
+        pavo_inner_loginfo("%s is NULL\r\n", record_name);
         return;
     }
     pavo_dump_fields(answer->data.ptr, fields);
@@ -311,7 +308,7 @@ void pavo_dump_list(const void* head, size_t next_offset, const char* banner,
 {
     for (const void* record = head; record != nullptr;
          record = pavo_next_of(record, next_offset)) {
-        pavo_log_info("%s", banner);
+        pavo_inner_loginfo("%s", banner);
         pavo_dump_fields(record, fields);
     }
 }

@@ -70,9 +70,8 @@ struct pavo_answer_kind {
     void (*read_body)(CMarkup& xml, tpavo_result* result);
 };
 
-/* Record budget of one pavo_parse ("maxrecords"; 0 lifts it). Outside a
+/* Record budget of one pavo_parse (pavo_inner_recordlimit). Outside a
  * parse, and for a lifted limit, every record may be made. */
-extern "C" void pavo_inner_bindrecordlimit(const int* slot);
 void pavo_begin_record_budget(void);
 bool pavo_end_record_budget(void);  /* false when the parse ran out */
 bool pavo_take_record(void);        /* false, and the parse out, past the budget */

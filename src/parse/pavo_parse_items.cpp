@@ -100,7 +100,7 @@ void attach_details(tpavo_item* items, tpavo_program* programs, tpavo_channel* c
     const CodeIndex<tpavo_channel> channel_codes(channels);
     for (tpavo_item* item = items; item != nullptr; item = item->next) {
         if (item->code == nullptr) {
-            pavo_log_info("item code is null,invalid,please contact platform support\r\n");
+            pavo_inner_loginfo("item code is null,invalid,please contact platform support\r\n");
             continue;
         }
         if (item->type == PAVO_ITEMTYPE_PROGRAM)
@@ -108,7 +108,7 @@ void attach_details(tpavo_item* items, tpavo_program* programs, tpavo_channel* c
         else if (item->type == PAVO_ITEMTYPE_CHANNEL)
             item->detail.channel = dup_channel(channel_codes.find(item->code));
         else
-            pavo_log_info("unknow item type:%d\r\n", item->type);
+            pavo_inner_loginfo("unknow item type:%d\r\n", item->type);
     }
 }
 
@@ -180,13 +180,13 @@ void dump_categoryitemlistresult(void* result)
         return;
     for (const tpavo_item* item = answer->data.itemlistresponse; item != nullptr;
          item = item->next) {
-        pavo_log_info("*********************Begin Item**********************\r\n");
+        pavo_inner_loginfo("*********************Begin Item**********************\r\n");
         pavo_dump_fields(item, pavo_fields(kItemDump));
         if (item->type == PAVO_ITEMTYPE_PROGRAM && item->detail.program != nullptr)
             pavo_dump_program(item->detail.program);
         if (item->type == PAVO_ITEMTYPE_CHANNEL && item->detail.channel != nullptr)
             pavo_dump_channel(item->detail.channel);
-        pavo_log_info("*********************End Item**********************\r\n");
+        pavo_inner_loginfo("*********************End Item**********************\r\n");
     }
 }
 
