@@ -73,6 +73,7 @@ const Answer kAnswers[] = {
 
 TEST_F(Exhaustion, EveryFailedAllocationIsSurvived)
 {
+    std::string logged;
     for (const Answer& answer : kAnswers) {
         SCOPED_TRACE(answer.text);
         fail_allocation(0);
@@ -81,7 +82,7 @@ TEST_F(Exhaustion, EveryFailedAllocationIsSurvived)
         for (int n = 1; n <= needed; ++n) {
             SCOPED_TRACE(n);
             fail_allocation(n);
-            captured_stdout([&] {
+            logged += captured_stdout([&] {
                 auto result = parse(answer.text, answer.datatype);
                 ASSERT_NE(result, nullptr);
                 if (n == 1) {  // the record itself: the failure result stands in
@@ -92,6 +93,8 @@ TEST_F(Exhaustion, EveryFailedAllocationIsSurvived)
             });
         }
     }
+    // A failed copy is an error: red, on the console only.
+    EXPECT_NE(logged.find("\033[1;31mdup videoclip failed\r\n\033[0m"), std::string::npos);
 }
 
 }  // namespace
