@@ -70,6 +70,7 @@ const std::pair<const char*, tpavo_datatype> kAnswers[] = {
 
 TEST_F(Exhaustion, EveryFailedAllocationIsSurvived)
 {
+    std::string logged;
     for (const auto& [text, datatype] : kAnswers) {
         SCOPED_TRACE(text);
         fail_allocation(0);
@@ -78,7 +79,7 @@ TEST_F(Exhaustion, EveryFailedAllocationIsSurvived)
         for (int n = 1; n <= needed; ++n) {
             SCOPED_TRACE(n);
             fail_allocation(n);
-            captured_stdout([&] {
+            logged += captured_stdout([&] {
                 auto result = parse(text, datatype);
                 ASSERT_NE(result, nullptr);
                 if (n == 1) {  // the record itself: the failure result stands in
@@ -89,6 +90,8 @@ TEST_F(Exhaustion, EveryFailedAllocationIsSurvived)
             });
         }
     }
+    // A failed copy is an error: red, on the console only.
+    EXPECT_NE(logged.find("\033[1;31mdup videoclip failed\r\n\033[0m"), std::string::npos);
 }
 
 }  // namespace

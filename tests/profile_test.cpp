@@ -79,7 +79,7 @@ TEST_F(ProfileTest, LogRoutedLevelledAndMasked)
     } rows[] = {
         {nullptr,
          std::string("\033[1;32mpost url data:") + body + "\r\n\033[0m\033[1;32m" + answer +
-             "\033[0mdebug line\r\n\033[0m",
+             "\033[0mdebug line\r\n\033[0mbegin test parse:x\r\n",
          {std::string("post url data:") + body, answer, "debug line"}},
         {"application", "",
          {"post url data:UserID=u1&Authenticator=<hidden>&UserToken=<hidden>&IP=1",
@@ -94,6 +94,7 @@ TEST_F(ProfileTest, LogRoutedLevelledAndMasked)
         pavo_log_info("post url data:%s\r\n", body);
         pavo_log_info("%s", answer);
         pavo_log_debug("debug line\r\n");
+        pavo_test_parse("x");  // a diagnostic of the folders below the service
         EXPECT_EQ(testing::internal::GetCapturedStdout(), row.stdout_text);
         std::vector<std::string> texts;
         for (const Logged& line : g_logged)

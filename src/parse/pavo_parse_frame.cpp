@@ -16,7 +16,6 @@ namespace {
 
 constexpr int kFailureResultCode = -9000;
 
-const int* g_record_limit = nullptr;
 // Records the running parse of this thread may still create; -1: no budget.
 thread_local long t_records_left = -1;
 thread_local bool t_out_of_records = false;
@@ -149,7 +148,7 @@ void* copy_record(const pavo_kind& kind, const void* record)
     void* copy = pavo_take_record() ? pavo_malloc(layout.size) : nullptr;
     if (copy == nullptr) {
         if (layout.copy_failure != nullptr)
-            pavo_log_err("%s", layout.copy_failure);
+            pavo_inner_logerr("%s", layout.copy_failure);
         return nullptr;
     }
     copy_fields(copy, record, layout.owned);
@@ -171,7 +170,7 @@ void* copy_list(const pavo_kind& list, const void* head)
          record = next_of(record, entry.record.next_offset)) {
         void* copy = copy_record(entry, record);
         if (copy == nullptr) {
-            pavo_log_err("%s", list.record.copy_failure);
+            pavo_inner_logerr("%s", list.record.copy_failure);
             continue;
         }
         if (tail == nullptr)
@@ -191,19 +190,19 @@ void dump_fields(const void* record, pavo_field_table fields)
         const pavo_field& field = fields.fields[i];
         switch (field.kind) {
         case pavo_field_kind::text:
-            pavo_log_info("%s:%s\r\n", field.label,
+            pavo_inner_loginfo("%s:%s\r\n", field.label,
                           printable(field_at<char*>(record, field.offset)));
             break;
         case pavo_field_kind::integer:
-            pavo_log_info("%s:%d\r\n", field.label, field_at<int>(record, field.offset));
+            pavo_inner_loginfo("%s:%d\r\n", field.label, field_at<int>(record, field.offset));
             break;
         case pavo_field_kind::flag:
             // Signed on every target, as on the platform's reference boxes: 200 prints -56.
-            pavo_log_info("%s:%d\r\n", field.label,
+            pavo_inner_loginfo("%s:%d\r\n", field.label,
                           static_cast<signed char>(field_at<char>(record, field.offset)));
             break;
         case pavo_field_kind::int64:
-            pavo_log_info("%s:%lld\r\n", field.label,
+            pavo_inner_loginfo("%s:%lld\r\n", field.label,
                           static_cast<long long>(field_at<int64_t>(record, field.offset)));
             break;
         }
@@ -216,21 +215,19 @@ void dump_record(const pavo_kind& kind, const void* record)
         return;
     const pavo_record_layout& layout = kind.record;
     if (layout.banner != nullptr)
-        pavo_log_info("%s", layout.banner);
+        pavo_inner_loginfo("%s", layout.banner);
     dump_fields(record, layout.printed);
     if (const pavo_kind* nested = nested_kind(layout, record))
         pavo_dump_data(*nested, field_at<void*>(record, layout.nested_offset));
     if (layout.closing != nullptr)
-        pavo_log_info("%s", layout.closing);
+        pavo_inner_loginfo("%s", layout.closing);
 }
 
 }  // namespace
 
-void pavo_inner_bindrecordlimit(const int* slot) { g_record_limit = slot; }
-
 void pavo_begin_record_budget(void)
 {
-    const int limit = g_record_limit != nullptr ? pavo_relaxed_load(*g_record_limit) : 0;
+    const int limit = pavo_inner_recordlimit();
     t_records_left = limit > 0 ? limit : -1;
     t_out_of_records = false;
 }
@@ -239,8 +236,8 @@ bool pavo_end_record_budget(void)
 {
     t_records_left = -1;
     if (t_out_of_records)
-        pavo_log_info("answer exceeds maxrecords:%d, not parsed\r\n",
-                      pavo_relaxed_load(*g_record_limit));
+        pavo_inner_loginfo("answer exceeds maxrecords:%d, not parsed\r\n",
+                           pavo_inner_recordlimit());
     return !t_out_of_records;
 }
 
@@ -418,21 +415,21 @@ void pavo_dump_answer(const pavo_kind& kind, const void* result)
     const tpavo_result* answer = static_cast<const tpavo_result*>(result);
     if (answer == nullptr) {
         if (kind.null_result != nullptr)
-            pavo_log_info("%s", kind.null_result);
+            pavo_inner_loginfo("%s", kind.null_result);
         return;
     }
     if (kind.code_lines) {
-        pavo_log_info("resultcode:%d\r\n", answer->resultcode);
-        pavo_log_info("resultmesg:%s\r\n", printable(answer->resultmsg));
+        pavo_inner_loginfo("resultcode:%d\r\n", answer->resultcode);
+        pavo_inner_loginfo("resultmesg:%s\r\n", printable(answer->resultmsg));
     }
     if (answer->data.ptr == nullptr) {
         if (kind.null_data != nullptr)
-            pavo_log_info("%s", kind.null_data);
+            pavo_inner_loginfo("%s", kind.null_data);
         return;
     }
     // The raw copy has no terminating NUL: exactly datasize bytes.
     if (kind.body == pavo_body::raw)
-        pavo_log_info("%.*s\r\n", static_cast<int>(answer->datasize),
+        pavo_inner_loginfo("%.*s\r\n", static_cast<int>(answer->datasize),
                       static_cast<const char*>(answer->data.ptr));
     else
         pavo_dump_data(kind, answer->data.ptr);

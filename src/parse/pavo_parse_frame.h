@@ -108,9 +108,8 @@ void pavo_attach_item_details(CMarkup& xml, tpavo_result* result);
  * (exported; pavo_parse_catalogue.cpp). */
 tpavo_videoclip* parse_videoclip(CMarkup& xml);
 
-/* Record budget of one pavo_parse ("maxrecords"; 0 lifts it). Outside a
+/* Record budget of one pavo_parse (pavo_inner_recordlimit). Outside a
  * parse, and for a lifted limit, every record may be made. */
-extern "C" void pavo_inner_bindrecordlimit(const int* slot);
 void pavo_begin_record_budget(void);
 bool pavo_end_record_budget(void);  /* false when the parse ran out */
 bool pavo_take_record(void);        /* false, and the parse out, past the budget */

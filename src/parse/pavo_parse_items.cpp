@@ -69,7 +69,7 @@ void attach_details(tpavo_item* items, tpavo_program* programs, tpavo_channel* c
     const CodeIndex<tpavo_channel> channel_codes(channels);
     for (tpavo_item* item = items; item != nullptr; item = item->next) {
         if (item->code == nullptr) {
-            pavo_log_info("item code is null,invalid,please contact platform support\r\n");
+            pavo_inner_loginfo("item code is null,invalid,please contact platform support\r\n");
             continue;
         }
         if (item->type == PAVO_ITEMTYPE_PROGRAM)
@@ -77,7 +77,7 @@ void attach_details(tpavo_item* items, tpavo_program* programs, tpavo_channel* c
         else if (item->type == PAVO_ITEMTYPE_CHANNEL)
             item->detail.channel = dup_channel(channel_codes.find(item->code));
         else
-            pavo_log_info("unknow item type:%d\r\n", item->type);
+            pavo_inner_loginfo("unknow item type:%d\r\n", item->type);
     }
 }
 

@@ -68,7 +68,7 @@ extern "C" {
 
 int pavo_messageque_init(int maxqueuesize)
 {
-    pavo_log_info("messagequeue init begin\r\n");
+    pavo_inner_loginfo("messagequeue init begin\r\n");
     t_pavo_messageque* queue = static_cast<t_pavo_messageque*>(pavo_malloc(sizeof *queue));
     if (queue == nullptr)
         return -1;
@@ -78,13 +78,13 @@ int pavo_messageque_init(int maxqueuesize)
     queue->cur_queue_size = 0;
     queue->notice_head = nullptr;
     g_messagequeue = queue;
-    pavo_log_info("messagequeue init end\r\n");
+    pavo_inner_loginfo("messagequeue init end\r\n");
     return 0;
 }
 
 int pavo_messageque_cleanup(void)
 {
-    pavo_log_info("messagequeue cleanup begin\r\n");
+    pavo_inner_loginfo("messagequeue cleanup begin\r\n");
     t_pavo_messageque* queue = g_messagequeue;
     if (queue != nullptr) {
         // No lock: cleanup must not race with other queue calls anyway.
@@ -94,7 +94,7 @@ int pavo_messageque_cleanup(void)
         pavo_free(queue);
         g_messagequeue = nullptr;
     }
-    pavo_log_info("messagequeue cleanup end\r\n");
+    pavo_inner_loginfo("messagequeue cleanup end\r\n");
     return 0;
 }
 
@@ -111,7 +111,7 @@ int pavo_messageque_clear(void)
 int pavo_inner_postmessage(pavo_messagecallback cb, int eventtype, int eventscope, int eventid,
                            void* data, int datasize, void* cbdata, int cbdatasize, int notice)
 {
-    if (pavo_getfuncmode() == FUNCMODE_SYNC)
+    if (pavo_inner_funcmode() == FUNCMODE_SYNC)
         return -1;
     if (g_messagequeue == nullptr)
         return -1;
@@ -119,8 +119,8 @@ int pavo_inner_postmessage(pavo_messagecallback cb, int eventtype, int eventscop
     if (!notice && g_messagequeue->cur_queue_size >= g_messagequeue_sizelimit) {
         // Dropped; the lock is released so that the queue goes on working.
         pthread_mutex_unlock(&g_messagequeue->queue_lock);
-        pavo_log_info("E*****************messgage Queue exceed limit:%d\r\n",
-                      g_messagequeue_sizelimit);
+        pavo_inner_loginfo("E*****************messgage Queue exceed limit:%d\r\n",
+                           g_messagequeue_sizelimit);
         return 1;
     }
     t_pavo_message* message = static_cast<t_pavo_message*>(pavo_malloc(sizeof *message));

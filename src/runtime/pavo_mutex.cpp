@@ -3,6 +3,7 @@
  * a memory pool (or the system allocator for a null pool). Used by the memory
  * pool for its free-list lock and by anyone holding an HMYMUTEX.
  */
+#include "runtime/pavo_hooks.h"
 #include "runtime/pavo_mutex.h"
 
 extern "C" {
@@ -14,9 +15,9 @@ HMYMUTEX MyMutexConstruct(HMYMEMPOOL hm)
         return nullptr;
     record->hm = hm;
     if (pthread_mutex_init(&record->mtx, nullptr) != 0) {
-        pavo_log_warn("[%s:%d]", __FILE_NAME__, __LINE__);
-        pavo_log_warn("fail create mutex");
-        pavo_log_warn("\n");
+        pavo_inner_logwarn("[%s:%d]", __FILE_NAME__, __LINE__);
+        pavo_inner_logwarn("fail create mutex");
+        pavo_inner_logwarn("\n");
         MyMemPoolFree(hm, record);
         return nullptr;
     }

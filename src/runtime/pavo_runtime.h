@@ -2,7 +2,7 @@
  * pavo_runtime.h - what the runtime offers the folders above it beyond the
  * public pavo.h: the relaxed-atomic helpers, the byte copy into the pool, the
  * no-argument format helper and the 64-bit calendar conversions. The allocator front itself is public; the
- * service layer binds it to the place that holds the pool handle.
+ * service layer binds it, its log and its function mode through pavo_hooks.h.
  */
 #ifndef PAVO_RUNTIME_H
 #define PAVO_RUNTIME_H
@@ -12,6 +12,7 @@
 
 #include "pavo.h"
 #include "runtime/pavo_format.h"
+#include "runtime/pavo_hooks.h"
 #ifdef __cplusplus
 #include "runtime/pavo_time.h"
 #endif
@@ -23,9 +24,6 @@ extern "C" {
 /* length bytes into a new pooled block of length + 1 bytes, NUL-terminated;
  * null when the block cannot be allocated. */
 char* pavo_copy_bytes(const char* bytes, size_t length);
-
-/* The allocator front reads the pool handle from *slot at every call. */
-void pavo_inner_bindallocator(HMYMEMPOOL* slot);
 
 /* pavo_postmessage for the pipeline: 0 stored, 1 dropped because the queue is
  * full (logged; the caller still owns data and cbdata), -1 refused. With notice
@@ -40,14 +38,6 @@ int pavo_inner_takemessage(pavo_messagecallback* cb, void** cbdata);
 /* Refuses every later dispatch of the worker pool (-1), and those waiting for a
  * worker now; jobs already running go on. -1 for a null pool. */
 int pool_close(t_threadpool pool);
-
-/* Upward hooks into the service's log (pavo_log.cpp, pavo_log_secrets.cpp). */
-/* text, or PAVO_SECRET_MARK when "hidesecrets" is on: for values that are
- * secret wherever they are logged. */
-const char* pavo_inner_logsecret(const char* text);
-/* A runtime diagnostic: written to stream as it always was, or, with
- * "quietconsole" on, only to the log callback at debug level. */
-void pavo_inner_diagnostic(FILE* stream, const char* format, ...) PAVO_PRINTF_LIKE(2, 3);
 
 #ifdef __cplusplus
 }

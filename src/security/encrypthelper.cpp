@@ -58,7 +58,7 @@ void pavo_createauthenticator(char* authenticator, tpavo_cryptmode cryptmode,
     char timestamp[kSmallBufferSize] = {0};
     char source[kSourceSize] = {0};
     if (authenticator == nullptr) {
-        pavo_log_info("NULL authenticator Buffer\r\n");
+        pavo_inner_loginfo("NULL authenticator Buffer\r\n");
         return;
     }
     pavo_getrandom(random_text);
@@ -66,12 +66,12 @@ void pavo_createauthenticator(char* authenticator, tpavo_cryptmode cryptmode,
     // Field order is random, userid, tvid, ip - not the argument order.
     std::snprintf(source, sizeof source, "%s$%s$%s$%s$%s$%s$Korix", random_text, or_empty(userid),
                   or_empty(tvid), or_empty(ip), or_empty(bizfield), timestamp);
-    pavo_log_info("authenticator source:%s\r\n", pavo_inner_logsecret(source));
+    pavo_inner_loginfo("authenticator source:%s\r\n", pavo_inner_logsecret(source));
 
     const char* key = or_empty(keyvalue);
     pavo_inner_encrypt_text(source, static_cast<int>(std::strlen(source)), key,
                  static_cast<int>(std::strlen(key)), authenticator);
-    pavo_log_info("\r\n%s\r\n", pavo_inner_logsecret(authenticator));
+    pavo_inner_loginfo("\r\n%s\r\n", pavo_inner_logsecret(authenticator));
 }
 
 }  // extern "C"

@@ -1,7 +1,7 @@
 /*
  * pavo_global.cpp - the process-wide environment g_pavo_env, its zero state,
  * the state and mode accessors; it binds the runtime's allocator front to the
- * environment's pool.
+ * environment's pool, and the runtime's hooks to the log and the mode.
  * Start-up and shut-down that fill and empty the record live in pavo_service.cpp.
  */
 #include <string.h>
@@ -22,6 +22,10 @@ namespace {
 // start-up (or a test) puts it.
 [[maybe_unused]] const bool g_allocator_bound =
     (pavo_inner_bindallocator(&g_pavo_env.mpool), true);
+// The folders below log and read the mode through these, before pavo_init too.
+constexpr pavo_hooks kServiceHooks = {pavo_inner_vlog, pavo_inner_vdiagnostic,
+                                      pavo_inner_masksecret, pavo_getfuncmode};
+[[maybe_unused]] const bool g_hooks_bound = (pavo_inner_bindhooks(&kServiceHooks), true);
 // Protected before the first pavo_init too.
 [[maybe_unused]] const bool g_safeconfig_on = (g_pavo_env.safeconfig = 1, true);
 }  // namespace

@@ -8,6 +8,7 @@
 #define PAVO_GLOBAL_H
 
 #include <pthread.h>
+#include <stdarg.h>
 #include <stdio.h>
 
 #include "runtime/pavo_runtime.h"
@@ -147,6 +148,11 @@ void pavo_inner_seterror(int status, const char* format, ...) PAVO_PRINTF_LIKE(2
 
 /* What stands in a log line for a secret value when "hidesecrets" is on. */
 #define PAVO_SECRET_MARK "<hidden>"
+
+/* The log's side of the runtime's hooks (pavo_hooks.h), bound in pavo_global.cpp. */
+void pavo_inner_vlog(int level, const char* format, va_list args) PAVO_PRINTF_LIKE(2, 0);
+void pavo_inner_vdiagnostic(FILE* stream, const char* format, va_list args) PAVO_PRINTF_LIKE(2, 0);
+const char* pavo_inner_masksecret(const char* text);
 
 /* Session property internals */
 char* pavo_getusertoken(void);

@@ -4,7 +4,8 @@
  * log mode and reaches the log file "pavo.log"; plus the console-only log_*
  * set. The application's log callback, the level threshold, the quiet console
  * and the masking of secrets are routed here too. Opened and closed by the
- * lifecycle in pavo_service.cpp.
+ * lifecycle in pavo_service.cpp; the folders below reach it through the
+ * runtime's hooks (pavo_inner_vlog, pavo_inner_vdiagnostic).
  */
 #include <stdarg.h>
 #include <stdio.h>
@@ -152,6 +153,31 @@ void log_console_only(int level, const char* colour, const char* format, va_list
         call_sink(sink, level, message.text());
 }
 
+// Only the information level honours the log mode and writes the file, with
+// the bare text.
+PAVO_PRINTF_LIKE(1, 0) void log_information(const char* format, va_list args)
+{
+    if (!level_passes(PAVO_LOG_INFO))
+        return;
+    const bool quiet = console_quiet();
+    LogSink sink = current_sink();
+    int mode = pavo_relaxed_load(g_pavo_env.logmode);
+    FILE* file = (mode & kLogFile) != 0 ? g_pavo_env.logfileptr : nullptr;
+    // Text that goes nowhere is not formatted: only the colours are written.
+    if (((mode & kLogConsole) == 0 || quiet) && file == nullptr && sink.callback == nullptr) {
+        if (!quiet)
+            write_console(kGreen, "", false);
+        return;
+    }
+    LogLine message(format, args);
+    if (!quiet)
+        write_console(kGreen, message.text(), (mode & kLogConsole) != 0);
+    if (file != nullptr)
+        fputs(message.text(), file);
+    if (sink.callback != nullptr)
+        call_sink(sink, PAVO_LOG_INFO, message.text());
+}
+
 }  // namespace
 
 extern "C" {
@@ -174,32 +200,22 @@ PAVO_CONSOLE_LOG(log_warn, PAVO_LOG_WARNING, kYellow)
 PAVO_CONSOLE_LOG(log_info, PAVO_LOG_INFO, kGreen)
 PAVO_CONSOLE_LOG(log_debug, PAVO_LOG_DEBUG, "")
 
-// Only the information level honours the log mode and writes the file, with
-// the bare text.
 void pavo_log_info(const char* format, ...)
 {
-    if (!level_passes(PAVO_LOG_INFO))
-        return;
-    const bool quiet = console_quiet();
-    LogSink sink = current_sink();
-    int mode = pavo_relaxed_load(g_pavo_env.logmode);
-    FILE* file = (mode & kLogFile) != 0 ? g_pavo_env.logfileptr : nullptr;
-    // Text that goes nowhere is not formatted: only the colours are written.
-    if (((mode & kLogConsole) == 0 || quiet) && file == nullptr && sink.callback == nullptr) {
-        if (!quiet)
-            write_console(kGreen, "", false);
-        return;
-    }
     va_list args;
     va_start(args, format);
-    LogLine message(format, args);
+    log_information(format, args);
     va_end(args);
-    if (!quiet)
-        write_console(kGreen, message.text(), (mode & kLogConsole) != 0);
-    if (file != nullptr)
-        fputs(message.text(), file);
-    if (sink.callback != nullptr)
-        call_sink(sink, PAVO_LOG_INFO, message.text());
+}
+
+void pavo_inner_vlog(int level, const char* format, va_list args)
+{
+    if (level == PAVO_LOG_ERROR)
+        log_console_only(PAVO_LOG_ERROR, kRed, format, args);
+    else if (level == PAVO_LOG_WARNING)
+        log_console_only(PAVO_LOG_WARNING, kYellow, format, args);
+    else
+        log_information(format, args);
 }
 
 int pavo_setlogcallback(pavo_logcallback fn, void* userdata)
@@ -211,21 +227,18 @@ int pavo_setlogcallback(pavo_logcallback fn, void* userdata)
     return 0;
 }
 
-void pavo_inner_diagnostic(FILE* stream, const char* format, ...)
+void pavo_inner_vdiagnostic(FILE* stream, const char* format, va_list args)
 {
     const bool quiet = console_quiet();
     LogSink sink = quiet ? current_sink() : LogSink{nullptr, nullptr};
     if (quiet && (sink.callback == nullptr || !level_passes(PAVO_LOG_DEBUG)))
         return;
-    va_list args;
-    va_start(args, format);
     if (!quiet) {
         vfprintf(stream, format, args);
     } else {
         LogLine message(format, args);
         call_sink(sink, PAVO_LOG_DEBUG, message.text());
     }
-    va_end(args);
 }
 
 int pavo_log_init(void)

@@ -3,7 +3,8 @@
  * secrets before they reach any output: the values of the token and
  * authenticator fields in request bodies ("Key=value&"), answers
  * ("<Key>value<") and result dumps ("key:value"). The authenticator's source
- * and cipher text are masked where they are logged (pavo_inner_logsecret).
+ * and cipher text are masked where they are logged (pavo_inner_masksecret,
+ * which the folders below reach as pavo_inner_logsecret).
  */
 #include <string.h>
 
@@ -52,7 +53,7 @@ size_t secret_at(const char* text, size_t at)
 
 extern "C" {
 
-const char* pavo_inner_logsecret(const char* text)
+const char* pavo_inner_masksecret(const char* text)
 {
     return pavo_relaxed_load(g_pavo_env.hidesecrets) != 0 ? PAVO_SECRET_MARK : text;
 }

@@ -7,7 +7,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "parse/pavo_parse_frame.h"
 #include "service/pavo_inifile.h"
 #include "service/pavo_service_fields.h"
 #include "service/pavo_settings.h"
