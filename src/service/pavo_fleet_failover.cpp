@@ -110,10 +110,10 @@ int pavo_inner_failoverworthy(const pavo_transfer_note* note)
     }
 }
 
-int pavo_inner_fleetaddresses(const pavo_request_row* row, const char* url,
+int pavo_inner_fleetaddresses(const pavo_request_kind* kind, const char* url,
                               pavo_fleet_addresses* out)
 {
-    const char* base = pavo_inner_rowbase(row);
+    const char* base = kind->base_property;
     pavo_readprop(base, out->primary, sizeof out->primary);
     out->second[0] = '\0';
     out->slot = -1;

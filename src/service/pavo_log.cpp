@@ -4,7 +4,7 @@
  * log mode and reaches the log file "pavo.log"; plus the console-only log_*
  * set. The application's log callback, the level threshold, the quiet console
  * and the masking of secrets are routed here too. Opened and closed by the
- * lifecycle in pavo_service.cpp.
+ * lifecycle.
  */
 #include <stdarg.h>
 #include <stdio.h>

@@ -3,8 +3,8 @@
  * static table of its members (open, login, logout, recharge, the catalogue
  * and play queries, extended service, upgrade checks and status report), plus
  * pavo_query_status. The frame reads the session, builds the authenticator
- * and form body in fixed buffers and hands them to the pipeline (pavo_upload);
- * pavo_inner_finishrequest ends every request in both modes.
+ * and form body in fixed buffers and hands them to the pipeline, whose ending
+ * turns a synchronous answer into the last result.
  */
 #include <stdlib.h>
 #include <string.h>
@@ -164,29 +164,19 @@ constexpr FieldList fields_of(const FormField (&fields)[N])
     return {fields, N};
 }
 
-}  // namespace
-
-// One request, everything about it in both modes. The related item list is
-// parsed as an item list for a synchronous caller and as a relative item list
-// for a callback; the status report is never parsed. Both kept so.
+// One request, everything about sending it in both modes. Its base address,
+// when it may go again and what becomes of its answer are the pipeline's
+// request kind of its event type.
 struct pavo_request_row {
-    const char* base_property;
-    const char* service_name;  // null: the property is the whole URL
+    const char* service_name;  // null: the base address property is the whole URL
     tpavo_state required_state;
     pavo_status_t refusal;
     pavo_callbacktype callback;
     tpavo_eventtype event;
-    tpavo_datatype sync_datatype;
-    tpavo_datatype async_datatype;
-    bool never_parsed;
-    pavo_writeback_fn writeback;  // what a successful answer writes into the session
     AuthenticatorSources auth;
     bool logs_profile;  // login writes the terminal profile between separators
     FieldList form;
-    pavo_repeat repeat;  // when failover and retries may send it again
 };
-
-namespace {
 
 enum Request {
     kOpen, kLogin, kLogout, kRecharge, kCategoryList, kCategoryItemList, kRelateItemList,
@@ -203,62 +193,40 @@ constexpr pavo_status_t kNotLogined = PAVO_STATUS_FAILURE_NOTLOGINED;
 constexpr pavo_callbacktype kAaa = PAVO_CALLBACK_AAA;
 constexpr pavo_callbacktype kEpg = PAVO_CALLBACK_EPG;
 constexpr pavo_callbacktype kManage = PAVO_CALLBACK_TMMANAGE;
-// Reads repeat freely; a recharge must never be charged twice, so it and the
-// report (and the extended service, whose effect is the application's) go
-// again only when nothing was sent; the account requests likewise, and they
-// never trigger a re-login.
-constexpr pavo_repeat kAny = PAVO_REPEAT_ANY;
-constexpr pavo_repeat kAccount = PAVO_REPEAT_ACCOUNT;
-constexpr pavo_repeat kUnsent = PAVO_REPEAT_UNSENT;
-
 // "QueryProgramee" is the platform's spelling.
 constexpr pavo_request_row kRequests[kRequestCount] = {
-    {"openurl", nullptr, kInited, kNotInited, kAaa, EPAVO_OPEN, DATATYPE_OPENRESULT,
-     DATATYPE_OPENRESULT, false, pavo_inner_writeback_open,
+    {nullptr, kInited, kNotInited, kAaa, EPAVO_OPEN,
      {KeySource::open_seed, AuthUser::text_argument_0, AuthBusiness::bizfield}, false,
-     fields_of(kOpenFields), kAccount},
-    {"aaasrvaddress", "Login", kOpened, kNotOpened, kAaa, EPAVO_LOGIN, DATATYPE_LOGINRESULT,
-     DATATYPE_LOGINRESULT, false, pavo_inner_writeback_login,
+     fields_of(kOpenFields)},
+    {"Login", kOpened, kNotOpened, kAaa, EPAVO_LOGIN,
      {KeySource::user_id, AuthUser::user_id, AuthBusiness::bizfield}, true,
-     fields_of(kLoginFields), kAccount},
-    {"aaasrvaddress", "Logout", kLogined, kNotLogined, kAaa, EPAVO_LOGOUT,
-     DATATYPE_LOGOUTRESULT, DATATYPE_LOGOUTRESULT, false, nullptr,
+     fields_of(kLoginFields)},
+    {"Logout", kLogined, kNotLogined, kAaa, EPAVO_LOGOUT,
      {KeySource::user_id, AuthUser::user_id, AuthBusiness::empty}, false,
-     fields_of(kLogoutFields), kAccount},
-    {"aaasrvaddress", "Recharge", kLogined, kNotLogined, kEpg, EPAVO_RECHARGE,
-     DATATYPE_RECHARGERESULT, DATATYPE_RECHARGERESULT, false, nullptr,
+     fields_of(kLogoutFields)},
+    {"Recharge", kLogined, kNotLogined, kEpg, EPAVO_RECHARGE,
      {KeySource::user_id, AuthUser::user_id, AuthBusiness::text_argument_0}, false,
-     fields_of(kRechargeFields), kUnsent},
-    {"epgsrvaddress", "QueryCategory", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYLIST,
-     DATATYPE_CATEGORYLIST, DATATYPE_CATEGORYLIST, false, nullptr, kNoAuthenticator, false,
-     fields_of(kCategoryListFields), kAny},
-    {"epgsrvaddress", "QueryProgramee", kLogined, kNotLogined, kEpg,
-     EPAVO_QUERYCATEGORYITEMLIST, DATATYPE_ITEMLIST, DATATYPE_ITEMLIST, false, nullptr,
-     kNoAuthenticator, false, fields_of(kCategoryItemListFields), kAny},
-    {"epgsrvaddress", "QueryRelative", kLogined, kNotLogined, kEpg, EPAVO_QUERYRELATEITEMLIST,
-     DATATYPE_ITEMLIST, DATATYPE_RELATIVEITEMLIST, false, nullptr, kNoAuthenticator, false,
-     fields_of(kRelateItemListFields), kAny},
-    {"epgsrvaddress", "QueryDetail", kLogined, kNotLogined, kEpg,
-     EPAVO_QUERYCATEGORYITEMDETAIL, DATATYPE_ITEM, DATATYPE_ITEM, false, nullptr,
-     kNoAuthenticator, false, fields_of(kItemDetailFields), kAny},
-    {"epgsrvaddress", "QuerySchedule", kLogined, kNotLogined, kEpg, EPAVO_QUERYSCHEDULELIST,
-     DATATYPE_SCHEDULELIST, DATATYPE_SCHEDULELIST, false, nullptr, kNoAuthenticator, false,
-     fields_of(kScheduleListFields), kAny},
-    {"playsrvaddress", "Play", kLogined, kNotLogined, kAaa, EPAVO_QUERYPLAYURL,
-     DATATYPE_QUERYPLAYURLRESULT, DATATYPE_QUERYPLAYURLRESULT, false, nullptr,
-     kNoAuthenticator, false, fields_of(kPlayUrlFields), kAny},
-    {"serviceaddress", nullptr, kLogined, kNotLogined, kAaa, EPAVO_QUERYEXTSERVICE,
-     DATATYPE_EXTSERVICERESULT, DATATYPE_EXTSERVICERESULT, false, nullptr, kNoAuthenticator,
-     false, fields_of(kExtendServiceFields), kUnsent},
-    {"upgradesrvaddress", "UpgradeOS", kLogined, kNotLogined, kManage, EPAVO_UPGRADEOS,
-     DATATYPE_UPGRADEOSRESULT, DATATYPE_UPGRADEOSRESULT, false, nullptr, kNoAuthenticator,
-     false, fields_of(kMaintenanceFields), kAny},
-    {"upgradesrvaddress", "UpgradeRes", kLogined, kNotLogined, kManage, EPAVO_UPGRADERES,
-     DATATYPE_UPGRADERESRESULT, DATATYPE_UPGRADERESRESULT, false, nullptr, kNoAuthenticator,
-     false, fields_of(kMaintenanceFields), kAny},
-    {"upgradesrvaddress", "Report", kLogined, kNotLogined, kManage, EPAVO_STATUSREPORT,
-     DATATYPE_NORMAL, DATATYPE_NORMAL, true, nullptr, kNoAuthenticator, false,
-     fields_of(kMaintenanceFields), kUnsent},
+     fields_of(kRechargeFields)},
+    {"QueryCategory", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYLIST, kNoAuthenticator,
+     false, fields_of(kCategoryListFields)},
+    {"QueryProgramee", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYITEMLIST,
+     kNoAuthenticator, false, fields_of(kCategoryItemListFields)},
+    {"QueryRelative", kLogined, kNotLogined, kEpg, EPAVO_QUERYRELATEITEMLIST, kNoAuthenticator,
+     false, fields_of(kRelateItemListFields)},
+    {"QueryDetail", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYITEMDETAIL,
+     kNoAuthenticator, false, fields_of(kItemDetailFields)},
+    {"QuerySchedule", kLogined, kNotLogined, kEpg, EPAVO_QUERYSCHEDULELIST, kNoAuthenticator,
+     false, fields_of(kScheduleListFields)},
+    {"Play", kLogined, kNotLogined, kAaa, EPAVO_QUERYPLAYURL, kNoAuthenticator, false,
+     fields_of(kPlayUrlFields)},
+    {nullptr, kLogined, kNotLogined, kAaa, EPAVO_QUERYEXTSERVICE, kNoAuthenticator, false,
+     fields_of(kExtendServiceFields)},
+    {"UpgradeOS", kLogined, kNotLogined, kManage, EPAVO_UPGRADEOS, kNoAuthenticator, false,
+     fields_of(kMaintenanceFields)},
+    {"UpgradeRes", kLogined, kNotLogined, kManage, EPAVO_UPGRADERES, kNoAuthenticator, false,
+     fields_of(kMaintenanceFields)},
+    {"Report", kLogined, kNotLogined, kManage, EPAVO_STATUSREPORT, kNoAuthenticator, false,
+     fields_of(kMaintenanceFields)},
 };
 
 // Arguments as the exported function gathered them; indexes are per row.
@@ -389,7 +357,7 @@ const char* field_value(const FormField& field, const RequestArgs& args,
 void build_url(const pavo_request_row& row, char (&url)[kUrlSize])
 {
     char base[PAVO_PROP_SIZE];
-    pavo_readprop(row.base_property, base, sizeof base);
+    pavo_readprop(pavo_inner_requestkind(row.event)->base_property, base, sizeof base);
     size_t url_used = append_bounded(url, sizeof url, 0, base);
     if (row.service_name != nullptr) {
         url_used = append_bounded(url, sizeof url, url_used, "/Service/");
@@ -467,107 +435,17 @@ pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& ar
     if (pavo_getfuncmode() == FUNCMODE_SYNC &&
         (status == PAVO_STATUS_SUCCESS || pavo_relaxed_load(g_pavo_env.errorresults) != 0)) {
         pavo_answer answer = {response, responsesize, httpecode, httpretcode, status != 0};
-        if (pavo_inner_finishrequest(&row, &answer, nullptr, row.event,
-                                     static_cast<int>(eventid)) != PAVO_STATUS_SUCCESS)
+        if (pavo_inner_finishrequest(pavo_inner_requestkind(row.event), &answer, nullptr,
+                                     row.event, static_cast<int>(eventid)) != PAVO_STATUS_SUCCESS)
             status = PAVO_STATUS_FAILURE;
     }
     pavo_free(response);
     return status;
 }
 
-// A bare result for a transfer that has no answer to parse: code 0, no data.
-tpavo_result* new_bare_result()
-{
-    return static_cast<tpavo_result*>(pavo_malloc(sizeof(tpavo_result)));
-}
-
-tpavo_result* parse_answer(const pavo_request_row* row, const pavo_answer& answer, bool stored)
-{
-    if (row == nullptr)
-        return stored ? new_bare_result() : nullptr;
-    if (row->never_parsed || answer.bytes == nullptr)
-        return nullptr;
-    tpavo_result* result = pavo_parse(static_cast<const char*>(answer.bytes), answer.size,
-                                      stored ? row->sync_datatype : row->async_datatype);
-    // An answer the session may not take is the failure result, in both modes.
-    if (row->writeback != nullptr && result != nullptr && result->resultcode >= 0 &&
-        result->data.ptr != nullptr && row->writeback(result) != 0) {
-        pavo_iner_freeresultitem(result);
-        result = pavo_new_failure_result();
-    }
-    return result;
-}
-
 }  // namespace
 
 extern "C" {
-
-const pavo_request_row* pavo_inner_findrequest(int eventtype)
-{
-    for (const pavo_request_row& row : kRequests) {
-        if (row.event == eventtype)
-            return &row;
-    }
-    return nullptr;
-}
-
-pavo_status_t pavo_inner_finishrequest(const pavo_request_row* row, const pavo_answer* answer,
-                                       pavo_callback callback, int eventtype, int eventid)
-{
-    const bool stored = callback == nullptr;
-    const int failure = pavo_relaxed_load(g_pavo_env.errorresults) != 0
-                            ? pavo_inner_failureclass(answer, row != nullptr && !row->never_parsed)
-                            : 0;
-    tpavo_result* result = nullptr;
-    if (failure != 0) {
-        // Transfer and HTTP failures were counted where the transfer ended.
-        if (failure == PAVO_RESULT_UNPARSABLE)
-            pavo_inner_statcount(eventtype, PAVO_STAT_PARSE);
-        result = pavo_inner_errorresult(
-            failure, answer,
-            row == nullptr ? DATATYPE_NORMAL : stored ? row->sync_datatype : row->async_datatype);
-    } else {
-        result = parse_answer(row, *answer, stored);
-        pavo_inner_statcount(eventtype,
-                             result != nullptr ? (result->resultcode >= 0 ? PAVO_STAT_SUCCESSES
-                                                                          : PAVO_STAT_REFUSED)
-                             : (row == nullptr || row->never_parsed) ? PAVO_STAT_SUCCESSES
-                                                                     : PAVO_STAT_PARSE);
-        if (result != nullptr) {
-            result->httpecode = answer->httpecode;
-            result->httpretcode = answer->httpretcode;
-        }
-    }
-    const pavo_status_t status = failure != 0 ? PAVO_STATUS_FAILURE : PAVO_STATUS_SUCCESS;
-    if (stored) {
-        // A store that cannot keep the result (no node, or no store) must
-        // not leak it: nobody else holds it.
-        if (pavo_setlastresult(result) != 0)
-            pavo_iner_freeresultitem(result);
-        return status;
-    }
-    // Whatever scope was posted, the application sees a response; the
-    // handle, extra text and data type carry nothing.
-    tpavo_event event = {};
-    event.eventtype = static_cast<tpavo_eventtype>(eventtype);
-    event.eventscope = EPAVO_SCOPE_RESPONSE;
-    event.eventid = eventid;
-    event.data = result;
-    event.datasize = 4;
-    callback(&event);
-    // The result is the callback's only while it runs; it never reaches the
-    // result store.
-    pavo_iner_freeresultitem(result);
-    return status;
-}
-
-int pavo_inner_rowrepeat(const pavo_request_row* row) { return row->repeat; }
-
-const char* pavo_inner_rowbase(const pavo_request_row* row) { return row->base_property; }
-
-tpavo_datatype pavo_inner_rowdatatype(const pavo_request_row* row) { return row->sync_datatype; }
-
-int pavo_inner_rowparsed(const pavo_request_row* row) { return row->never_parsed ? 0 : 1; }
 
 int pavo_inner_sessionread_begin(void)
 {
@@ -604,11 +482,12 @@ int pavo_inner_relogin(void)
     pavo_free(state.body);
     int accepted = 0;
     if (status == PAVO_STATUS_SUCCESS && chunk.data != nullptr) {
-        tpavo_result* result = pavo_parse(chunk.data, chunk.size, row.sync_datatype);
+        const pavo_request_kind* kind = pavo_inner_requestkind(row.event);
+        tpavo_result* result = pavo_parse(chunk.data, chunk.size, kind->sync_datatype);
         if (result != nullptr && result->resultcode >= 0 && result->data.ptr != nullptr) {
             std::lock_guard<std::shared_mutex> guard(g_session_guard);
             // An answer the session may not take is a failed re-login.
-            accepted = row.writeback(result) == 0 ? 1 : 0;
+            accepted = kind->writeback(result) == 0 ? 1 : 0;
         }
         pavo_iner_freeresultitem(result);
     }

@@ -2,7 +2,7 @@
  * pavo_settings.cpp - the table of korix.conf settings that start-up reads
  * (key, kind, default, the value that restores the documented behaviour, the
  * environment field it fills) and the one loop that reads them. Called by
- * pavo_inner_init in pavo_service.cpp.
+ * the lifecycle's start-up.
  */
 #include <stddef.h>
 #include <stdlib.h>
