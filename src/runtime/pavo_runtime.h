@@ -1,7 +1,8 @@
 /*
  * pavo_runtime.h - what the runtime offers the folders above it beyond the
  * public pavo.h: the relaxed-atomic helpers, the byte copy into the pool, the
- * no-argument format helper and the 64-bit calendar conversions. The allocator front itself is public; the
+ * no-argument format helper, the bounded text builder and the 64-bit calendar
+ * conversions. The allocator front itself is public; the
  * service layer binds it to the place that holds the pool handle.
  */
 #ifndef PAVO_RUNTIME_H
@@ -13,6 +14,7 @@
 #include "pavo.h"
 #include "runtime/pavo_format.h"
 #ifdef __cplusplus
+#include "runtime/pavo_text.h"
 #include "runtime/pavo_time.h"
 #endif
 

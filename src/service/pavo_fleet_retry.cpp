@@ -106,7 +106,7 @@ char* body_with_new_token(const char* body)
     const int guarded = pavo_inner_sessionread_begin();
     pavo_readprop("usertoken", token, sizeof token);
     pavo_inner_sessionread_end(guarded);
-    pavo_inner_urlencode_bounded(token, encoded, sizeof encoded);
+    pavo_inner_urlencode_cut(token, encoded, sizeof encoded);
     text.replace(at, (end == std::string::npos ? text.size() : end) - at, encoded);
     return pavo_copy_bytes(text.data(), text.size());
 }
@@ -174,15 +174,9 @@ void count_failure(int eventtype, const pavo_transfer_note& note)
         pavo_inner_statcount(eventtype, PAVO_STAT_HTTPSTATUS);
 }
 
-size_t copy_address(char* out, const char* text)
+void copy_address(char (&out)[PAVO_PROP_SIZE], const char* text)
 {
-    size_t at = 0;
-    while (text[at] != '\0' && at + 1 < PAVO_PROP_SIZE) {
-        out[at] = text[at];
-        ++at;
-    }
-    out[at] = '\0';
-    return at;
+    PavoText(out, sizeof out).append(text);
 }
 
 // ---------------------------------------------------------------- timed line

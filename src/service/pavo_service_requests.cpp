@@ -9,7 +9,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include <initializer_list>
 #include <mutex>
 #include <shared_mutex>
 
@@ -30,7 +29,6 @@ std::shared_mutex g_session_guard;
 constexpr size_t kUrlSize = 256;
 constexpr size_t kBodySize = 8192;
 constexpr size_t kAuthenticatorSize = 8192;
-constexpr size_t kScratchSize = 8192;
 
 // The session values a request may send or authenticate with, read once per
 // request into 256-byte copies.
@@ -88,7 +86,7 @@ constexpr FormField open_param_field()
     property("UserID", kUserId), property("UserGroup", kUserGroup),         \
         property("TVProfile", kTvProfile), property("UserToken", kUserToken)
 
-// Login and open append the authenticator as it is, logout and recharge
+// Login and open send the authenticator as it is, logout and recharge
 // encode it (which leaves upper-case hex unchanged): both kept as sent.
 constexpr FormField kOpenFields[] = {
     number_argument("OpenMode", 0),      open_param_field(),
@@ -255,23 +253,29 @@ private:
     bool read_[kPropertyCount] = {};
 };
 
-// The body being built and its length. Each append writes "key=value&" at the
-// end with the room that is left, so an over-long body is cut silently at
-// kBodySize - 1 characters. Copied byte by byte: formatting cost more than
-// the rest of building a request.
+// The body being built. Each field writes "key=value&" at the end with the
+// room that is left, so an over-long body is cut silently at kBodySize - 1
+// characters; an encoded value is encoded straight into it. Copied, not
+// formatted: formatting cost more than the rest of building a request.
 struct Body {
     char text[kBodySize];
-    size_t used = 0;
+    PavoText out{text, sizeof text};
 
     Body() { text[0] = '\0'; }
-    void append_text(const char* key, const char* value)
+    Body(const Body&) = delete;
+    Body& operator=(const Body&) = delete;
+    size_t used() const { return out.length(); }
+    void add_text(const char* key, const char* value)
     {
-        for (const char* piece : {key, "=", value != nullptr ? value : "", "&"})
-            for (; *piece != '\0' && used + 1 < kBodySize; ++piece)
-                text[used++] = *piece;
-        text[used] = '\0';
+        out.append(key).append('=').append(value != nullptr ? value : "").append('&');
     }
-    void append_number(const char* key, int value)
+    void add_encoded(const char* key, const char* value)
+    {
+        out.append(key).append('=');
+        pavo_inner_urlencode_into(out, value);
+        out.append('&');
+    }
+    void add_number(const char* key, int value)
     {
         // Signed decimal, as "%d" writes it; the magnitude is taken unsigned so
         // that INT_MIN has one too.
@@ -286,19 +290,9 @@ struct Body {
         while ((magnitude /= 10) != 0);
         if (value < 0)
             *--p = '-';
-        append_text(key, p);
+        add_text(key, p);
     }
 };
-
-// Copies text into a buffer of `size` bytes at `at`, cut to fit; returns the
-// new end.
-size_t append_bounded(char* buffer, size_t size, size_t at, const char* text)
-{
-    while (*text != '\0' && at + 1 < size)
-        buffer[at++] = *text++;
-    buffer[at] = '\0';
-    return at;
-}
 
 void build_authenticator(const AuthenticatorSources& auth, const RequestArgs& args,
                          Session& session, const char* ip, char* authenticator)
@@ -315,15 +309,15 @@ void build_authenticator(const AuthenticatorSources& auth, const RequestArgs& ar
     // keeps the authenticator source within what the cipher takes.
     char user[PAVO_PROP_SIZE] = {0};
     if (auth.user == AuthUser::text_argument_0)
-        append_bounded(user, sizeof user, 0, args.text[0] != nullptr ? args.text[0] : "");
+        PavoText(user, sizeof user).append(args.text[0] != nullptr ? args.text[0] : "");
     else
-        append_bounded(user, sizeof user, 0, session[kUserId]);
+        PavoText(user, sizeof user).append(session[kUserId]);
 
     char business[PAVO_PROP_SIZE] = {0};
     if (auth.business == AuthBusiness::text_argument_0)
-        append_bounded(business, sizeof business, 0, args.text[0] != nullptr ? args.text[0] : "");
+        PavoText(business, sizeof business).append(args.text[0] != nullptr ? args.text[0] : "");
     else if (auth.business == AuthBusiness::bizfield)
-        append_bounded(business, sizeof business, 0, session[kBizField]);
+        PavoText(business, sizeof business).append(session[kBizField]);
 
     pavo_createauthenticator(authenticator, CRYPTMODE_3DES, key, user, ip, session[kTvid],
                              business);
@@ -358,23 +352,20 @@ void build_url(const pavo_request_row& row, char (&url)[kUrlSize])
 {
     char base[PAVO_PROP_SIZE];
     pavo_readprop(pavo_inner_requestkind(row.event)->base_property, base, sizeof base);
-    size_t url_used = append_bounded(url, sizeof url, 0, base);
-    if (row.service_name != nullptr) {
-        url_used = append_bounded(url, sizeof url, url_used, "/Service/");
-        append_bounded(url, sizeof url, url_used, row.service_name);
-    }
+    PavoText text(url, sizeof url);
+    text.append(base);
+    if (row.service_name != nullptr)
+        text.append("/Service/").append(row.service_name);
 }
 
 // Every buffer is written before it is read: the body from its terminator,
-// the scratch by the encoder, the authenticator by its builder, each session
-// copy whole by pavo_readprop. Zeroing their 24 KiB on every request would
-// buy nothing.
+// the authenticator by its builder, each session copy whole by pavo_readprop.
+// Zeroing their 16 KiB on every request would buy nothing.
 void build_body(const pavo_request_row& row, const RequestArgs& args, bool log_profile,
                 Body& body)
 {
     char authenticator[kAuthenticatorSize];
     authenticator[0] = '\0';
-    char scratch[kScratchSize];
     Session session;
     char ip[PAVO_IP_SIZE] = {0};
     pavo_getip(ip, sizeof ip);
@@ -390,13 +381,14 @@ void build_body(const pavo_request_row& row, const RequestArgs& args, bool log_p
     for (size_t i = 0; i < row.form.count; ++i) {
         const FormField& field = row.form.fields[i];
         if (field.source == Source::number_argument) {
-            body.append_number(field.key, args.number[field.index]);
+            body.add_number(field.key, args.number[field.index]);
             continue;
         }
         const char* value = field_value(field, args, session, ip, authenticator);
         if (field.encoded)
-            value = pavo_inner_urlencode_bounded(value, scratch, sizeof scratch);
-        body.append_text(field.key, value);
+            body.add_encoded(field.key, value);
+        else
+            body.add_text(field.key, value);
     }
 }
 
@@ -428,8 +420,8 @@ pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& ar
     long httpretcode = 0;
     pavo_status_t status = pavo_addhttpjob(STORETYPE_MEM, nullptr, row.callback, 0,
                                  static_cast<int>(eventid), row.event, EPAVO_SCOPE_REQUEST, url,
-                                 body.text, static_cast<int>(body.used), &response, &responsesize,
-                                 &httpecode, &httpretcode);
+                                 body.text, static_cast<int>(body.used()), &response,
+                                 &responsesize, &httpecode, &httpretcode);
     // A failed transfer leaves the last result as it was, unless the error
     // results are on.
     if (pavo_getfuncmode() == FUNCMODE_SYNC &&

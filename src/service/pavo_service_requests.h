@@ -16,7 +16,7 @@ extern "C" {
 
 /* pavo_urlencode into a buffer of outsize bytes: at most outsize - 1
  * characters and a NUL, the cut falling wherever the bound does. */
-char* pavo_inner_urlencode_bounded(const char* sIn, char* sOut, size_t outsize);
+char* pavo_inner_urlencode_cut(const char* sIn, char* sOut, size_t outsize);
 
 /* With "reloginon" set the library writes the session back by itself while
  * other threads read it: readers of the session hold this guard (begin
@@ -32,6 +32,11 @@ int pavo_inner_relogin(void);
 
 #ifdef __cplusplus
 }
+
+#include "runtime/pavo_runtime.h"
+
+/* The encoding of sIn (nothing for null) added to a text being built. */
+void pavo_inner_urlencode_into(PavoText& out, const char* sIn);
 #endif
 
 #endif /* PAVO_SERVICE_REQUESTS_H */

@@ -7,7 +7,6 @@
 #include <arpa/inet.h>
 #include <net/if.h>
 #include <netinet/in.h>
-#include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/ioctl.h>
@@ -26,16 +25,6 @@ constexpr int kInterfaceListSize = 512;
 constexpr int kTvidOemLength = 10;
 constexpr int kTvidTerminalLength = 10;
 constexpr int kTvidDeviceLength = 16;
-
-// Fixed-size fields take what fits; a longer text is cut silently.
-__attribute__((format(printf, 3, 4))) void format_bounded(char* out, size_t size,
-                                                         const char* format, ...)
-{
-    va_list args;
-    va_start(args, format);
-    vsnprintf(out, size, format, args);
-    va_end(args);
-}
 
 // Init strings are copied as text: "%%" folds to "%" as it always did, and
 // nothing else in them is interpreted.
@@ -66,18 +55,6 @@ void build_tvid(tpavo_env& env)
 #pragma GCC diagnostic pop
 }
 
-// Appends count copies of text, never past the buffer's last byte.
-void append_bounded(char* buffer, int buffersize, const char* text, int length)
-{
-    size_t used = strnlen(buffer, static_cast<size_t>(buffersize));
-    size_t room = static_cast<size_t>(buffersize) - used;
-    if (room <= 1)
-        return;
-    size_t take = static_cast<size_t>(length) < room - 1 ? static_cast<size_t>(length) : room - 1;
-    memcpy(buffer + used, text, take);
-    buffer[used + take] = '\0';
-}
-
 }  // namespace
 
 extern "C" {
@@ -98,11 +75,17 @@ void pavo_inner_copyidentity(tpavo_env* env_record, const pavo_init_param* param
     copy_init_string(env.tmpdirectory, param.tmpdirectory);
 
     build_tvid(env);
-    format_bounded(env.tvprofile, sizeof env.tvprofile, "%s;%s;%s", env.chipprofile,
-                   env.clientprofile, env.korixprofile);
+    // Cut silently at the field's size, as every fixed field is.
+    PavoText(env.tvprofile, sizeof env.tvprofile)
+        .append(env.chipprofile)
+        .append(';')
+        .append(env.clientprofile)
+        .append(';')
+        .append(env.korixprofile);
     pavo_log_info("***TVID:%s\r\n", env.tvid);
 }
-// A shorter string is padded in front, a longer one keeps its beginning.
+// A shorter string is padded in front, a longer one keeps its beginning;
+// both after what the buffer already holds, never past its last byte.
 void string_leftpadding(char* buffer, int buffersize, const char* string, int padded_len,
                         const char* pad)
 {
@@ -110,16 +93,18 @@ void string_leftpadding(char* buffer, int buffersize, const char* string, int pa
         return;
     if (pad == nullptr)
         pad = "";
-    int padlength = static_cast<int>(strlen(pad));
+    const size_t size = static_cast<size_t>(buffersize);
+    PavoText padded(buffer, size, strnlen(buffer, size));
+    size_t padlength = strlen(pad);
     int length = string != nullptr ? static_cast<int>(strlen(string)) : 0;
     if (string != nullptr && length >= padded_len) {
-        append_bounded(buffer, buffersize, string, padded_len);
+        padded.append(string, static_cast<size_t>(padded_len));
         return;
     }
     for (int i = length; i < padded_len; ++i)
-        append_bounded(buffer, buffersize, pad, padlength);
+        padded.append(pad, padlength);
     if (string != nullptr)
-        append_bounded(buffer, buffersize, string, length);
+        padded.append(string, static_cast<size_t>(length));
 }
 
 // The last interface in the kernel's list that reports an address wins.
