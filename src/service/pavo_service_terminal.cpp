@@ -84,6 +84,7 @@ void pavo_inner_copyidentity(tpavo_env* env_record, const pavo_init_param* param
         .append(env.korixprofile);
     pavo_log_info("***TVID:%s\r\n", env.tvid);
 }
+
 // A shorter string is padded in front, a longer one keeps its beginning;
 // both after what the buffer already holds, never past its last byte.
 void string_leftpadding(char* buffer, int buffersize, const char* string, int padded_len,
