@@ -32,7 +32,7 @@ const EncoderCase kEncoderCases[] = {
     {"\x80\xE4\xFF\x7F", "%/0%5+%66%7F"},
 };
 
-// The bounded twin cuts at the buffer's end, inside a triple too.
+// The cut form stops at the buffer's end, inside a triple too.
 TEST(UrlEncode, EncodesEachByteAsThePlatformExpects)
 {
     for (const EncoderCase& c : kEncoderCases) {
@@ -40,8 +40,8 @@ TEST(UrlEncode, EncodesEachByteAsThePlatformExpects)
         EXPECT_STREQ(pavo_urlencode(c.input, out), c.expected) << "input " << c.input;
     }
     char out[5] = "xyz";
-    EXPECT_STREQ(pavo_inner_urlencode_bounded("ab-c", out, sizeof out), "ab%2");
-    EXPECT_STREQ(pavo_inner_urlencode_bounded("abc", out, sizeof out), "abc");
+    EXPECT_STREQ(pavo_inner_urlencode_cut("ab-c", out, sizeof out), "ab%2");
+    EXPECT_STREQ(pavo_inner_urlencode_cut("abc", out, sizeof out), "abc");
 }
 
 using ServiceRequests = ServiceTest;

@@ -4,20 +4,31 @@
  */
 #include "runtime/pavo_format.h"
 
-extern "C" int pavo_format_literal(char* out, size_t size, const char* text)
+// Copied in runs that end at a folded "%", so a field set from its own value
+// is read before it is written.
+size_t pavo_format_literal(PavoText& out, const char* text)
 {
-    size_t written = 0;
-    size_t total = 0;
     if (text == nullptr)
         text = "";
-    for (const char* p = text; *p != '\0'; ++p) {
-        if (p[0] == '%' && p[1] == '%')
+    size_t total = 0;
+    const char* run = text;
+    const char* p = text;
+    while (*p != '\0') {
+        if (p[0] == '%' && p[1] == '%') {
+            out.append(run, static_cast<size_t>(p + 1 - run));
+            total += static_cast<size_t>(p + 1 - run);
+            p += 2;
+            run = p;
+        } else {
             ++p;
-        if (written + 1 < size)
-            out[written++] = *p;
-        ++total;
+        }
     }
-    if (size > 0)
-        out[written] = '\0';
-    return static_cast<int>(total);
+    out.append(run, static_cast<size_t>(p - run));
+    return total + static_cast<size_t>(p - run);
+}
+
+extern "C" int pavo_format_literal(char* out, size_t size, const char* text)
+{
+    PavoText literal(out, size);
+    return static_cast<int>(pavo_format_literal(literal, text));
 }

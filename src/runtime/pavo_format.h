@@ -19,6 +19,11 @@ int pavo_format_literal(char* out, size_t size, const char* text);
 
 #ifdef __cplusplus
 }
+
+#include "runtime/pavo_text.h"
+
+/* The same into a text being built; returns the whole folded length. */
+size_t pavo_format_literal(PavoText& out, const char* text);
 #endif
 
 #endif

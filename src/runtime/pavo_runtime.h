@@ -1,8 +1,9 @@
 /*
  * pavo_runtime.h - what the runtime offers the folders above it beyond the
  * public pavo.h: the relaxed-atomic helpers, the byte copy into the pool, the
- * no-argument format helper and the 64-bit calendar conversions. The allocator front itself is public; the
- * service layer binds it, its log and its function mode through pavo_hooks.h.
+ * no-argument format helper, the bounded text builder and the 64-bit calendar
+ * conversions. The allocator front itself is public; the service layer binds
+ * it, its log and its function mode through pavo_hooks.h.
  */
 #ifndef PAVO_RUNTIME_H
 #define PAVO_RUNTIME_H
@@ -14,6 +15,7 @@
 #include "runtime/pavo_format.h"
 #include "runtime/pavo_hooks.h"
 #ifdef __cplusplus
+#include "runtime/pavo_text.h"
 #include "runtime/pavo_time.h"
 #endif
 

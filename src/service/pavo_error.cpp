@@ -13,7 +13,7 @@
 #include "parse/pavo_parse_frame.h"
 #include "runtime/pavo_runtime.h"
 #include "service/pavo_global.h"
-#include "service/pavo_service_requests.h"
+#include "service/pavo_upload.h"
 
 namespace {
 

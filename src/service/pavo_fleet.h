@@ -1,9 +1,8 @@
 /*
  * pavo_fleet.h - failover to the second address, repeats with jittered
  * back-off, the shared re-login, and request statistics, all between the
- * request pipeline (pavo_upload.cpp) and the transfer. Every part is off
- * while its korix.conf key is 0 or empty, and a request then makes exactly
- * one transfer as before.
+ * request pipeline's job and its wire. Every part is off while its korix.conf
+ * key is 0 or empty, and a request then makes exactly one transfer as before.
  */
 #ifndef PAVO_FLEET_H
 #define PAVO_FLEET_H
@@ -78,8 +77,7 @@ typedef struct {
     char second[PAVO_PROP_SIZE];
     char second_url[PAVO_PROP_SIZE];
 } pavo_fleet_addresses;
-struct pavo_request_row;
-int pavo_inner_fleetaddresses(const struct pavo_request_row* row, const char* url,
+int pavo_inner_fleetaddresses(const pavo_request_kind* kind, const char* url,
                               pavo_fleet_addresses* out);
 /* A failed primary is passed over until its hold ends ("failoverhold"). */
 int pavo_inner_primaryheld(int slot);

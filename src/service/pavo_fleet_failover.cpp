@@ -39,14 +39,6 @@ long retry_after_of(CURL* curl)
     return end != header->value && seconds >= 0 ? seconds : -1;
 }
 
-size_t copy_text(char* out, size_t size, size_t at, const char* text)
-{
-    while (*text != '\0' && at + 1 < size)
-        out[at++] = *text++;
-    out[at] = '\0';
-    return at;
-}
-
 }  // namespace
 
 extern "C" {
@@ -110,10 +102,10 @@ int pavo_inner_failoverworthy(const pavo_transfer_note* note)
     }
 }
 
-int pavo_inner_fleetaddresses(const pavo_request_row* row, const char* url,
+int pavo_inner_fleetaddresses(const pavo_request_kind* kind, const char* url,
                               pavo_fleet_addresses* out)
 {
-    const char* base = pavo_inner_rowbase(row);
+    const char* base = g_pavo_fields[kind->base].name;
     pavo_readprop(base, out->primary, sizeof out->primary);
     out->second[0] = '\0';
     out->slot = -1;
@@ -123,15 +115,14 @@ int pavo_inner_fleetaddresses(const pavo_request_row* row, const char* url,
     if (out->slot < 0)
         return 0;
     char second_name[32];
-    copy_text(second_name, sizeof second_name, copy_text(second_name, sizeof second_name, 0, base),
-              "2");
+    PavoText(second_name, sizeof second_name).append(base).append('2');
     pavo_readprop(second_name, out->second, sizeof out->second);
     const size_t primary_length = strlen(out->primary);
     if (out->second[0] == '\0' || strncmp(url, out->primary, primary_length) != 0)
         return 0;
-    copy_text(out->second_url, sizeof out->second_url,
-              copy_text(out->second_url, sizeof out->second_url, 0, out->second),
-              url + primary_length);
+    PavoText(out->second_url, sizeof out->second_url)
+        .append(out->second)
+        .append(url + primary_length);
     return 1;
 }
 
@@ -152,7 +143,7 @@ void pavo_inner_holdprimary(int slot, int hold)
 
 void pavo_inner_setlastaddress(const char* address)
 {
-    copy_text(t_lastaddress, sizeof t_lastaddress, 0, address != nullptr ? address : "");
+    PavoText(t_lastaddress, sizeof t_lastaddress).append(address != nullptr ? address : "");
 }
 
 const char* pavo_getlastaddress(void) { return t_lastaddress; }

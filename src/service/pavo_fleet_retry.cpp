@@ -81,13 +81,12 @@ bool relogin_code(int code)
     return false;
 }
 
-bool answer_asks_relogin(const pavo_request_row* row, const MemoryStruct* chunk)
+bool answer_asks_relogin(const pavo_request_kind* kind, const MemoryStruct* chunk)
 {
-    if (row == nullptr || pavo_inner_rowrepeat(row) == PAVO_REPEAT_ACCOUNT ||
-        !pavo_inner_rowparsed(row) || chunk->data == nullptr ||
-        pavo_relaxed_load(g_pavo_env.reloginon[0]) == '\0')
+    if (kind == nullptr || kind->repeat == PAVO_REPEAT_ACCOUNT || !kind->parsed ||
+        chunk->data == nullptr || pavo_relaxed_load(g_pavo_env.reloginon[0]) == '\0')
         return false;
-    tpavo_result* result = pavo_parse(chunk->data, chunk->size, pavo_inner_rowdatatype(row));
+    tpavo_result* result = pavo_parse(chunk->data, chunk->size, kind->sync_datatype);
     const bool asks = result != nullptr && result->resultcode < 0 && relogin_code(result->resultcode);
     pavo_iner_freeresultitem(result);
     return asks;
@@ -107,7 +106,7 @@ char* body_with_new_token(const char* body)
     const int guarded = pavo_inner_sessionread_begin();
     pavo_readprop("usertoken", token, sizeof token);
     pavo_inner_sessionread_end(guarded);
-    pavo_inner_urlencode_bounded(token, encoded, sizeof encoded);
+    pavo_inner_urlencode_cut(token, encoded, sizeof encoded);
     text.replace(at, (end == std::string::npos ? text.size() : end) - at, encoded);
     return pavo_copy_bytes(text.data(), text.size());
 }
@@ -125,9 +124,9 @@ bool retry_deadline_passed(const pavo_fleet_state* state, long next_delay_ms)
            pavo_inner_monotonicms() + next_delay_ms - state->started_ms >= bound_ms;
 }
 
-bool may_send_again(const pavo_request_row* row, const pavo_transfer_note& note)
+bool may_send_again(const pavo_request_kind* kind, const pavo_transfer_note& note)
 {
-    return row != nullptr && (pavo_inner_rowrepeat(row) == PAVO_REPEAT_ANY || !note.sent);
+    return kind != nullptr && (kind->repeat == PAVO_REPEAT_ANY || !note.sent);
 }
 
 bool retry_worthy(const pavo_transfer_note& note)
@@ -175,15 +174,9 @@ void count_failure(int eventtype, const pavo_transfer_note& note)
         pavo_inner_statcount(eventtype, PAVO_STAT_HTTPSTATUS);
 }
 
-size_t copy_address(char* out, const char* text)
+void copy_address(char (&out)[PAVO_PROP_SIZE], const char* text)
 {
-    size_t at = 0;
-    while (text[at] != '\0' && at + 1 < PAVO_PROP_SIZE) {
-        out[at] = text[at];
-        ++at;
-    }
-    out[at] = '\0';
-    return at;
+    PavoText(out, sizeof out).append(text);
 }
 
 // ---------------------------------------------------------------- timed line
@@ -251,7 +244,7 @@ pavo_fleet_outcome pavo_inner_fleetrun(int eventtype, const char* url, const cha
                                        long* httpretcode, pavo_fleet_state* state,
                                        int may_defer, long* delay_ms, pavo_status_t* status)
 {
-    const pavo_request_row* row = pavo_inner_findrequest(eventtype);
+    const pavo_request_kind* kind = pavo_inner_requestkind(eventtype);
     if (!state->started) {
         state->started = 1;
         state->generation = current_generation();
@@ -265,7 +258,7 @@ pavo_fleet_outcome pavo_inner_fleetrun(int eventtype, const char* url, const cha
     // before any answer byte; a recharge, a report or an extended service call
     // therefore never rides a kept connection, and with the fleet keys on
     // neither does any request that must not go twice once sent.
-    const int repeat_class = row != nullptr ? pavo_inner_rowrepeat(row) : PAVO_REPEAT_ANY;
+    const int repeat_class = kind != nullptr ? kind->repeat : PAVO_REPEAT_ANY;
     const bool once = fleet_on ? repeat_class != PAVO_REPEAT_ANY
                                : repeat_class == PAVO_REPEAT_UNSENT &&
                                      pavo_relaxed_load(g_pavo_env.keepalive) != 0;
@@ -273,12 +266,12 @@ pavo_fleet_outcome pavo_inner_fleetrun(int eventtype, const char* url, const cha
                         once};
     pavo_fleet_addresses addresses;
     const int guarded = pavo_inner_sessionread_begin();
-    const bool has_second = row != nullptr && pavo_inner_fleetaddresses(row, url, &addresses);
+    const bool has_second = kind != nullptr && pavo_inner_fleetaddresses(kind, url, &addresses);
     pavo_inner_sessionread_end(guarded);
     const bool can_fail_over = has_second && pavo_relaxed_load(g_pavo_env.failover) != 0;
     // The base address, or the whole URL where the base is not known.
-    copy_address(state->address, row != nullptr && strncmp(url, addresses.primary,
-                                                           strlen(addresses.primary)) == 0
+    copy_address(state->address, kind != nullptr && strncmp(url, addresses.primary,
+                                                            strlen(addresses.primary)) == 0
                                      ? addresses.primary
                                      : url);
     bool repeat = state->retries_done > 0 || state->relogged;
@@ -291,7 +284,7 @@ pavo_fleet_outcome pavo_inner_fleetrun(int eventtype, const char* url, const cha
         pavo_transfer_note note = pavo_inner_lastnote();
         if (can_fail_over)
             copy_address(state->address, second_first ? addresses.second : addresses.primary);
-        if (can_fail_over && pavo_inner_failoverworthy(&note) && may_send_again(row, note)) {
+        if (can_fail_over && pavo_inner_failoverworthy(&note) && may_send_again(kind, note)) {
             if (!second_first)
                 pavo_inner_holdprimary(addresses.slot, 1);
             pavo_inner_statcount(eventtype, PAVO_STAT_FAILOVERS);
@@ -302,7 +295,7 @@ pavo_fleet_outcome pavo_inner_fleetrun(int eventtype, const char* url, const cha
                 pavo_inner_holdprimary(addresses.slot, 0);
         }
         if (*status == PAVO_STATUS_SUCCESS) {
-            if (!state->relogged && answer_asks_relogin(row, chunk) &&
+            if (!state->relogged && answer_asks_relogin(kind, chunk) &&
                 shared_relogin(state->generation)) {
                 state->relogged = 1;
                 pavo_free(state->body);
@@ -313,7 +306,7 @@ pavo_fleet_outcome pavo_inner_fleetrun(int eventtype, const char* url, const cha
             return PAVO_FLEET_DONE;
         }
         const long retries = pavo_relaxed_load(g_pavo_env.retries);
-        if (state->retries_done < retries && retry_worthy(note) && may_send_again(row, note)) {
+        if (state->retries_done < retries && retry_worthy(note) && may_send_again(kind, note)) {
             const long delay = pavo_inner_retrydelay(state->retries_done, note.retry_after,
                                                      t_random());
             if (!retry_deadline_passed(state, delay)) {

@@ -2,7 +2,7 @@
  * pavo_global.cpp - the process-wide environment g_pavo_env, its zero state,
  * the state and mode accessors; it binds the runtime's allocator front to the
  * environment's pool, and the runtime's hooks to the log and the mode.
- * Start-up and shut-down that fill and empty the record live in pavo_service.cpp.
+ * Start-up and shut-down that fill and empty the record are the lifecycle's.
  */
 #include <string.h>
 #include <unistd.h>

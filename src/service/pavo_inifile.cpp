@@ -33,43 +33,6 @@ struct IniMatch {
     int sec_s = -1, sec_e = -1, key_s = -1, key_e = -1, value_s = -1, value_e = -1;
 };
 
-// Appends into a fixed buffer, cutting silently at its last byte.
-class BoundedText {
-public:
-    BoundedText(char* buffer, int capacity) : buffer_(buffer), capacity_(capacity) {}
-    void append(const char* text, int length)
-    {
-        int room = capacity_ - 1 - length_;
-        if (length > room) {
-            length = room;
-            cut_ = true;
-        }
-        if (length > 0) {
-            memcpy(buffer_ + length_, text, static_cast<size_t>(length));
-            length_ += length;
-        }
-        buffer_[length_] = '\0';
-    }
-    void append(const char* text) { append(text, static_cast<int>(strlen(text))); }
-    int length() const { return length_; }
-    bool cut() const { return cut_; }
-    // The old remainder was printed as its own format: "%%" folds to "%".
-    void append_folding_percent(const char* text)
-    {
-        int written = pavo_format_literal(buffer_ + length_,
-                                          static_cast<size_t>(capacity_ - length_), text);
-        int room = capacity_ - 1 - length_;
-        cut_ = cut_ || written > room;
-        length_ += written < room ? written : room;
-    }
-
-private:
-    char* buffer_;
-    int capacity_;
-    int length_ = 0;
-    bool cut_ = false;
-};
-
 void copy_default(char* value, int size, const char* default_value)
 {
     // strncpy: not terminated when the default fills the buffer, as always.
@@ -241,11 +204,11 @@ int pavo_inner_rebuildini(const char* section, const char* key, const char* valu
         sec_s = key_s = -1;
 
     out[0] = '\0';
-    BoundedText text(out, kIniBufferSize);
+    PavoText text(out, kIniBufferSize);
     if (sec_s == -1) {
         // No such section (or no file): a new one at the end.
         if (file_size > 0) {
-            text.append(buf, file_size);
+            text.append(buf, static_cast<size_t>(file_size));
             text.append("\n");
         }
         text.append("[");
@@ -257,18 +220,19 @@ int pavo_inner_rebuildini(const char* section, const char* key, const char* valu
         text.append("\n");
     } else if (key_s == -1) {
         // The new entry becomes the first line of the section's body.
-        text.append(buf, sec_e);
+        text.append(buf, static_cast<size_t>(sec_e));
         text.append(key);
         text.append("=");
         text.append(value);
         text.append("\n");
-        text.append_folding_percent(buf + sec_e);
+        // The old remainder was printed as its own format: "%%" folds to "%".
+        pavo_format_literal(text, buf + sec_e);
     } else {
-        text.append(buf, value_s);
+        text.append(buf, static_cast<size_t>(value_s));
         text.append(value);
-        text.append(buf + value_e, file_size - value_e);
+        text.append(buf + value_e, static_cast<size_t>(file_size - value_e));
     }
-    *out_size = text.length();
+    *out_size = static_cast<int>(text.length());
     return text.cut() ? 0 : 1;
 }
 

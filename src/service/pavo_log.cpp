@@ -4,8 +4,8 @@
  * log mode and reaches the log file "pavo.log"; plus the console-only log_*
  * set. The application's log callback, the level threshold, the quiet console
  * and the masking of secrets are routed here too. Opened and closed by the
- * lifecycle in pavo_service.cpp; the folders below reach it through the
- * runtime's hooks (pavo_inner_vlog, pavo_inner_vdiagnostic).
+ * lifecycle; the folders below reach it through the runtime's hooks
+ * (pavo_inner_vlog, pavo_inner_vdiagnostic).
  */
 #include <stdarg.h>
 #include <stdio.h>

@@ -1,8 +1,8 @@
 /*
- * pavo_service_results_callbacks.cpp - where asynchronous answers go: the
- * callback registry (eight slots), the message pump entry pavo_checkmessage
- * and the last-error value. Start-up fills the built-in slots; the delivery
- * in pavo_upload_callback.cpp reads them.
+ * pavo_service_callbacks.cpp - where asynchronous answers go: the callback
+ * registry (eight slots), the message pump entry pavo_checkmessage and the
+ * last-error value. Start-up fills the built-in slots; the pipeline's job
+ * reads them when the pump runs its message callback.
  */
 #include <string.h>
 

@@ -12,7 +12,6 @@
 
 #include "service/pavo_global.h"
 #include "service/pavo_service_calls.h"
-#include "service/pavo_service_requests.h"
 #include "service/pavo_upload.h"
 
 extern "C" {

@@ -3,13 +3,12 @@
  * static table of its members (open, login, logout, recharge, the catalogue
  * and play queries, extended service, upgrade checks and status report), plus
  * pavo_query_status. The frame reads the session, builds the authenticator
- * and form body in fixed buffers and hands them to the pipeline (pavo_upload);
- * pavo_inner_finishrequest ends every request in both modes.
+ * and form body in fixed buffers and hands them to the pipeline, whose ending
+ * turns a synchronous answer into the last result.
  */
 #include <stdlib.h>
 #include <string.h>
 
-#include <initializer_list>
 #include <mutex>
 #include <shared_mutex>
 
@@ -31,7 +30,6 @@ std::shared_mutex g_session_guard;
 constexpr size_t kUrlSize = 256;
 constexpr size_t kBodySize = 8192;
 constexpr size_t kAuthenticatorSize = 8192;
-constexpr size_t kScratchSize = 8192;
 
 // The session values a request may send or authenticate with, read once per
 // request into 256-byte copies.
@@ -90,7 +88,7 @@ constexpr FormField open_param_field()
     property("UserID", kUserId), property("UserGroup", kUserGroup),         \
         property("TVProfile", kTvProfile), property("UserToken", kUserToken)
 
-// Login and open append the authenticator as it is, logout and recharge
+// Login and open send the authenticator as it is, logout and recharge
 // encode it (which leaves upper-case hex unchanged): both kept as sent.
 constexpr FormField kOpenFields[] = {
     number_argument("OpenMode", 0),      open_param_field(),
@@ -166,29 +164,19 @@ constexpr FieldList fields_of(const FormField (&fields)[N])
     return {fields, N};
 }
 
-}  // namespace
-
-// One request, everything about it in both modes. The related item list is
-// parsed as an item list for a synchronous caller and as a relative item list
-// for a callback; the status report is never parsed. Both kept so.
+// One request, everything about sending it in both modes. Its base address,
+// when it may go again and what becomes of its answer are the pipeline's
+// request kind of its event type.
 struct pavo_request_row {
-    pavo_field_id base;        // the session field holding the base address
-    const char* service_name;  // null: the base is the whole URL
+    const char* service_name;  // null: the base address property is the whole URL
     tpavo_state required_state;
     pavo_status_t refusal;
     pavo_callbacktype callback;
     tpavo_eventtype event;
-    tpavo_datatype sync_datatype;
-    tpavo_datatype async_datatype;
-    bool never_parsed;
-    pavo_writeback_fn writeback;  // what a successful answer writes into the session
     AuthenticatorSources auth;
     bool logs_profile;  // login writes the terminal profile between separators
     FieldList form;
-    pavo_repeat repeat;  // when failover and retries may send it again
 };
-
-namespace {
 
 enum Request {
     kOpen, kLogin, kLogout, kRecharge, kCategoryList, kCategoryItemList, kRelateItemList,
@@ -202,71 +190,43 @@ constexpr tpavo_state kLogined = PAVO_STATE_LOGINED;
 constexpr pavo_status_t kNotInited = PAVO_STATUS_FAILURE_NOTINITED;
 constexpr pavo_status_t kNotOpened = PAVO_STATUS_FAILURE_NOTOPENED;
 constexpr pavo_status_t kNotLogined = PAVO_STATUS_FAILURE_NOTLOGINED;
-constexpr pavo_field_id kOpenUrl = PAVO_FIELD_OPENURL;
-constexpr pavo_field_id kAaaBase = PAVO_FIELD_AAASRVADDRESS;
-constexpr pavo_field_id kEpgBase = PAVO_FIELD_EPGSRVADDRESS;
-constexpr pavo_field_id kPlayBase = PAVO_FIELD_PLAYSRVADDRESS;
-constexpr pavo_field_id kServiceBase = PAVO_FIELD_SERVICEADDRESS;
-constexpr pavo_field_id kUpgradeBase = PAVO_FIELD_UPGRADESRVADDRESS;
 constexpr pavo_callbacktype kAaa = PAVO_CALLBACK_AAA;
 constexpr pavo_callbacktype kEpg = PAVO_CALLBACK_EPG;
 constexpr pavo_callbacktype kManage = PAVO_CALLBACK_TMMANAGE;
-// Reads repeat freely; a recharge must never be charged twice, so it and the
-// report (and the extended service, whose effect is the application's) go
-// again only when nothing was sent; the account requests likewise, and they
-// never trigger a re-login.
-constexpr pavo_repeat kAny = PAVO_REPEAT_ANY;
-constexpr pavo_repeat kAccount = PAVO_REPEAT_ACCOUNT;
-constexpr pavo_repeat kUnsent = PAVO_REPEAT_UNSENT;
-
 // "QueryProgramee" is the platform's spelling.
 constexpr pavo_request_row kRequests[kRequestCount] = {
-    {kOpenUrl, nullptr, kInited, kNotInited, kAaa, EPAVO_OPEN, DATATYPE_OPENRESULT,
-     DATATYPE_OPENRESULT, false, pavo_inner_writeback_open,
+    {nullptr, kInited, kNotInited, kAaa, EPAVO_OPEN,
      {KeySource::open_seed, AuthUser::text_argument_0, AuthBusiness::bizfield}, false,
-     fields_of(kOpenFields), kAccount},
-    {kAaaBase, "Login", kOpened, kNotOpened, kAaa, EPAVO_LOGIN, DATATYPE_LOGINRESULT,
-     DATATYPE_LOGINRESULT, false, pavo_inner_writeback_login,
+     fields_of(kOpenFields)},
+    {"Login", kOpened, kNotOpened, kAaa, EPAVO_LOGIN,
      {KeySource::user_id, AuthUser::user_id, AuthBusiness::bizfield}, true,
-     fields_of(kLoginFields), kAccount},
-    {kAaaBase, "Logout", kLogined, kNotLogined, kAaa, EPAVO_LOGOUT,
-     DATATYPE_LOGOUTRESULT, DATATYPE_LOGOUTRESULT, false, nullptr,
+     fields_of(kLoginFields)},
+    {"Logout", kLogined, kNotLogined, kAaa, EPAVO_LOGOUT,
      {KeySource::user_id, AuthUser::user_id, AuthBusiness::empty}, false,
-     fields_of(kLogoutFields), kAccount},
-    {kAaaBase, "Recharge", kLogined, kNotLogined, kEpg, EPAVO_RECHARGE,
-     DATATYPE_RECHARGERESULT, DATATYPE_RECHARGERESULT, false, nullptr,
+     fields_of(kLogoutFields)},
+    {"Recharge", kLogined, kNotLogined, kEpg, EPAVO_RECHARGE,
      {KeySource::user_id, AuthUser::user_id, AuthBusiness::text_argument_0}, false,
-     fields_of(kRechargeFields), kUnsent},
-    {kEpgBase, "QueryCategory", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYLIST,
-     DATATYPE_CATEGORYLIST, DATATYPE_CATEGORYLIST, false, nullptr, kNoAuthenticator, false,
-     fields_of(kCategoryListFields), kAny},
-    {kEpgBase, "QueryProgramee", kLogined, kNotLogined, kEpg,
-     EPAVO_QUERYCATEGORYITEMLIST, DATATYPE_ITEMLIST, DATATYPE_ITEMLIST, false, nullptr,
-     kNoAuthenticator, false, fields_of(kCategoryItemListFields), kAny},
-    {kEpgBase, "QueryRelative", kLogined, kNotLogined, kEpg, EPAVO_QUERYRELATEITEMLIST,
-     DATATYPE_ITEMLIST, DATATYPE_RELATIVEITEMLIST, false, nullptr, kNoAuthenticator, false,
-     fields_of(kRelateItemListFields), kAny},
-    {kEpgBase, "QueryDetail", kLogined, kNotLogined, kEpg,
-     EPAVO_QUERYCATEGORYITEMDETAIL, DATATYPE_ITEM, DATATYPE_ITEM, false, nullptr,
-     kNoAuthenticator, false, fields_of(kItemDetailFields), kAny},
-    {kEpgBase, "QuerySchedule", kLogined, kNotLogined, kEpg, EPAVO_QUERYSCHEDULELIST,
-     DATATYPE_SCHEDULELIST, DATATYPE_SCHEDULELIST, false, nullptr, kNoAuthenticator, false,
-     fields_of(kScheduleListFields), kAny},
-    {kPlayBase, "Play", kLogined, kNotLogined, kAaa, EPAVO_QUERYPLAYURL,
-     DATATYPE_QUERYPLAYURLRESULT, DATATYPE_QUERYPLAYURLRESULT, false, nullptr,
-     kNoAuthenticator, false, fields_of(kPlayUrlFields), kAny},
-    {kServiceBase, nullptr, kLogined, kNotLogined, kAaa, EPAVO_QUERYEXTSERVICE,
-     DATATYPE_EXTSERVICERESULT, DATATYPE_EXTSERVICERESULT, false, nullptr, kNoAuthenticator,
-     false, fields_of(kExtendServiceFields), kUnsent},
-    {kUpgradeBase, "UpgradeOS", kLogined, kNotLogined, kManage, EPAVO_UPGRADEOS,
-     DATATYPE_UPGRADEOSRESULT, DATATYPE_UPGRADEOSRESULT, false, nullptr, kNoAuthenticator,
-     false, fields_of(kMaintenanceFields), kAny},
-    {kUpgradeBase, "UpgradeRes", kLogined, kNotLogined, kManage, EPAVO_UPGRADERES,
-     DATATYPE_UPGRADERESRESULT, DATATYPE_UPGRADERESRESULT, false, nullptr, kNoAuthenticator,
-     false, fields_of(kMaintenanceFields), kAny},
-    {kUpgradeBase, "Report", kLogined, kNotLogined, kManage, EPAVO_STATUSREPORT,
-     DATATYPE_NORMAL, DATATYPE_NORMAL, true, nullptr, kNoAuthenticator, false,
-     fields_of(kMaintenanceFields), kUnsent},
+     fields_of(kRechargeFields)},
+    {"QueryCategory", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYLIST, kNoAuthenticator,
+     false, fields_of(kCategoryListFields)},
+    {"QueryProgramee", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYITEMLIST,
+     kNoAuthenticator, false, fields_of(kCategoryItemListFields)},
+    {"QueryRelative", kLogined, kNotLogined, kEpg, EPAVO_QUERYRELATEITEMLIST, kNoAuthenticator,
+     false, fields_of(kRelateItemListFields)},
+    {"QueryDetail", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYITEMDETAIL,
+     kNoAuthenticator, false, fields_of(kItemDetailFields)},
+    {"QuerySchedule", kLogined, kNotLogined, kEpg, EPAVO_QUERYSCHEDULELIST, kNoAuthenticator,
+     false, fields_of(kScheduleListFields)},
+    {"Play", kLogined, kNotLogined, kAaa, EPAVO_QUERYPLAYURL, kNoAuthenticator, false,
+     fields_of(kPlayUrlFields)},
+    {nullptr, kLogined, kNotLogined, kAaa, EPAVO_QUERYEXTSERVICE, kNoAuthenticator, false,
+     fields_of(kExtendServiceFields)},
+    {"UpgradeOS", kLogined, kNotLogined, kManage, EPAVO_UPGRADEOS, kNoAuthenticator, false,
+     fields_of(kMaintenanceFields)},
+    {"UpgradeRes", kLogined, kNotLogined, kManage, EPAVO_UPGRADERES, kNoAuthenticator, false,
+     fields_of(kMaintenanceFields)},
+    {"Report", kLogined, kNotLogined, kManage, EPAVO_STATUSREPORT, kNoAuthenticator, false,
+     fields_of(kMaintenanceFields)},
 };
 
 // Arguments as the exported function gathered them; indexes are per row.
@@ -296,23 +256,29 @@ private:
     bool read_[kPropertyCount] = {};
 };
 
-// The body being built and its length. Each append writes "key=value&" at the
-// end with the room that is left, so an over-long body is cut silently at
-// kBodySize - 1 characters. Copied byte by byte: formatting cost more than
-// the rest of building a request.
+// The body being built. Each field writes "key=value&" at the end with the
+// room that is left, so an over-long body is cut silently at kBodySize - 1
+// characters; an encoded value is encoded straight into it. Copied, not
+// formatted: formatting cost more than the rest of building a request.
 struct Body {
     char text[kBodySize];
-    size_t used = 0;
+    PavoText out{text, sizeof text};
 
     Body() { text[0] = '\0'; }
-    void append_text(const char* key, const char* value)
+    Body(const Body&) = delete;
+    Body& operator=(const Body&) = delete;
+    size_t used() const { return out.length(); }
+    void add_text(const char* key, const char* value)
     {
-        for (const char* piece : {key, "=", value != nullptr ? value : "", "&"})
-            for (; *piece != '\0' && used + 1 < kBodySize; ++piece)
-                text[used++] = *piece;
-        text[used] = '\0';
+        out.append(key).append('=').append(value != nullptr ? value : "").append('&');
     }
-    void append_number(const char* key, int value)
+    void add_encoded(const char* key, const char* value)
+    {
+        out.append(key).append('=');
+        pavo_inner_urlencode_into(out, value);
+        out.append('&');
+    }
+    void add_number(const char* key, int value)
     {
         // Signed decimal, as "%d" writes it; the magnitude is taken unsigned so
         // that INT_MIN has one too.
@@ -327,19 +293,9 @@ struct Body {
         while ((magnitude /= 10) != 0);
         if (value < 0)
             *--p = '-';
-        append_text(key, p);
+        add_text(key, p);
     }
 };
-
-// Copies text into a buffer of `size` bytes at `at`, cut to fit; returns the
-// new end.
-size_t append_bounded(char* buffer, size_t size, size_t at, const char* text)
-{
-    while (*text != '\0' && at + 1 < size)
-        buffer[at++] = *text++;
-    buffer[at] = '\0';
-    return at;
-}
 
 void build_authenticator(const AuthenticatorSources& auth, const RequestArgs& args,
                          Session& session, const char* ip, char* authenticator)
@@ -356,15 +312,15 @@ void build_authenticator(const AuthenticatorSources& auth, const RequestArgs& ar
     // keeps the authenticator source within what the cipher takes.
     char user[PAVO_PROP_SIZE] = {0};
     if (auth.user == AuthUser::text_argument_0)
-        append_bounded(user, sizeof user, 0, args.text[0] != nullptr ? args.text[0] : "");
+        PavoText(user, sizeof user).append(args.text[0] != nullptr ? args.text[0] : "");
     else
-        append_bounded(user, sizeof user, 0, session[kUserId]);
+        PavoText(user, sizeof user).append(session[kUserId]);
 
     char business[PAVO_PROP_SIZE] = {0};
     if (auth.business == AuthBusiness::text_argument_0)
-        append_bounded(business, sizeof business, 0, args.text[0] != nullptr ? args.text[0] : "");
+        PavoText(business, sizeof business).append(args.text[0] != nullptr ? args.text[0] : "");
     else if (auth.business == AuthBusiness::bizfield)
-        append_bounded(business, sizeof business, 0, session[kBizField]);
+        PavoText(business, sizeof business).append(session[kBizField]);
 
     pavo_createauthenticator(authenticator, CRYPTMODE_3DES, key, user, ip, session[kTvid],
                              business);
@@ -398,24 +354,21 @@ const char* field_value(const FormField& field, const RequestArgs& args,
 void build_url(const pavo_request_row& row, char (&url)[kUrlSize])
 {
     char base[PAVO_PROP_SIZE];
-    pavo_inner_readfield(&g_pavo_fields[row.base], base, sizeof base);
-    size_t url_used = append_bounded(url, sizeof url, 0, base);
-    if (row.service_name != nullptr) {
-        url_used = append_bounded(url, sizeof url, url_used, "/Service/");
-        append_bounded(url, sizeof url, url_used, row.service_name);
-    }
+    pavo_inner_readfield(&g_pavo_fields[pavo_inner_requestkind(row.event)->base], base, sizeof base);
+    PavoText text(url, sizeof url);
+    text.append(base);
+    if (row.service_name != nullptr)
+        text.append("/Service/").append(row.service_name);
 }
 
 // Every buffer is written before it is read: the body from its terminator,
-// the scratch by the encoder, the authenticator by its builder, each session
-// copy whole by pavo_readprop. Zeroing their 24 KiB on every request would
-// buy nothing.
+// the authenticator by its builder, each session copy whole by pavo_readprop.
+// Zeroing their 16 KiB on every request would buy nothing.
 void build_body(const pavo_request_row& row, const RequestArgs& args, bool log_profile,
                 Body& body)
 {
     char authenticator[kAuthenticatorSize];
     authenticator[0] = '\0';
-    char scratch[kScratchSize];
     Session session;
     char ip[PAVO_IP_SIZE] = {0};
     pavo_getip(ip, sizeof ip);
@@ -431,13 +384,14 @@ void build_body(const pavo_request_row& row, const RequestArgs& args, bool log_p
     for (size_t i = 0; i < row.form.count; ++i) {
         const FormField& field = row.form.fields[i];
         if (field.source == Source::number_argument) {
-            body.append_number(field.key, args.number[field.index]);
+            body.add_number(field.key, args.number[field.index]);
             continue;
         }
         const char* value = field_value(field, args, session, ip, authenticator);
         if (field.encoded)
-            value = pavo_inner_urlencode_bounded(value, scratch, sizeof scratch);
-        body.append_text(field.key, value);
+            body.add_encoded(field.key, value);
+        else
+            body.add_text(field.key, value);
     }
 }
 
@@ -469,117 +423,24 @@ pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& ar
     long httpretcode = 0;
     pavo_status_t status = pavo_addhttpjob(STORETYPE_MEM, nullptr, row.callback, 0,
                                  static_cast<int>(eventid), row.event, EPAVO_SCOPE_REQUEST, url,
-                                 body.text, static_cast<int>(body.used), &response, &responsesize,
-                                 &httpecode, &httpretcode);
+                                 body.text, static_cast<int>(body.used()), &response,
+                                 &responsesize, &httpecode, &httpretcode);
     // A failed transfer leaves the last result as it was, unless the error
     // results are on.
     if (pavo_getfuncmode() == FUNCMODE_SYNC &&
         (status == PAVO_STATUS_SUCCESS || pavo_relaxed_load(g_pavo_env.errorresults) != 0)) {
         pavo_answer answer = {response, responsesize, httpecode, httpretcode, status != 0};
-        if (pavo_inner_finishrequest(&row, &answer, nullptr, row.event,
-                                     static_cast<int>(eventid)) != PAVO_STATUS_SUCCESS)
+        if (pavo_inner_finishrequest(pavo_inner_requestkind(row.event), &answer, nullptr,
+                                     row.event, static_cast<int>(eventid)) != PAVO_STATUS_SUCCESS)
             status = PAVO_STATUS_FAILURE;
     }
     pavo_free(response);
     return status;
 }
 
-// A bare result for a transfer that has no answer to parse: code 0, no data.
-tpavo_result* new_bare_result()
-{
-    return static_cast<tpavo_result*>(pavo_malloc(sizeof(tpavo_result)));
-}
-
-tpavo_result* parse_answer(const pavo_request_row* row, const pavo_answer& answer, bool stored)
-{
-    if (row == nullptr)
-        return stored ? new_bare_result() : nullptr;
-    if (row->never_parsed || answer.bytes == nullptr)
-        return nullptr;
-    tpavo_result* result = pavo_parse(static_cast<const char*>(answer.bytes), answer.size,
-                                      stored ? row->sync_datatype : row->async_datatype);
-    // An answer the session may not take is the failure result, in both modes.
-    if (row->writeback != nullptr && result != nullptr && result->resultcode >= 0 &&
-        result->data.ptr != nullptr && row->writeback(result) != 0) {
-        pavo_iner_freeresultitem(result);
-        result = pavo_new_failure_result();
-    }
-    return result;
-}
-
 }  // namespace
 
 extern "C" {
-
-const pavo_request_row* pavo_inner_findrequest(int eventtype)
-{
-    for (const pavo_request_row& row : kRequests) {
-        if (row.event == eventtype)
-            return &row;
-    }
-    return nullptr;
-}
-
-pavo_status_t pavo_inner_finishrequest(const pavo_request_row* row, const pavo_answer* answer,
-                                       pavo_callback callback, int eventtype, int eventid)
-{
-    const bool stored = callback == nullptr;
-    const int failure = pavo_relaxed_load(g_pavo_env.errorresults) != 0
-                            ? pavo_inner_failureclass(answer, row != nullptr && !row->never_parsed)
-                            : 0;
-    tpavo_result* result = nullptr;
-    if (failure != 0) {
-        // Transfer and HTTP failures were counted where the transfer ended.
-        if (failure == PAVO_RESULT_UNPARSABLE)
-            pavo_inner_statcount(eventtype, PAVO_STAT_PARSE);
-        result = pavo_inner_errorresult(
-            failure, answer,
-            row == nullptr ? DATATYPE_NORMAL : stored ? row->sync_datatype : row->async_datatype);
-    } else {
-        result = parse_answer(row, *answer, stored);
-        pavo_inner_statcount(eventtype,
-                             result != nullptr ? (result->resultcode >= 0 ? PAVO_STAT_SUCCESSES
-                                                                          : PAVO_STAT_REFUSED)
-                             : (row == nullptr || row->never_parsed) ? PAVO_STAT_SUCCESSES
-                                                                     : PAVO_STAT_PARSE);
-        if (result != nullptr) {
-            result->httpecode = answer->httpecode;
-            result->httpretcode = answer->httpretcode;
-        }
-    }
-    const pavo_status_t status = failure != 0 ? PAVO_STATUS_FAILURE : PAVO_STATUS_SUCCESS;
-    if (stored) {
-        // A store that cannot keep the result (no node, or no store) must
-        // not leak it: nobody else holds it.
-        if (pavo_setlastresult(result) != 0)
-            pavo_iner_freeresultitem(result);
-        return status;
-    }
-    // Whatever scope was posted, the application sees a response; the
-    // handle, extra text and data type carry nothing.
-    tpavo_event event = {};
-    event.eventtype = static_cast<tpavo_eventtype>(eventtype);
-    event.eventscope = EPAVO_SCOPE_RESPONSE;
-    event.eventid = eventid;
-    event.data = result;
-    event.datasize = 4;
-    callback(&event);
-    // The result is the callback's only while it runs; it never reaches the
-    // result store.
-    pavo_iner_freeresultitem(result);
-    return status;
-}
-
-int pavo_inner_rowrepeat(const pavo_request_row* row) { return row->repeat; }
-
-const char* pavo_inner_rowbase(const pavo_request_row* row)
-{
-    return g_pavo_fields[row->base].name;
-}
-
-tpavo_datatype pavo_inner_rowdatatype(const pavo_request_row* row) { return row->sync_datatype; }
-
-int pavo_inner_rowparsed(const pavo_request_row* row) { return row->never_parsed ? 0 : 1; }
 
 int pavo_inner_sessionread_begin(void)
 {
@@ -616,11 +477,12 @@ int pavo_inner_relogin(void)
     pavo_free(state.body);
     int accepted = 0;
     if (status == PAVO_STATUS_SUCCESS && chunk.data != nullptr) {
-        tpavo_result* result = pavo_parse(chunk.data, chunk.size, row.sync_datatype);
+        const pavo_request_kind* kind = pavo_inner_requestkind(row.event);
+        tpavo_result* result = pavo_parse(chunk.data, chunk.size, kind->sync_datatype);
         if (result != nullptr && result->resultcode >= 0 && result->data.ptr != nullptr) {
             std::lock_guard<std::shared_mutex> guard(g_session_guard);
             // An answer the session may not take is a failed re-login.
-            accepted = row.writeback(result) == 0 ? 1 : 0;
+            accepted = kind->writeback(result) == 0 ? 1 : 0;
         }
         pavo_iner_freeresultitem(result);
     }

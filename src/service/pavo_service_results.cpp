@@ -1,8 +1,8 @@
 /*
  * pavo_service_results.cpp - the per-thread result store that synchronous
- * requests fill (through pavo_inner_finishrequest) and pavo_getresult reads,
- * and the release and dump of a result. The callback registry is in
- * pavo_service_results_callbacks.cpp.
+ * requests fill (through the pipeline's ending) and pavo_getresult reads,
+ * and the release and dump of a result. The callback registry is the
+ * callbacks module's.
  */
 #include <pthread.h>
 #include <stdint.h>

@@ -1,12 +1,12 @@
 /*
- * pavo_service_props.h - internal helpers of the session property store
- * (pavo_service_props.cpp) shared with the lifecycle: the path of the
- * configuration file korix.conf, and the session write-back of open and login
- * answers (pavo_service_writeback.cpp) that the request rows name. The
+ * pavo_service_session.h - internal helpers of the session property store
+ * shared with the lifecycle: the path of the configuration file korix.conf,
+ * and the session write-back of open and login answers that the pipeline's
+ * ending runs. The
  * exported property calls are in pavo.h.
  */
-#ifndef PAVO_SERVICE_PROPS_H
-#define PAVO_SERVICE_PROPS_H
+#ifndef PAVO_SERVICE_SESSION_H
+#define PAVO_SERVICE_SESSION_H
 
 #include <stddef.h>
 
@@ -41,4 +41,4 @@ int pavo_inner_writeback_open(const tpavo_result* result);
 }
 #endif
 
-#endif /* PAVO_SERVICE_PROPS_H */
+#endif /* PAVO_SERVICE_SESSION_H */

@@ -3,8 +3,8 @@
  * into the session: the state and the properties (login) or the persisted
  * account values (open), as the session field table names them, after
  * checking that the session may take them.
- * Named by the rows of the request table and run by pavo_inner_finishrequest
- * in both modes.
+ * Named by the pipeline's table of event types and run by its ending in
+ * both modes, and by the re-login.
  */
 #include <ctype.h>
 #include <string.h>

@@ -1,7 +1,7 @@
 /*
  * pavo_settings.cpp - what start-up reads from section "system" of korix.conf:
  * every row of the session field table marked as a setting, in the table's
- * order, in one loop. Called by pavo_inner_init in pavo_service.cpp.
+ * order, in one loop. Called by the lifecycle's start-up.
  */
 #include <stddef.h>
 #include <stdlib.h>

@@ -1,11 +1,11 @@
 /*
- * pavo_upload_share.cpp - connection reuse and TLS for every transfer: one
- * libcurl share of connections, DNS answers and TLS sessions (korix.conf
- * "keepalive", default 1) that the workers and the callers' threads use at
- * once, each thread running its transfers on a transfer engine of its own;
- * and the CA bundle ("cafile"). Peer and host verification stay on, and only
- * http and https are spoken. Joined by pavo_upload; created and released by
- * the lifecycle.
+ * pavo_upload_connections.cpp - the connection cache and TLS for every
+ * transfer: one libcurl share of connections, DNS answers and TLS sessions
+ * (korix.conf "keepalive", default 1) that the workers and the callers'
+ * threads use at once, each thread running its transfers on a transfer engine
+ * of its own; and the CA bundle ("cafile"). Peer and host verification stay
+ * on, and only http and https are spoken. Joined by the wire; created and
+ * released by the lifecycle.
  */
 #include <algorithm>
 #include <atomic>

@@ -1,15 +1,13 @@
 /*
- * pavo_upload.cpp - the request pipeline's transfer side: pavo_addhttpjob
- * (synchronous on the caller's thread, or a job for the worker pool), the
- * worker job that posts the answer to the message queue, and the HTTP POST
- * itself over libcurl's easy interface. Called by every service request.
- * The delivery of posted answers is in pavo_upload_callback.cpp.
+ * pavo_upload_wire.cpp - the pipeline's wire: one HTTP POST over libcurl's
+ * easy interface (pavo_upload: options, time bounds, receive, store in memory
+ * or in a file), the receive buffer, and a synchronous request's transfer on
+ * the caller's thread. Connections come from the connection cache.
  */
 #include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
-#include <initializer_list>
 
 #include "runtime/pavo_runtime.h"
 #include "service/pavo_fleet.h"
@@ -19,8 +17,6 @@
 #include "service/pavo_upload_file.h"
 
 namespace {
-
-constexpr int kAsyncPauseSeconds = 100;
 
 // One easy handle per transfer, released on every path.
 class CurlEasy {
@@ -39,28 +35,9 @@ private:
     CURL* handle_;
 };
 
-// The receive buffer comes from the C library, not the pool.
-MemoryStruct* new_chunk() { return static_cast<MemoryStruct*>(calloc(1, sizeof(MemoryStruct))); }
-
-void free_chunk(MemoryStruct* chunk)
-{
-    if (chunk == nullptr)
-        return;
-    free(chunk->data);
-    free(chunk);
-}
-
 uint32_t chunk_size(const MemoryStruct* chunk)
 {
     return chunk != nullptr && chunk->data != nullptr ? chunk->size : 0;
-}
-
-// Copies what the chunk holds into a pooled, NUL-terminated block of
-// size + 1 bytes (one byte for an empty or missing answer).
-void* chunk_to_pool(const MemoryStruct* chunk)
-{
-    uint32_t size = chunk_size(chunk);
-    return pavo_copy_bytes(size != 0 ? chunk->data : "", size);
 }
 
 // The open is not checked for the outcome: a path that cannot be opened
@@ -83,87 +60,6 @@ pavo_status_t store_in_file(const char* localpath, const MemoryStruct* chunk, bo
         fwrite(chunk->data, 1, chunk->size, file);
     fclose(file);
     return PAVO_STATUS_SUCCESS;
-}
-
-t_httpjobarg* new_job(tpavo_storetype storetype, const char* localpath, int cbtype, int phase,
-                      int eventhandle, int eventtype, int eventscope, const char* url,
-                      const char* data, int datasize)
-{
-    t_httpjobarg* job = static_cast<t_httpjobarg*>(pavo_malloc(sizeof(t_httpjobarg)));
-    if (job == nullptr)
-        return nullptr;
-    job->url = pavo_copy_bytes(url, strlen(url));
-    if (data != nullptr)
-        job->param = pavo_copy_bytes(data, static_cast<size_t>(datasize));
-    if (localpath != nullptr)
-        job->localpath = pavo_copy_bytes(localpath, strlen(localpath));
-    if (job->url == nullptr || (data != nullptr && job->param == nullptr) ||
-        (localpath != nullptr && job->localpath == nullptr)) {
-        pavo_inner_freejob(job);
-        return nullptr;
-    }
-    job->cbtype = cbtype;
-    job->phase = phase;
-    job->eventhandle = eventhandle;
-    job->eventtype = eventtype;
-    job->eventscope = eventscope;
-    job->storetype = storetype;
-    job->paramsize = datasize;
-    job->response = nullptr;
-    job->responsesize = 0;
-    return job;
-}
-
-pavo_status_t add_async_job(tpavo_storetype storetype, const char* localpath, int cbtype,
-                            int phase, int eventhandle, int eventtype, int eventscope,
-                            const char* url, const char* data, int datasize)
-{
-    if (data != nullptr && datasize < 0)
-        return PAVO_STATUS_FAILURE;
-    t_httpjobarg* job = new_job(storetype, localpath, cbtype, phase, eventhandle, eventtype,
-                                eventscope, url, data, datasize);
-    if (job == nullptr)
-        return PAVO_STATUS_FAILURE;
-    // A job no worker takes is nobody's: it is freed and the request fails.
-    if (pavo_iner_addjob(pavo_inner_httpjob, job) != 0) {
-        pavo_inner_freejob(job);
-        pavo_inner_seterror(PAVO_STATUS_FAILURE, "the request could not be queued for a worker");
-        return PAVO_STATUS_FAILURE;
-    }
-    // Kept on purpose unless "asyncnowait": an asynchronous request does not
-    // return to the application for 100 seconds while the worker runs and the
-    // answer waits in the queue. A second at a time, so that pavo_cleanup ends it.
-    if (pavo_relaxed_load(g_pavo_env.asyncnowait) == 0) {
-        for (int slept = 0; slept < kAsyncPauseSeconds && !pavo_inner_closing(); ++slept)
-            pavo_sleep(1);
-    }
-    return PAVO_STATUS_SUCCESS;
-}
-
-pavo_status_t run_sync_job(tpavo_storetype storetype, const char* localpath, int phase,
-                           int eventtype, const char* url, const char* data, void** returndata,
-                           size_t* returndatasize, tpavo_httpecode* httpecode,
-                           long* httpretcode)
-{
-    MemoryStruct* chunk = new_chunk();
-    if (chunk == nullptr)
-        return PAVO_STATUS_FAILURE;
-    pavo_status_t result = PAVO_STATUS_FAILURE;
-    pavo_fleet_state fleet = {};
-    long delay_ms = 0;
-    pavo_inner_fleetrun(eventtype, url, data, phase, storetype, chunk, localpath, httpecode,
-                        httpretcode, &fleet, 0, &delay_ms, &result);
-    pavo_inner_setlastaddress(fleet.address);
-    pavo_free(fleet.body);
-    // Whatever the outcome, a memory request gets a block (1 byte if empty).
-    if (storetype == STORETYPE_MEM) {
-        if (returndata != nullptr)
-            *returndata = chunk_to_pool(chunk);
-        if (returndatasize != nullptr)
-            *returndatasize = chunk_size(chunk);
-    }
-    free_chunk(chunk);
-    return result;
 }
 
 // Every transfer looks at the shut-down door at each progress tick.
@@ -209,101 +105,51 @@ bool streams_to_file(int phase, tpavo_storetype storetype, const char* localpath
 
 extern "C" {
 
-void pavo_inner_freejob(t_httpjobarg* job)
+// The receive buffer comes from the C library, not the pool.
+MemoryStruct* pavo_inner_newchunk(void)
 {
-    if (job == nullptr)
+    return static_cast<MemoryStruct*>(calloc(1, sizeof(MemoryStruct)));
+}
+
+void pavo_inner_freechunk(MemoryStruct* chunk)
+{
+    if (chunk == nullptr)
         return;
-    pavo_free(job->localpath);
-    pavo_free(job->url);
-    pavo_free(job->param);
-    pavo_free(job->response);
-    pavo_free(job->fleet.body);
-    pavo_free(job);
+    free(chunk->data);
+    free(chunk);
 }
 
-pavo_status_t pavo_addhttpjob(tpavo_storetype storetype, const char* localpath, int cbtype,
-                              int phase, int eventhandle, int eventtype, int eventscope,
-                              const char* url, const char* data, int datasize,
-                              void** returndata, size_t* returndatasize,
-                              tpavo_httpecode* httpecode, long* httpretcode)
+void* pavo_inner_chunktopool(const MemoryStruct* chunk, uint32_t* size)
 {
-    if (returndata != nullptr)
-        *returndata = nullptr;
-    PavoCall call;
-    if (!call)
-        return PAVO_STATUS_FAILURE;  // pavo_cleanup is under way
-    if (url == nullptr || url[0] == '\0') {
-        pavo_log_info("error,reason url is not ok\r\n");
-        pavo_inner_seterror(PAVO_STATUS_FAILURE, "no service address: the URL is empty");
+    *size = chunk_size(chunk);
+    return pavo_copy_bytes(*size != 0 ? chunk->data : "", *size);
+}
+
+pavo_status_t pavo_inner_syncjob(tpavo_storetype storetype, const char* localpath, int phase,
+                                int eventtype, const char* url, const char* data,
+                                void** returndata, size_t* returndatasize,
+                                tpavo_httpecode* httpecode, long* httpretcode)
+{
+    MemoryStruct* chunk = pavo_inner_newchunk();
+    if (chunk == nullptr)
         return PAVO_STATUS_FAILURE;
-    }
-    if (data != nullptr)
-        pavo_log_info("post url data:%s\r\n", data);
-    if (pavo_getfuncmode() == FUNCMODE_ASYNC)
-        return add_async_job(storetype, localpath, cbtype, phase, eventhandle, eventtype,
-                             eventscope, url, data, datasize);
-    return run_sync_job(storetype, localpath, phase, eventtype, url, data, returndata,
-                        returndatasize, httpecode, httpretcode);
-}
-
-// Without a worker pool the job runs at once on the calling thread.
-pavo_status_t pavo_iner_addjob(dispatch_fn job, void* arg)
-{
-    t_threadpool pool = g_pavo_env.threadpool;
-    if (pool != nullptr)
-        return pool_add_worker(pool, job, arg) == 0 ? PAVO_STATUS_SUCCESS
-                                                     : PAVO_STATUS_FAILURE;
-    job(arg);
-    return PAVO_STATUS_SUCCESS;
-}
-
-void* pavo_inner_httpjob(void* arg)
-{
-    t_httpjobarg* job = static_cast<t_httpjobarg*>(arg);
-    if (job == nullptr)
-        return nullptr;
-    MemoryStruct* chunk = new_chunk();
-    pavo_status_t status = PAVO_STATUS_FAILURE;
+    pavo_status_t result = PAVO_STATUS_FAILURE;
+    pavo_fleet_state fleet = {};
     long delay_ms = 0;
-    // A repeat waits in the timed line, not on this worker.
-    if (chunk != nullptr &&
-        pavo_inner_fleetrun(job->eventtype, job->url, static_cast<const char*>(job->param),
-                            job->phase, job->storetype, chunk, job->localpath, &job->httpecode,
-                            &job->httpretcode, &job->fleet, g_pavo_env.threadpool != nullptr,
-                            &delay_ms, &status) == PAVO_FLEET_LATER) {
-        free_chunk(chunk);
-        pavo_inner_fleetdefer(job, delay_ms);
-        return nullptr;
+    pavo_inner_fleetrun(eventtype, url, data, phase, storetype, chunk, localpath, httpecode,
+                        httpretcode, &fleet, 0, &delay_ms, &result);
+    pavo_inner_setlastaddress(fleet.address);
+    pavo_free(fleet.body);
+    // Whatever the outcome, a memory request gets a block (1 byte if empty).
+    if (storetype == STORETYPE_MEM) {
+        uint32_t size = chunk_size(chunk);
+        if (returndata != nullptr)
+            *returndata = pavo_inner_chunktopool(chunk, &size);
+        if (returndatasize != nullptr)
+            *returndatasize = size;
     }
-    job->response = chunk_to_pool(chunk);
-    job->responsesize = static_cast<int>(chunk_size(chunk));
-    if (chunk != nullptr) {
-        job->streamed = chunk->streamed;
-        job->stored = chunk->stored;
-    }
-    free_chunk(chunk);
-    int posted = pavo_inner_postmessage(pavo_globalmessagecallback, job->eventtype,
-                                        job->eventscope, job->eventhandle, job->response,
-                                        job->responsesize, job, sizeof(int), 0);
-    // A full queue dropped the answer: free it now, and let the next
-    // pavo_checkmessage tell the callback that this request goes unanswered.
-    // Only the callback type and the event values stay for the notice.
-    if (posted == 1) {
-        for (void** owned : {&job->response, reinterpret_cast<void**>(&job->url), &job->param,
-                             reinterpret_cast<void**>(&job->localpath)}) {
-            pavo_free(*owned);
-            *owned = nullptr;
-        }
-        job->responsesize = 0;
-        posted = pavo_inner_postmessage(pavo_inner_droppedjobcallback, job->eventtype,
-                                        job->eventscope, job->eventhandle, nullptr, 0, job,
-                                        sizeof(int), 1);
-    }
-    // A post refused (the mode turned synchronous meanwhile, or no node for
-    // the message) would leave the job and the answer to nobody.
-    if (posted != 0)
-        pavo_inner_freejob(job);
-    return nullptr;
+    pavo_inner_freechunk(chunk);
+    return result;
 }
 
 pavo_status_t pavo_upload(const char* url, const char* userdata, int phase,
