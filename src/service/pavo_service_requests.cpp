@@ -152,6 +152,14 @@ struct AuthenticatorSources {
 
 constexpr AuthenticatorSources kNoAuthenticator = {KeySource::none, AuthUser::user_id,
                                                 AuthBusiness::empty};
+constexpr AuthenticatorSources kOpenAuthenticator = {KeySource::open_seed, AuthUser::text_argument_0,
+                                                  AuthBusiness::bizfield};
+constexpr AuthenticatorSources kLoginAuthenticator = {KeySource::user_id, AuthUser::user_id,
+                                                   AuthBusiness::bizfield};
+constexpr AuthenticatorSources kLogoutAuthenticator = {KeySource::user_id, AuthUser::user_id,
+                                                    AuthBusiness::empty};
+constexpr AuthenticatorSources kRechargeAuthenticator = {KeySource::user_id, AuthUser::user_id,
+                                                      AuthBusiness::text_argument_0};
 
 struct FieldList {
     const FormField* fields;
@@ -196,16 +204,16 @@ constexpr pavo_callbacktype kManage = PAVO_CALLBACK_TMMANAGE;
 // "QueryProgramee" is the platform's spelling.
 constexpr pavo_request_row kRequests[kRequestCount] = {
     {nullptr, kInited, kNotInited, kAaa, EPAVO_OPEN,
-     {KeySource::open_seed, AuthUser::text_argument_0, AuthBusiness::bizfield}, false,
+     kOpenAuthenticator, false,
      fields_of(kOpenFields)},
     {"Login", kOpened, kNotOpened, kAaa, EPAVO_LOGIN,
-     {KeySource::user_id, AuthUser::user_id, AuthBusiness::bizfield}, true,
+     kLoginAuthenticator, true,
      fields_of(kLoginFields)},
     {"Logout", kLogined, kNotLogined, kAaa, EPAVO_LOGOUT,
-     {KeySource::user_id, AuthUser::user_id, AuthBusiness::empty}, false,
+     kLogoutAuthenticator, false,
      fields_of(kLogoutFields)},
     {"Recharge", kLogined, kNotLogined, kEpg, EPAVO_RECHARGE,
-     {KeySource::user_id, AuthUser::user_id, AuthBusiness::text_argument_0}, false,
+     kRechargeAuthenticator, false,
      fields_of(kRechargeFields)},
     {"QueryCategory", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYLIST, kNoAuthenticator,
      false, fields_of(kCategoryListFields)},

@@ -16,7 +16,9 @@ struct EntityDef {
     int nCode;
 };
 
-// The HTML 4.01 character entities (Latin-1, special, symbols) plus "apos".
+// The HTML 4.01 character entities (Latin-1, special, symbols) plus "apos",
+// laid out by hand in rows.
+// clang-format off
 constexpr EntityDef kEntityDefs[] = {
     // Latin-1, U+00A0 to U+00FF (96)
     {"nbsp", 160}, {"iexcl", 161}, {"cent", 162}, {"pound", 163}, {"curren", 164},
@@ -76,6 +78,7 @@ constexpr EntityDef kEntityDefs[] = {
     // XML's own
     {"apos", 39},
 };
+// clang-format on
 constexpr int kEntityCount = static_cast<int>(sizeof kEntityDefs / sizeof kEntityDefs[0]);
 static_assert(kEntityCount == 96 + 32 + 124 + 1, "HTML 4 entities plus apos");
 
