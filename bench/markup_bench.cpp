@@ -17,9 +17,8 @@
 namespace {
 
 // The item list answer's attributes, in the order its parser reads them.
-const char* const kItemAttribs[] = {"Type", "Code", "ParentCode", "Name", "StartTime",
-                                    "EndTime", "Desc", "Icon1", "Icon2", "Flag",
-                                    "Summary", "Status"};
+const char* const kItemAttribs[] = {"Type", "Code",  "ParentCode", "Name", "StartTime", "EndTime",
+                                    "Desc", "Icon1", "Icon2",      "Flag", "Summary",   "Status"};
 constexpr int kItems = 4000;
 
 struct Catalogue {
@@ -31,19 +30,25 @@ const Catalogue& TheCatalogue()
 {
     static const Catalogue catalogue = [] {
         Catalogue c;
-        c.text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Root>"
-                 "<Result ResultCode=\"0\" ResultMsg=\"ok\"/>\n"
-                 "<Programee TotalCount=\"4000\" Count=\"4000\" PageIndex=\"1\" "
-                 "PageSize=\"4000\">\n";
+        c.text =
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Root>"
+            "<Result ResultCode=\"0\" ResultMsg=\"ok\"/>\n"
+            "<Programee TotalCount=\"4000\" Count=\"4000\" PageIndex=\"1\" "
+            "PageSize=\"4000\">\n";
         for (int i = 0; i < kItems; ++i) {
             const std::string n = std::to_string(i);
-            const std::string values[] = {
-                std::to_string(1 + i % 3), "PRG" + n, "CAT" + std::to_string(i / 50),
-                "Programme " + n + " &amp; friends", "2024-06-11 20:00:00",
-                "2024-06-11 21:30:00", "An evening programme, episode " + n,
-                "http://img.example.net/p/" + n + "/small.png",
-                "http://img.example.net/p/" + n + "/big.png", std::to_string(i % 2),
-                "Summary text for item " + n, "1"};
+            const std::string values[] = {std::to_string(1 + i % 3),
+                                          "PRG" + n,
+                                          "CAT" + std::to_string(i / 50),
+                                          "Programme " + n + " &amp; friends",
+                                          "2024-06-11 20:00:00",
+                                          "2024-06-11 21:30:00",
+                                          "An evening programme, episode " + n,
+                                          "http://img.example.net/p/" + n + "/small.png",
+                                          "http://img.example.net/p/" + n + "/big.png",
+                                          std::to_string(i % 2),
+                                          "Summary text for item " + n,
+                                          "1"};
             c.text += "  <Item";
             for (size_t a = 0; a < std::size(kItemAttribs); ++a) {
                 c.text += std::string(" ") + kItemAttribs[a] + "=\"" + values[a] + "\"";
@@ -136,15 +141,15 @@ void BM_Shape(benchmark::State& state, int shape)
 
 const bool kShapesRegistered = [] {
     for (int shape = 0; shape < markup_shapes::kShapeCount; ++shape)
-        benchmark::RegisterBenchmark((std::string("BM_Shape/") + markup_shapes::ShapeName(shape)).c_str(),
-                                     BM_Shape, shape)
+        benchmark::RegisterBenchmark(
+            (std::string("BM_Shape/") + markup_shapes::ShapeName(shape)).c_str(), BM_Shape, shape)
             ->RangeMultiplier(8)
             ->Range(64 << 10, 8 << 20)
             ->Unit(benchmark::kMillisecond);
     return true;
 }();
 
-} // namespace
+}  // namespace
 
 BENCHMARK(BM_NavigatorReadEveryAttribute);
 BENCHMARK(BM_PugixmlReadEveryAttribute);

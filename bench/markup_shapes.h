@@ -25,25 +25,24 @@ inline std::string SameSumName(int i, bool bHighBytes)
 }
 
 enum Shape {
-    kLoneColliding,    // many open names of one slot, then end tags of another name of it
-    kLoneHighBytes,    // the same with bytes above 127 in every name
-    kLonePlain,        // end tags that match nothing at all
-    kCollidingPairs,   // siblings of colliding names, each closed at once
-    kDeepNesting,      // one name nested and closed again
-    kDeepUnclosed,     // distinct names nested, closed by the outermost end tag only
-    kNamePrefixes,     // ever longer names with one prefix, then short push/pop and lone tags
-    kManyAttributes,   // one start tag with a great many attributes
-    kManySiblings,     // a flat list, as a long catalogue answer
-    kEntityText,       // text and attribute values dense with references
+    kLoneColliding,   // many open names of one slot, then end tags of another name of it
+    kLoneHighBytes,   // the same with bytes above 127 in every name
+    kLonePlain,       // end tags that match nothing at all
+    kCollidingPairs,  // siblings of colliding names, each closed at once
+    kDeepNesting,     // one name nested and closed again
+    kDeepUnclosed,    // distinct names nested, closed by the outermost end tag only
+    kNamePrefixes,    // ever longer names with one prefix, then short push/pop and lone tags
+    kManyAttributes,  // one start tag with a great many attributes
+    kManySiblings,    // a flat list, as a long catalogue answer
+    kEntityText,      // text and attribute values dense with references
     kShapeCount
 };
 
 inline const char* ShapeName(int shape)
 {
     static const char* const names[kShapeCount] = {
-        "lone_colliding", "lone_high_bytes", "lone_plain",   "colliding_pairs",
-        "deep_nesting",   "deep_unclosed",   "name_prefixes", "many_attributes",
-        "many_siblings",  "entity_text"};
+        "lone_colliding", "lone_high_bytes", "lone_plain",      "colliding_pairs", "deep_nesting",
+        "deep_unclosed",  "name_prefixes",   "many_attributes", "many_siblings",   "entity_text"};
     return names[shape];
 }
 
@@ -126,6 +125,6 @@ inline long WalkAll(CMarkup& xml, const std::string& doc)
     return nElems + static_cast<long>(nRead > 0);
 }
 
-} // namespace markup_shapes
+}  // namespace markup_shapes
 
 #endif

@@ -37,10 +37,11 @@ std::string clip(int n)
 // An item list page: items that each refer to a programme with two clips.
 std::string item_list_answer(int items)
 {
-    std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><Root>"
-                       "<Result ResultCode=\"0\" ResultMsg=\"ok\"/><Programee TotalCount=\"" +
-                       std::to_string(items) + "\" Count=\"" + std::to_string(items) +
-                       "\" PageIndex=\"1\" PageSize=\"" + std::to_string(items) + "\">";
+    std::string text =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?><Root>"
+        "<Result ResultCode=\"0\" ResultMsg=\"ok\"/><Programee TotalCount=\"" +
+        std::to_string(items) + "\" Count=\"" + std::to_string(items) +
+        "\" PageIndex=\"1\" PageSize=\"" + std::to_string(items) + "\">";
     for (int i = 0; i < items; ++i)
         text += "<Item Type=\"1\" Code=\"P" + std::to_string(i) +
                 "\" ParentCode=\"C01\" Name=\"Programme &amp; friends " + std::to_string(i) +
@@ -53,7 +54,8 @@ std::string item_list_answer(int items)
                 " Director=\"D. Director\" Region=\"EU\" Language=\"en\" ProgramType=\"Film\""
                 " Keywords=\"k\" RatingLevel=\"PG\" Desc=\"d\" Status=\"1\""
                 " SmallImage1=\"/s1\" SmallImage2=\"/s2\" BigImage1=\"/b1\" BigImage2=\"/b2\">"
-                "<VideoClips>" + clip(2 * i) + clip(2 * i + 1) + "</VideoClips></Program>";
+                "<VideoClips>" +
+                clip(2 * i) + clip(2 * i + 1) + "</VideoClips></Program>";
     text += "</Programs><Channels/></Root>";
     return text;
 }
@@ -63,13 +65,18 @@ const char kLoginAnswer[] =
     "<ServerAuthenticator>AB12</ServerAuthenticator><UserToken>0123456789abcdef</UserToken>"
     "<UserID>u1001</UserID><UserGroup>family</UserGroup><UserLevel>1</UserLevel>"
     "<ValidPoints>500</ValidPoints><ActExpiredDate>2027-01-01</ActExpiredDate>"
-    "<AAASrvAddress>http://10.0.0.1</AAASrvAddress><AAASrvAddress2>http://10.0.0.2</AAASrvAddress2>"
-    "<EpgSrvAddress>http://10.0.0.3</EpgSrvAddress><EpgSrvAddress2>http://10.0.0.4</EpgSrvAddress2>"
-    "<PlaySrvAddress>http://10.0.0.5</PlaySrvAddress><PlaySrvAddress2>http://10.0.0.6</PlaySrvAddress2>"
+    "<AAASrvAddress>http://10.0.0.1</AAASrvAddress><AAASrvAddress2>http://10.0.0.2</"
+    "AAASrvAddress2>"
+    "<EpgSrvAddress>http://10.0.0.3</EpgSrvAddress><EpgSrvAddress2>http://10.0.0.4</"
+    "EpgSrvAddress2>"
+    "<PlaySrvAddress>http://10.0.0.5</PlaySrvAddress><PlaySrvAddress2>http://10.0.0.6</"
+    "PlaySrvAddress2>"
     "<UpgradeSrvAddress>http://10.0.0.7</UpgradeSrvAddress>"
     "<UpgradeSrvAddress2>http://10.0.0.8</UpgradeSrvAddress2>"
-    "<IMGSrvAddress>http://10.0.0.9</IMGSrvAddress><ServiceAddress>http://10.0.0.10</ServiceAddress>"
-    "<DRMSrvAddress>http://10.0.0.11</DRMSrvAddress><DRMSrvAddress2>http://10.0.0.12</DRMSrvAddress2>"
+    "<IMGSrvAddress>http://10.0.0.9</IMGSrvAddress><ServiceAddress>http://10.0.0.10</"
+    "ServiceAddress>"
+    "<DRMSrvAddress>http://10.0.0.11</DRMSrvAddress><DRMSrvAddress2>http://10.0.0.12</"
+    "DRMSrvAddress2>"
     "<SystemTime>2026-01-02 03:04:05</SystemTime></Response></Root>";
 
 void parse_and_free(benchmark::State& state, const std::string& text, tpavo_datatype datatype)
@@ -87,49 +94,51 @@ void parse_and_free(benchmark::State& state, const std::string& text, tpavo_data
 // The peer: pugixml reads the same page into the same records (pugixml_reader.h).
 using namespace pugixml_reader;
 
-constexpr Field kItemFields[] = {
-    FIELD(tpavo_item, "Type", type, integer),          FIELD(tpavo_item, "Code", code, text),
-    FIELD(tpavo_item, "ParentCode", parentcode, text), FIELD(tpavo_item, "Name", name, text),
-    FIELD(tpavo_item, "StartTime", starttime, text),   FIELD(tpavo_item, "EndTime", endtime, text),
-    FIELD(tpavo_item, "Desc", desc, text),             FIELD(tpavo_item, "Icon1", icon1, text),
-    FIELD(tpavo_item, "Icon2", icon2, text),           FIELD(tpavo_item, "Flag", flag, integer),
-    FIELD(tpavo_item, "Summary", summary, text)};
-constexpr Field kProgramFields[] = {
-    FIELD(tpavo_program, "Code", code, text),
-    FIELD(tpavo_program, "Name", name, text),
-    FIELD(tpavo_program, "Type", type, integer),
-    FIELD(tpavo_program, "EpisodeNum", episodenum, integer),
-    FIELD(tpavo_program, "Actor", actor, text),
-    FIELD(tpavo_program, "Director", director, text),
-    FIELD(tpavo_program, "Region", region, text),
-    FIELD(tpavo_program, "Language", language, text),
-    FIELD(tpavo_program, "ProgramType", programtype, text),
-    FIELD(tpavo_program, "Keywords", keywords, text),
-    FIELD(tpavo_program, "RatingLevel", ratinglevel, text),
-    FIELD(tpavo_program, "Desc", desc, text),
-    FIELD(tpavo_program, "Status", status, integer),
-    FIELD(tpavo_program, "SmallImage1", smallimage1, text),
-    FIELD(tpavo_program, "SmallImage2", smallimage2, text),
-    FIELD(tpavo_program, "BigImage1", bigimage1, text),
-    FIELD(tpavo_program, "BigImage2", bigimage2, text)};
-constexpr Field kClipFields[] = {
-    FIELD(tpavo_videoclip, "Type", type, integer),
-    FIELD(tpavo_videoclip, "VideoCode", videocode, text),
-    FIELD(tpavo_videoclip, "EpisodeIndex", episodeindex, integer),
-    FIELD(tpavo_videoclip, "OrderCode", ordercode, integer),
-    FIELD(tpavo_videoclip, "Price", price, integer),
-    FIELD(tpavo_videoclip, "FileSize", filesize, int64),
-    FIELD(tpavo_videoclip, "Duration", duration, text),
-    FIELD(tpavo_videoclip, "AudioType", audiofieldtype, integer),
-    FIELD(tpavo_videoclip, "IsDRM", isdrm, flag),
-    FIELD(tpavo_videoclip, "CanDownload", candownload, flag),
-    FIELD(tpavo_videoclip, "CanOnlinePlay", canonlineplay, flag),
-    FIELD(tpavo_videoclip, "ScreenFormat", screenformat, integer),
-    FIELD(tpavo_videoclip, "Captioning", captioning, integer),
-    FIELD(tpavo_videoclip, "BitRateType", bitratetype, integer),
-    FIELD(tpavo_videoclip, "VideoType", videotype, integer),
-    FIELD(tpavo_videoclip, "AudioType", audiotype, integer),
-    FIELD(tpavo_videoclip, "Resolution", resolution, integer)};
+constexpr Field kItemFields[] = {FIELD(tpavo_item, "Type", type, integer),
+                                 FIELD(tpavo_item, "Code", code, text),
+                                 FIELD(tpavo_item, "ParentCode", parentcode, text),
+                                 FIELD(tpavo_item, "Name", name, text),
+                                 FIELD(tpavo_item, "StartTime", starttime, text),
+                                 FIELD(tpavo_item, "EndTime", endtime, text),
+                                 FIELD(tpavo_item, "Desc", desc, text),
+                                 FIELD(tpavo_item, "Icon1", icon1, text),
+                                 FIELD(tpavo_item, "Icon2", icon2, text),
+                                 FIELD(tpavo_item, "Flag", flag, integer),
+                                 FIELD(tpavo_item, "Summary", summary, text)};
+constexpr Field kProgramFields[] = {FIELD(tpavo_program, "Code", code, text),
+                                    FIELD(tpavo_program, "Name", name, text),
+                                    FIELD(tpavo_program, "Type", type, integer),
+                                    FIELD(tpavo_program, "EpisodeNum", episodenum, integer),
+                                    FIELD(tpavo_program, "Actor", actor, text),
+                                    FIELD(tpavo_program, "Director", director, text),
+                                    FIELD(tpavo_program, "Region", region, text),
+                                    FIELD(tpavo_program, "Language", language, text),
+                                    FIELD(tpavo_program, "ProgramType", programtype, text),
+                                    FIELD(tpavo_program, "Keywords", keywords, text),
+                                    FIELD(tpavo_program, "RatingLevel", ratinglevel, text),
+                                    FIELD(tpavo_program, "Desc", desc, text),
+                                    FIELD(tpavo_program, "Status", status, integer),
+                                    FIELD(tpavo_program, "SmallImage1", smallimage1, text),
+                                    FIELD(tpavo_program, "SmallImage2", smallimage2, text),
+                                    FIELD(tpavo_program, "BigImage1", bigimage1, text),
+                                    FIELD(tpavo_program, "BigImage2", bigimage2, text)};
+constexpr Field kClipFields[] = {FIELD(tpavo_videoclip, "Type", type, integer),
+                                 FIELD(tpavo_videoclip, "VideoCode", videocode, text),
+                                 FIELD(tpavo_videoclip, "EpisodeIndex", episodeindex, integer),
+                                 FIELD(tpavo_videoclip, "OrderCode", ordercode, integer),
+                                 FIELD(tpavo_videoclip, "Price", price, integer),
+                                 FIELD(tpavo_videoclip, "FileSize", filesize, int64),
+                                 FIELD(tpavo_videoclip, "Duration", duration, text),
+                                 FIELD(tpavo_videoclip, "AudioType", audiofieldtype, integer),
+                                 FIELD(tpavo_videoclip, "IsDRM", isdrm, flag),
+                                 FIELD(tpavo_videoclip, "CanDownload", candownload, flag),
+                                 FIELD(tpavo_videoclip, "CanOnlinePlay", canonlineplay, flag),
+                                 FIELD(tpavo_videoclip, "ScreenFormat", screenformat, integer),
+                                 FIELD(tpavo_videoclip, "Captioning", captioning, integer),
+                                 FIELD(tpavo_videoclip, "BitRateType", bitratetype, integer),
+                                 FIELD(tpavo_videoclip, "VideoType", videotype, integer),
+                                 FIELD(tpavo_videoclip, "AudioType", audiotype, integer),
+                                 FIELD(tpavo_videoclip, "Resolution", resolution, integer)};
 
 tpavo_result* pugixml_read_item_list(const std::string& text)
 {
@@ -144,8 +153,8 @@ tpavo_result* pugixml_read_item_list(const std::string& text)
     tpavo_program* programs = read_list<tpavo_program>(
         root.child("Programs"), "Program", kProgramFields, nullptr,
         [](pugi::xml_node node, tpavo_program* program) {
-            program->pvideoclip = read_list<tpavo_videoclip>(node.child("VideoClips"), "VideoClip",
-                                                             kClipFields, nullptr);
+            program->pvideoclip = read_list<tpavo_videoclip>(node.child("VideoClips"),
+                                                             "VideoClip", kClipFields, nullptr);
         });
     for (tpavo_item* item = items; item; item = item->next)
         for (tpavo_program* program = programs; program; program = program->next)
@@ -225,8 +234,9 @@ BENCHMARK(BM_ParseLoginAnswer);
 // typical source.
 void BM_EncipherAuthenticator(benchmark::State& state)
 {
-    char source[] = "48213907$u1001$000000PAVO0000STB100V4000000SIM0000001$192.168.1.20$$"
-                    "20260102030405$Korix";
+    char source[] =
+        "48213907$u1001$000000PAVO0000STB100V4000000SIM0000001$192.168.1.20$$"
+        "20260102030405$Korix";
     char userid[] = "u1001";
     char mode[] = "2";
     static char out[8192];

@@ -22,7 +22,8 @@ struct Field {
     size_t offset;
     Kind kind;
 };
-#define FIELD(record, name, member, kind) Field{name, offsetof(record, member), Kind::kind}
+#define FIELD(record, name, member, kind) \
+    Field { name, offsetof(record, member), Kind::kind }
 
 template <size_t N>
 void* read_record(pugi::xml_node node, size_t size, const Field (&fields)[N])
@@ -41,9 +42,15 @@ void* read_record(pugi::xml_node node, size_t size, const Field (&fields)[N])
             *reinterpret_cast<char**>(record + field.offset) = copy;
             break;
         }
-        case Kind::integer: *reinterpret_cast<int*>(record + field.offset) = atoi(value); break;
-        case Kind::flag: record[field.offset] = static_cast<char>(atoi(value) & 0xff); break;
-        case Kind::int64: *reinterpret_cast<int64_t*>(record + field.offset) = atoll(value); break;
+        case Kind::integer:
+            *reinterpret_cast<int*>(record + field.offset) = atoi(value);
+            break;
+        case Kind::flag:
+            record[field.offset] = static_cast<char>(atoi(value) & 0xff);
+            break;
+        case Kind::int64:
+            *reinterpret_cast<int64_t*>(record + field.offset) = atoll(value);
+            break;
         }
     }
     return record;
@@ -92,18 +99,17 @@ inline void read_paging(pugi::xml_node list, tpavo_result* result)
     result->datacount = 0;
 }
 
-constexpr Field kCategoryFields[] = {
-    FIELD(tpavo_category, "Code", code, text),
-    FIELD(tpavo_category, "ParentCode", parentcode, text),
-    FIELD(tpavo_category, "Name", name, text),
-    FIELD(tpavo_category, "Desc", desc, text),
-    FIELD(tpavo_category, "Icon1", icon1, text),
-    FIELD(tpavo_category, "Icon2", icon2, text),
-    FIELD(tpavo_category, "BKImage1", bgimage1, text),
-    FIELD(tpavo_category, "BKImage2", bgimage2, text),
-    FIELD(tpavo_category, "HasChild", haschild, flag),
-    FIELD(tpavo_category, "Type", type, integer),
-    FIELD(tpavo_category, "TemplateCode", templatecode, text)};
+constexpr Field kCategoryFields[] = {FIELD(tpavo_category, "Code", code, text),
+                                     FIELD(tpavo_category, "ParentCode", parentcode, text),
+                                     FIELD(tpavo_category, "Name", name, text),
+                                     FIELD(tpavo_category, "Desc", desc, text),
+                                     FIELD(tpavo_category, "Icon1", icon1, text),
+                                     FIELD(tpavo_category, "Icon2", icon2, text),
+                                     FIELD(tpavo_category, "BKImage1", bgimage1, text),
+                                     FIELD(tpavo_category, "BKImage2", bgimage2, text),
+                                     FIELD(tpavo_category, "HasChild", haschild, flag),
+                                     FIELD(tpavo_category, "Type", type, integer),
+                                     FIELD(tpavo_category, "TemplateCode", templatecode, text)};
 
 inline tpavo_result* read_category_list(const char* text, size_t size)
 {

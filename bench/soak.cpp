@@ -1,9 +1,9 @@
 /*
  * soak.cpp - a long run of the library against the platform simulator: synchronous
  * category-list requests, then asynchronous ones each on its own thread while this
- * thread pumps the queue (joined callers: see run_async); prints requests per second, resident memory and open
- * descriptors before and after each phase. Usage:
- *   pavo_soak SIMULATOR DATADIR [SYNC_COUNT [ASYNC_COUNT]]   (defaults 10000, 1000)
+ * thread pumps the queue (joined callers: see run_async); prints requests per second, resident
+ * memory and open descriptors before and after each phase. Usage: pavo_soak SIMULATOR DATADIR
+ * [SYNC_COUNT [ASYNC_COUNT]]   (defaults 10000, 1000)
  */
 #include <dirent.h>
 #include <pthread.h>
@@ -157,7 +157,6 @@ double run_async(int count, int& most_queued)
 
 }  // namespace
 
-
 int main(int argc, char** argv)
 {
     if (argc < 3) {
@@ -178,7 +177,8 @@ int main(int argc, char** argv)
         return 1;
     const std::string conf = std::string(dir) + "/korix.conf";
     if (FILE* file = fopen(conf.c_str(), "w")) {
-        fprintf(file, "[system]\nopenurl=%s/Open\nlogmode=2\nlogdirectory=%s\n", base.c_str(), dir);
+        fprintf(file, "[system]\nopenurl=%s/Open\nlogmode=2\nlogdirectory=%s\n", base.c_str(),
+                dir);
         fclose(file);
     }
     // The log's colour sequences reach standard output whatever logmode says.

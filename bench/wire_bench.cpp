@@ -153,9 +153,9 @@ struct Library {
         stop();
         char pattern[] = "/tmp/pavo-wire-bench-XXXXXX";
         dir = mkdtemp(pattern);
-        std::ofstream(dir + "/korix.conf") << "[system]\nlogmode=4\nopenurl="
-                                           << plain_simulator().base() << "/Open\nkeepalive="
-                                           << wanted << "\n";
+        std::ofstream(dir + "/korix.conf")
+            << "[system]\nlogmode=4\nopenurl=" << plain_simulator().base()
+            << "/Open\nkeepalive=" << wanted << "\n";
         std::string oem = "PAVO", type = "STB100", device = "SIM0000001";
         pavo_init_param param = {};
         param.oem_name = oem.data();
@@ -253,9 +253,9 @@ void BM_CategoryRequestBesideRawPost(benchmark::State& state)
     };
     using Clock = std::chrono::steady_clock;
     Clock::duration ours{}, peer{};
-    const std::string name = "BM_CategoryRequestBesideRawPost/keepalive:" +
-                             std::to_string(state.range(0)) + "/peer_parses:" +
-                             std::to_string(state.range(1)) + "/real_time";
+    const std::string name =
+        "BM_CategoryRequestBesideRawPost/keepalive:" + std::to_string(state.range(0)) +
+        "/peer_parses:" + std::to_string(state.range(1)) + "/real_time";
     InstructionCount ours_instructions(name + " ours"), peer_instructions(name + " peer");
     bool library_first = true;
     const auto timed = [&](bool library) {

@@ -12,7 +12,7 @@
 #include <pavo.h>
 
 /* Written by the callback, read by the main loop: both on the main thread. */
-static int g_step;      /* 0 open, 1 login, 2 categories, 3 done */
+static int g_step; /* 0 open, 1 login, 2 categories, 3 done */
 static int g_failed;
 
 static void start_request(int step)
@@ -25,8 +25,12 @@ static void start_request(int step)
         status = pavo_open(1, OPENMODE_STBCODE, tvid, NULL);
         break;
     }
-    case 1: status = pavo_login(2); break;
-    case 2: status = pavo_querycategorylist(3, "", 1, 20); break;
+    case 1:
+        status = pavo_login(2);
+        break;
+    case 2:
+        status = pavo_querycategorylist(3, "", 1, 20);
+        break;
     }
     if (status != PAVO_STATUS_SUCCESS) {
         fprintf(stderr, "request %d: %s\n", step, pavo_getlasterrortext());

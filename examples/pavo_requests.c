@@ -17,8 +17,9 @@ static tpavo_result* answer(const char* what, pavo_status_t status)
     if (status == PAVO_STATUS_SUCCESS && result != NULL && result->resultcode >= 0)
         return result;
     fprintf(stderr, "%s: %s\n", what,
-            status != PAVO_STATUS_SUCCESS ? pavo_getlasterrortext()
-            : result != NULL && result->resultmsg != NULL ? result->resultmsg : "refused");
+            status != PAVO_STATUS_SUCCESS                 ? pavo_getlasterrortext()
+            : result != NULL && result->resultmsg != NULL ? result->resultmsg
+                                                          : "refused");
     pavo_freeresult(result);
     return NULL;
 }
@@ -114,7 +115,8 @@ int example_queryrelateitemlist(void)
 int example_queryitemdetail(void)
 {
     //! [pavo_queryitemdetail]
-    tpavo_result* r = answer("detail", pavo_queryitemdetail(8, "C0101", PAVO_ITEMTYPE_PROGRAM, "P1001"));
+    tpavo_result* r =
+        answer("detail", pavo_queryitemdetail(8, "C0101", PAVO_ITEMTYPE_PROGRAM, "P1001"));
     if (r == NULL)
         return -1;
     printf("%s\n", r->data.itemdetailresponse->name ? r->data.itemdetailresponse->name : "");
@@ -127,7 +129,7 @@ int example_queryschedulelist(void)
 {
     //! [pavo_queryschedulelist]
     tpavo_result* r = answer("schedules", pavo_queryschedulelist(9, "CH01", "2026-01-02 00:00:00",
-                                                                  "2026-01-03 00:00:00", 1, 50));
+                                                                 "2026-01-03 00:00:00", 1, 50));
     if (r == NULL)
         return -1;
     for (const tpavo_schedule* s = r->data.schedulelistresponse; s != NULL; s = s->next)
@@ -140,8 +142,9 @@ int example_queryschedulelist(void)
 int example_queryplayurl(void)
 {
     //! [pavo_queryplayurl]
-    tpavo_result* r = answer("play", pavo_queryplayurl(10, "C0101", PAVO_ITEMTYPE_PROGRAM, "P1001",
-                                                       "V1", SERVICETYPE_ONLINEPLAY, "", ""));
+    tpavo_result* r =
+        answer("play", pavo_queryplayurl(10, "C0101", PAVO_ITEMTYPE_PROGRAM, "P1001", "V1",
+                                         SERVICETYPE_ONLINEPLAY, "", ""));
     if (r == NULL)
         return -1;
     printf("play %s\n", r->data.playresponse->playurl);
@@ -156,7 +159,8 @@ int example_queryextendservice(void)
     tpavo_result* r = answer("service", pavo_queryextendservice(11, "WEATHER", "city=1"));
     if (r == NULL)
         return -1;
-    printf("%.*s\n", (int)r->datasize, r->data.extserviceresponse ? r->data.extserviceresponse : "");
+    printf("%.*s\n", (int)r->datasize,
+           r->data.extserviceresponse ? r->data.extserviceresponse : "");
     pavo_freeresult(r);
     //! [pavo_queryextendservice]
     return 0;

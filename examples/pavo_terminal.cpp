@@ -134,9 +134,9 @@ int parse_options(int argc, char** argv, Options& options)
         std::string Options::*field;
     };
     static const TextOption kTextOptions[] = {
-        {"--oem", &Options::oem},         {"--terminal-type", &Options::terminal},
-        {"--device-id", &Options::device}, {"--chip", &Options::chip},
-        {"--client", &Options::client},    {"--workdir", &Options::workdir},
+        {"--oem", &Options::oem},           {"--terminal-type", &Options::terminal},
+        {"--device-id", &Options::device},  {"--chip", &Options::chip},
+        {"--client", &Options::client},     {"--workdir", &Options::workdir},
         {"--platform", &Options::platform},
     };
     for (int i = 1; i < argc; ++i) {
@@ -213,8 +213,7 @@ int main(int argc, char** argv)
         {"open account by terminal code", nullptr, request_open, answer_open, kNeedsPlatform},
         {"login", nullptr, request_login, answer_login, kNeedsPlatform},
         {"category list", nullptr, request_categories, answer_categories, kNeedsPlatform},
-        {"sub-categories", nullptr, request_subcategories, answer_subcategories,
-         kNeedsPlatform},
+        {"sub-categories", nullptr, request_subcategories, answer_subcategories, kNeedsPlatform},
         {"programmes with details", nullptr, request_programmes, answer_programmes,
          kNeedsPlatform},
         {"related items", nullptr, request_related, answer_related, kNeedsPlatform},
@@ -224,14 +223,11 @@ int main(int argc, char** argv)
         {"play address", nullptr, request_play, answer_play, kNeedsPlatform},
         {"extended service", nullptr, request_extended, answer_extended, kNeedsPlatform},
         {"recharge", nullptr, request_recharge, answer_recharge, kNeedsPlatform},
-        {"system upgrade check", nullptr, request_upgrade_os, answer_upgrade_os,
-         kNeedsPlatform},
+        {"system upgrade check", nullptr, request_upgrade_os, answer_upgrade_os, kNeedsPlatform},
         {"resource upgrade check", nullptr, request_upgrade_res, answer_upgrade_res,
          kNeedsPlatform},
-        {"download offered resource", nullptr, request_download, answer_download,
-         kNeedsPlatform},
-        {"status report", nullptr, request_report, answer_report,
-         kNeedsPlatform | kNoLastResult},
+        {"download offered resource", nullptr, request_download, answer_download, kNeedsPlatform},
+        {"status report", nullptr, request_report, answer_report, kNeedsPlatform | kNoLastResult},
         {"server time", show_server_time, nullptr, nullptr, kNeedsPlatform},
         {"logout", nullptr, request_logout, answer_logout, kNeedsPlatform},
         {"stop library", stop_library, nullptr, nullptr, kAfterFailure},

@@ -28,10 +28,14 @@ const char* text(const char* value) { return value != nullptr ? value : "-"; }
 const char* state_name(tpavo_state state)
 {
     switch (state) {
-    case PAVO_STATE_NONE: return "none";
-    case PAVO_STATE_INITED: return "inited";
-    case PAVO_STATE_OPENED: return "opened";
-    case PAVO_STATE_LOGINED: return "logined";
+    case PAVO_STATE_NONE:
+        return "none";
+    case PAVO_STATE_INITED:
+        return "inited";
+    case PAVO_STATE_OPENED:
+        return "opened";
+    case PAVO_STATE_LOGINED:
+        return "logined";
     }
     return "unknown";
 }
@@ -78,21 +82,36 @@ int count_clips(const tpavo_videoclip* clip)
 const char* event_name(int eventtype)
 {
     switch (eventtype) {
-    case EPAVO_OPEN: return "open";
-    case EPAVO_LOGIN: return "login";
-    case EPAVO_LOGOUT: return "logout";
-    case EPAVO_RECHARGE: return "recharge";
-    case EPAVO_QUERYCATEGORYLIST: return "category list";
-    case EPAVO_QUERYCATEGORYITEMLIST: return "item list";
-    case EPAVO_QUERYCATEGORYITEMDETAIL: return "item detail";
-    case EPAVO_QUERYRELATEITEMLIST: return "related items";
-    case EPAVO_QUERYSCHEDULELIST: return "schedules";
-    case EPAVO_QUERYPLAYURL: return "play address";
-    case EPAVO_QUERYEXTSERVICE: return "extended service";
-    case EPAVO_RESOURCEDOWNLOAD: return "download";
-    case EPAVO_UPGRADEOS: return "system upgrade";
-    case EPAVO_UPGRADERES: return "resource upgrade";
-    case EPAVO_STATUSREPORT: return "status report";
+    case EPAVO_OPEN:
+        return "open";
+    case EPAVO_LOGIN:
+        return "login";
+    case EPAVO_LOGOUT:
+        return "logout";
+    case EPAVO_RECHARGE:
+        return "recharge";
+    case EPAVO_QUERYCATEGORYLIST:
+        return "category list";
+    case EPAVO_QUERYCATEGORYITEMLIST:
+        return "item list";
+    case EPAVO_QUERYCATEGORYITEMDETAIL:
+        return "item detail";
+    case EPAVO_QUERYRELATEITEMLIST:
+        return "related items";
+    case EPAVO_QUERYSCHEDULELIST:
+        return "schedules";
+    case EPAVO_QUERYPLAYURL:
+        return "play address";
+    case EPAVO_QUERYEXTSERVICE:
+        return "extended service";
+    case EPAVO_RESOURCEDOWNLOAD:
+        return "download";
+    case EPAVO_UPGRADEOS:
+        return "system upgrade";
+    case EPAVO_UPGRADERES:
+        return "resource upgrade";
+    case EPAVO_STATUSREPORT:
+        return "status report";
     }
     return "other";
 }
@@ -481,10 +500,7 @@ bool answer_upgrade_os(Session&, const tpavo_result* result)
     return true;
 }
 
-pavo_status_t request_upgrade_res(Session&, unsigned eventid)
-{
-    return pavo_upgraderes(eventid);
-}
+pavo_status_t request_upgrade_res(Session&, unsigned eventid) { return pavo_upgraderes(eventid); }
 
 bool answer_upgrade_res(Session& session, const tpavo_result* result)
 {
@@ -526,9 +542,9 @@ bool answer_download(Session& session, const tpavo_result* result)
     std::string hash = hash_text;
     std::error_code error;
     auto size = std::filesystem::file_size(session.resource_file, error);
-    printf("  downloaded %s (%llu bytes), SHA-1 %s %s FileHash\n",
-           session.resource_file.c_str(), static_cast<unsigned long long>(error ? 0 : size),
-           hash.c_str(), hash == session.resource_hash ? "matches" : "DOES NOT MATCH");
+    printf("  downloaded %s (%llu bytes), SHA-1 %s %s FileHash\n", session.resource_file.c_str(),
+           static_cast<unsigned long long>(error ? 0 : size), hash.c_str(),
+           hash == session.resource_hash ? "matches" : "DOES NOT MATCH");
     return hash == session.resource_hash;
 }
 

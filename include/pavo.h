@@ -135,10 +135,10 @@ typedef enum {
 
 /** The kind of a catalogue item; tells which member of tpavo_item::detail is set. */
 typedef enum {
-    PAVO_ITEMTYPE_DEFAULT = 0,  /**< unknown; no detail */
-    PAVO_ITEMTYPE_PROGRAM = 1,  /**< a programme (video on demand) */
-    PAVO_ITEMTYPE_CHANNEL = 2,  /**< a live channel */
-    PAVO_ITEMTYPE_SCHEDULE = 3  /**< a schedule entry */
+    PAVO_ITEMTYPE_DEFAULT = 0, /**< unknown; no detail */
+    PAVO_ITEMTYPE_PROGRAM = 1, /**< a programme (video on demand) */
+    PAVO_ITEMTYPE_CHANNEL = 2, /**< a live channel */
+    PAVO_ITEMTYPE_SCHEDULE = 3 /**< a schedule entry */
 } tpavo_itemtype_t;
 
 /** The scope of an event; every delivered answer has EPAVO_SCOPE_RESPONSE. */
@@ -167,15 +167,15 @@ typedef enum {
  * not produced by the library.
  */
 typedef enum {
-    DATATYPE_NORMAL = 0, /**< no data, or a plain block (a download's result has none) */
-    DATATYPE_STRING = 1, /**< a plain text block owned by the result */
-    DATATYPE_OPENRESULT = 2, /**< openresponse: pavo_open() */
-    DATATYPE_LOGINRESULT = 3, /**< loginresponse: pavo_login() */
-    DATATYPE_LOGOUTRESULT = 4, /**< logoutresponse: pavo_logout() */
+    DATATYPE_NORMAL = 0,         /**< no data, or a plain block (a download's result has none) */
+    DATATYPE_STRING = 1,         /**< a plain text block owned by the result */
+    DATATYPE_OPENRESULT = 2,     /**< openresponse: pavo_open() */
+    DATATYPE_LOGINRESULT = 3,    /**< loginresponse: pavo_login() */
+    DATATYPE_LOGOUTRESULT = 4,   /**< logoutresponse: pavo_logout() */
     DATATYPE_RECHARGERESULT = 5, /**< rechargeresponse: pavo_recharge() */
     DATATYPE_QUERYPLAYURLRESULT = 6, /**< playresponse: pavo_queryplayurl() */
-    DATATYPE_CATEGORYLIST = 7, /**< categorylistresponse: pavo_querycategorylist() */
-    DATATYPE_CATEGORY = 8, /**< one category (not produced) */
+    DATATYPE_CATEGORYLIST = 7,       /**< categorylistresponse: pavo_querycategorylist() */
+    DATATYPE_CATEGORY = 8,           /**< one category (not produced) */
     /**
      * itemlistresponse: pavo_querycategoryitemlist(), and pavo_queryrelateitemlist() in
      * synchronous mode
@@ -186,19 +186,19 @@ typedef enum {
      * itemlistresponse: pavo_queryrelateitemlist() through a callback
      */
     DATATYPE_RELATIVEITEMLIST = 11,
-    DATATYPE_CHANNELLIST = 12, /**< channellistresponse (not produced) */
-    DATATYPE_CHANNEL = 13, /**< channelresponse (not produced) */
-    DATATYPE_SCHEDULELIST = 14, /**< schedulelistresponse: pavo_queryschedulelist() */
-    DATATYPE_SCHEDULE = 15, /**< scheduleresponse (not produced) */
-    DATATYPE_PROGRAMLIST = 16, /**< programlistresponse (not produced) */
-    DATATYPE_PROGRAM = 17, /**< programresponse (not produced) */
+    DATATYPE_CHANNELLIST = 12,   /**< channellistresponse (not produced) */
+    DATATYPE_CHANNEL = 13,       /**< channelresponse (not produced) */
+    DATATYPE_SCHEDULELIST = 14,  /**< schedulelistresponse: pavo_queryschedulelist() */
+    DATATYPE_SCHEDULE = 15,      /**< scheduleresponse (not produced) */
+    DATATYPE_PROGRAMLIST = 16,   /**< programlistresponse (not produced) */
+    DATATYPE_PROGRAM = 17,       /**< programresponse (not produced) */
     DATATYPE_VIDEOCLIPLIST = 18, /**< a video clip list (not produced) */
-    DATATYPE_VIDEOCLIP = 19, /**< one video clip (not produced) */
+    DATATYPE_VIDEOCLIP = 19,     /**< one video clip (not produced) */
     /**
      * extserviceresponse: pavo_queryextendservice(), datasize raw bytes
      */
     DATATYPE_EXTSERVICERESULT = 20,
-    DATATYPE_UPGRADEOSRESULT = 21, /**< upgradeosresponse: pavo_upgradeos() */
+    DATATYPE_UPGRADEOSRESULT = 21,  /**< upgradeosresponse: pavo_upgradeos() */
     DATATYPE_UPGRADERESRESULT = 22, /**< upgraderesresponse: pavo_upgraderes() */
     /**
      * reportresponse (not produced: the report leaves no result)
@@ -213,25 +213,25 @@ typedef enum {
  * a media player this library does not include.
  */
 typedef enum {
-    EPAVO_EVENT_BEGIN = -1, /**< lower bound */
-    EPAVO_INIT, /**< start-up (not delivered) */
-    EPAVO_QUERYSTATUS, /**< state probe (not delivered) */
-    EPAVO_LOGIN, /**< answer of pavo_login() */
-    EPAVO_LOGOUT, /**< answer of pavo_logout() */
-    EPAVO_OPEN, /**< answer of pavo_open() */
-    EPAVO_RECHARGE, /**< answer of pavo_recharge() */
-    EPAVO_QUERYCATEGORYLIST, /**< answer of pavo_querycategorylist() */
-    EPAVO_QUERYCATEGORYITEMLIST, /**< answer of pavo_querycategoryitemlist() */
+    EPAVO_EVENT_BEGIN = -1,        /**< lower bound */
+    EPAVO_INIT,                    /**< start-up (not delivered) */
+    EPAVO_QUERYSTATUS,             /**< state probe (not delivered) */
+    EPAVO_LOGIN,                   /**< answer of pavo_login() */
+    EPAVO_LOGOUT,                  /**< answer of pavo_logout() */
+    EPAVO_OPEN,                    /**< answer of pavo_open() */
+    EPAVO_RECHARGE,                /**< answer of pavo_recharge() */
+    EPAVO_QUERYCATEGORYLIST,       /**< answer of pavo_querycategorylist() */
+    EPAVO_QUERYCATEGORYITEMLIST,   /**< answer of pavo_querycategoryitemlist() */
     EPAVO_QUERYCATEGORYITEMDETAIL, /**< answer of pavo_queryitemdetail() */
-    EPAVO_QUERYRELATEITEMLIST, /**< answer of pavo_queryrelateitemlist() */
-    EPAVO_QUERYSCHEDULELIST, /**< answer of pavo_queryschedulelist() */
-    EPAVO_QUERYPLAYURL, /**< answer of pavo_queryplayurl() */
-    EPAVO_QUERYEXTSERVICE, /**< answer of pavo_queryextendservice() */
-    EPAVO_RESOURCEDOWNLOAD, /**< end of pavo_downloadresource(); no result */
-    EPAVO_UPGRADEOS, /**< answer of pavo_upgradeos() */
-    EPAVO_UPGRADERES, /**< answer of pavo_upgraderes() */
-    EPAVO_STATUSREPORT, /**< end of pavo_statusreport(); no result */
-    EPAVO_CLEANUP, /**< shut-down (not delivered) */
+    EPAVO_QUERYRELATEITEMLIST,     /**< answer of pavo_queryrelateitemlist() */
+    EPAVO_QUERYSCHEDULELIST,       /**< answer of pavo_queryschedulelist() */
+    EPAVO_QUERYPLAYURL,            /**< answer of pavo_queryplayurl() */
+    EPAVO_QUERYEXTSERVICE,         /**< answer of pavo_queryextendservice() */
+    EPAVO_RESOURCEDOWNLOAD,        /**< end of pavo_downloadresource(); no result */
+    EPAVO_UPGRADEOS,               /**< answer of pavo_upgradeos() */
+    EPAVO_UPGRADERES,              /**< answer of pavo_upgraderes() */
+    EPAVO_STATUSREPORT,            /**< end of pavo_statusreport(); no result */
+    EPAVO_CLEANUP,                 /**< shut-down (not delivered) */
     /* Media player events, never delivered by this library. */
     EPAVO_MEDIA_INFO_ERROR,
     EPAVO_NO_INDEX,
@@ -378,16 +378,16 @@ typedef struct __pavo_init_param {
     char* oem_name; /**< maker code; first 10 characters of the TVID (left-padded with "0") */
     char* terminal_type; /**< terminal model; next 10 characters of the TVID */
     char* device_id; /**< device serial; last 16 characters of the TVID (a longer value is cut) */
-    char* chipprofile; /**< chip description; first part of the terminal profile */
+    char* chipprofile;   /**< chip description; first part of the terminal profile */
     char* clientprofile; /**< client software description; second part of the terminal profile */
     /**
      * directory of korix.conf (and of pavo.log unless logdirectory says otherwise)
      */
     char* workdirectory;
     char* perpetualdirectory; /**< directory for data kept across power cycles */
-    char* tmpdirectory; /**< directory for temporary files */
-    uint32_t cachesize; /**< accepted and not used */
-    int ipversion; /**< 6 puts "V6" into the TVID, any other value "V4" */
+    char* tmpdirectory;       /**< directory for temporary files */
+    uint32_t cachesize;       /**< accepted and not used */
+    int ipversion;            /**< 6 puts "V6" into the TVID, any other value "V4" */
 } pavo_init_param;
 
 /**
@@ -395,11 +395,11 @@ typedef struct __pavo_init_param {
  * library and are freed when the callback returns.
  */
 typedef struct __pavo_event {
-    uint32_t eventhandle; /**< not filled (0) */
-    tpavo_eventtype eventtype; /**< the request the answer belongs to */
-    tpavo_eventscope eventscope; /**< EPAVO_SCOPE_RESPONSE */
-    int eventid; /**< the eventid the application passed to the request */
-    char extra[128]; /**< not filled (zeros) */
+    uint32_t eventhandle;              /**< not filled (0) */
+    tpavo_eventtype eventtype;         /**< the request the answer belongs to */
+    tpavo_eventscope eventscope;       /**< EPAVO_SCOPE_RESPONSE */
+    int eventid;                       /**< the eventid the application passed to the request */
+    char extra[128];                   /**< not filled (zeros) */
     tpavo_eventdatatype eventdatatype; /**< not filled (0) */
     /**
      * the parsed answer, a tpavo_result*; NULL for downloads, status reports and answers that
@@ -412,9 +412,9 @@ typedef struct __pavo_event {
 /** Answer of pavo_open() (DATATYPE_OPENRESULT). */
 typedef struct __tpavo_openresponse {
     char* serverauthenticator; /**< the platform's authenticator */
-    char* userid; /**< the account's user id (also written to korix.conf) */
-    char* nickname; /**< the subscriber's name */
-    char* accountdesc; /**< description of the account */
+    char* userid;              /**< the account's user id (also written to korix.conf) */
+    char* nickname;            /**< the subscriber's name */
+    char* accountdesc;         /**< description of the account */
     char* aaasrvaddress; /**< address of the account services (also written to korix.conf) */
     /**
      * second address of the account services (also written to korix.conf)
@@ -427,33 +427,33 @@ typedef struct __tpavo_openresponse {
  * authenticator and every address also become session properties (pavo_readprop()).
  */
 typedef struct __tpavo_loginresponse {
-    char* usertoken; /**< the session token sent with every later request */
+    char* usertoken;           /**< the session token sent with every later request */
     char* serverauthenticator; /**< the platform's authenticator */
-    char* userid; /**< the user id */
-    char* usergroup; /**< the user's group */
-    char* userlevel; /**< the user's level */
-    int validpoints; /**< points left on the account */
-    char* actexpireddate; /**< expiry date of the account */
-    char* aaasrvaddress; /**< account services */
-    char* aaasrvaddress2; /**< account services, second address */
-    char* epgsrvaddress; /**< catalogue services */
-    char* epgsrvaddress2; /**< catalogue services, second address */
-    char* playsrvaddress; /**< play address service */
-    char* playsrvaddress2; /**< play address service, second address */
-    char* upgradesrvaddress; /**< upgrade and report services */
-    char* upgradesrvaddress2; /**< upgrade services, second address */
-    char* imgsrvaddress; /**< image server */
-    char* serviceaddress; /**< the extended service */
-    char* drmsrvaddress; /**< DRM server */
-    char* drmsrvaddress2; /**< DRM server, second address */
-    int forcedupgrade; /**< non-zero when the platform demands an upgrade */
+    char* userid;              /**< the user id */
+    char* usergroup;           /**< the user's group */
+    char* userlevel;           /**< the user's level */
+    int validpoints;           /**< points left on the account */
+    char* actexpireddate;      /**< expiry date of the account */
+    char* aaasrvaddress;       /**< account services */
+    char* aaasrvaddress2;      /**< account services, second address */
+    char* epgsrvaddress;       /**< catalogue services */
+    char* epgsrvaddress2;      /**< catalogue services, second address */
+    char* playsrvaddress;      /**< play address service */
+    char* playsrvaddress2;     /**< play address service, second address */
+    char* upgradesrvaddress;   /**< upgrade and report services */
+    char* upgradesrvaddress2;  /**< upgrade services, second address */
+    char* imgsrvaddress;       /**< image server */
+    char* serviceaddress;      /**< the extended service */
+    char* drmsrvaddress;       /**< DRM server */
+    char* drmsrvaddress2;      /**< DRM server, second address */
+    int forcedupgrade;         /**< non-zero when the platform demands an upgrade */
 } tpavo_loginresponse;
 
 /** Answer of pavo_recharge() (DATATYPE_RECHARGERESULT). */
 typedef struct __tpavo_rechargeresponse {
     char* serverauthenticator; /**< the platform's authenticator */
-    int validpoints; /**< points on the account after the recharge */
-    char* actexpireddate; /**< expiry date of the account */
+    int validpoints;           /**< points on the account after the recharge */
+    char* actexpireddate;      /**< expiry date of the account */
 } tpavo_rechargeresponse;
 
 /** Answer of pavo_queryplayurl() (DATATYPE_QUERYPLAYURLRESULT). */
@@ -466,91 +466,92 @@ typedef struct __tpavo_playresponse {
  * (DATATYPE_CATEGORYLIST).
  */
 typedef struct __tpavo_category {
-    char* code; /**< category code, used by the item queries */
-    char* parentcode; /**< code of the parent category */
-    char* name; /**< display name */
-    char* desc; /**< description */
-    char* icon1; /**< icon */
-    char* icon2; /**< focused icon */
-    char* bgimage1; /**< background image */
-    char* bgimage2; /**< second background image */
+    char* code;         /**< category code, used by the item queries */
+    char* parentcode;   /**< code of the parent category */
+    char* name;         /**< display name */
+    char* desc;         /**< description */
+    char* icon1;        /**< icon */
+    char* icon2;        /**< focused icon */
+    char* bgimage1;     /**< background image */
+    char* bgimage2;     /**< second background image */
     char* templatecode; /**< presentation template */
-    int type; /**< kind of content (a tpavo_itemtype_t: 1 programmes, 2 channels) */
-    char haschild; /**< non-zero when the category has sub-categories */
-    struct __tpavo_category* psubcat; /**< first sub-category, when the answer nests them */
+    int type;           /**< kind of content (a tpavo_itemtype_t: 1 programmes, 2 channels) */
+    char haschild;      /**< non-zero when the category has sub-categories */
+    struct __tpavo_category* psubcat;    /**< first sub-category, when the answer nests them */
     struct __tpavo_category* pparentcat; /**< parent category record; not owned */
-    struct __tpavo_category* next; /**< next category, or NULL */
+    struct __tpavo_category* next;       /**< next category, or NULL */
 } tpavo_category;
 
 /** A video clip of a programme or channel: one playable or downloadable version. */
 typedef struct __tpavo_videoclip {
-    int itemtype; /**< type of the item the clip belongs to */
-    char* itemcode; /**< code of that item */
-    char* videocode; /**< clip code, for pavo_queryplayurl() */
-    int type; /**< clip kind */
-    int episodeindex; /**< episode number */
-    int ordercode; /**< order among the clips */
-    int price; /**< price in points */
-    int64_t filesize; /**< size in bytes */
-    char* duration; /**< running time as text */
-    int audiofieldtype; /**< audio field kind */
-    int captioning; /**< captioning kind */
-    char isdrm; /**< non-zero when DRM-protected */
-    char candownload; /**< non-zero when it may be downloaded */
-    char canonlineplay; /**< non-zero when it may be played online */
-    int screenformat; /**< screen format */
-    int bitratetype; /**< bit rate class */
-    int videotype; /**< video kind */
-    int audiotype; /**< audio kind */
-    int resolution; /**< vertical resolution */
+    int itemtype;                   /**< type of the item the clip belongs to */
+    char* itemcode;                 /**< code of that item */
+    char* videocode;                /**< clip code, for pavo_queryplayurl() */
+    int type;                       /**< clip kind */
+    int episodeindex;               /**< episode number */
+    int ordercode;                  /**< order among the clips */
+    int price;                      /**< price in points */
+    int64_t filesize;               /**< size in bytes */
+    char* duration;                 /**< running time as text */
+    int audiofieldtype;             /**< audio field kind */
+    int captioning;                 /**< captioning kind */
+    char isdrm;                     /**< non-zero when DRM-protected */
+    char candownload;               /**< non-zero when it may be downloaded */
+    char canonlineplay;             /**< non-zero when it may be played online */
+    int screenformat;               /**< screen format */
+    int bitratetype;                /**< bit rate class */
+    int videotype;                  /**< video kind */
+    int audiotype;                  /**< audio kind */
+    int resolution;                 /**< vertical resolution */
     struct __tpavo_videoclip* next; /**< next clip, or NULL */
 } tpavo_videoclip;
 
 /** A live channel, the detail of a channel item. */
 typedef struct __tpavo_channel {
-    char* code; /**< channel code, for pavo_queryschedulelist() */
-    char* name; /**< display name */
-    char* desc; /**< description */
-    char* icon1; /**< logo */
-    char* icon2; /**< focused logo */
-    char* bkimage1; /**< background image */
-    char* bkimage2; /**< second background image */
-    int type; /**< channel kind */
-    int timeshiftduration; /**< time-shift window */
-    tpavo_videoclip* pvideoclip; /**< the channel's clips */
+    char* code;                   /**< channel code, for pavo_queryschedulelist() */
+    char* name;                   /**< display name */
+    char* desc;                   /**< description */
+    char* icon1;                  /**< logo */
+    char* icon2;                  /**< focused logo */
+    char* bkimage1;               /**< background image */
+    char* bkimage2;               /**< second background image */
+    int type;                     /**< channel kind */
+    int timeshiftduration;        /**< time-shift window */
+    tpavo_videoclip* pvideoclip;  /**< the channel's clips */
     struct __tpavo_channel* next; /**< next channel, or NULL */
 } tpavo_channel;
 
-/** One schedule entry, in the list answered by pavo_queryschedulelist() (DATATYPE_SCHEDULELIST). */
+/** One schedule entry, in the list answered by pavo_queryschedulelist() (DATATYPE_SCHEDULELIST).
+ */
 typedef struct __tpavo_schedule {
-    char* name; /**< title of the broadcast */
-    char* channelcode; /**< code of its channel */
-    char* desc; /**< description */
-    char* starttime; /**< start, "YYYY-MM-DD hh:mm:ss" as the platform sends it */
-    char* endtime; /**< end, in the same form */
+    char* name;                    /**< title of the broadcast */
+    char* channelcode;             /**< code of its channel */
+    char* desc;                    /**< description */
+    char* starttime;               /**< start, "YYYY-MM-DD hh:mm:ss" as the platform sends it */
+    char* endtime;                 /**< end, in the same form */
     struct __tpavo_schedule* next; /**< next entry, or NULL */
 } tpavo_schedule;
 
 /** A programme (video on demand), the detail of a programme item. */
 typedef struct __tpavo_program {
-    char* code; /**< programme code */
-    char* name; /**< title */
-    int type; /**< programme kind */
-    int episodenum; /**< number of episodes */
-    char* actor; /**< cast */
-    char* director; /**< director */
-    char* region; /**< region of origin */
-    char* language; /**< language */
-    char* programtype; /**< genre */
-    char* keywords; /**< search words */
-    char* ratinglevel; /**< rating */
-    char* desc; /**< description */
-    int status; /**< availability */
-    char* smallimage1; /**< small poster */
-    char* smallimage2; /**< second small poster */
-    char* bigimage1; /**< large poster */
-    char* bigimage2; /**< second large poster */
-    tpavo_videoclip* pvideoclip; /**< the programme's clips */
+    char* code;                   /**< programme code */
+    char* name;                   /**< title */
+    int type;                     /**< programme kind */
+    int episodenum;               /**< number of episodes */
+    char* actor;                  /**< cast */
+    char* director;               /**< director */
+    char* region;                 /**< region of origin */
+    char* language;               /**< language */
+    char* programtype;            /**< genre */
+    char* keywords;               /**< search words */
+    char* ratinglevel;            /**< rating */
+    char* desc;                   /**< description */
+    int status;                   /**< availability */
+    char* smallimage1;            /**< small poster */
+    char* smallimage2;            /**< second small poster */
+    char* bigimage1;              /**< large poster */
+    char* bigimage2;              /**< second large poster */
+    tpavo_videoclip* pvideoclip;  /**< the programme's clips */
     struct __tpavo_program* next; /**< next programme, or NULL */
 } tpavo_program;
 
@@ -559,22 +560,22 @@ typedef struct __tpavo_program {
  * the answer of pavo_queryitemdetail() (DATATYPE_ITEM).
  */
 typedef struct __tpavo_item {
-    int type; /**< a tpavo_itemtype_t; names the member of detail that is set */
-    char* code; /**< item code */
+    int type;         /**< a tpavo_itemtype_t; names the member of detail that is set */
+    char* code;       /**< item code */
     char* parentcode; /**< code of its category */
-    char* name; /**< display name */
-    char* starttime; /**< start (schedule items) */
-    char* endtime; /**< end (schedule items) */
-    char* desc; /**< description */
-    char* icon1; /**< icon */
-    char* icon2; /**< focused icon */
-    char* summary; /**< short text */
-    int flag; /**< marker set by the platform (for example new) */
+    char* name;       /**< display name */
+    char* starttime;  /**< start (schedule items) */
+    char* endtime;    /**< end (schedule items) */
+    char* desc;       /**< description */
+    char* icon1;      /**< icon */
+    char* icon2;      /**< focused icon */
+    char* summary;    /**< short text */
+    int flag;         /**< marker set by the platform (for example new) */
     union {
-        tpavo_program* program; /**< PAVO_ITEMTYPE_PROGRAM */
-        tpavo_channel* channel; /**< PAVO_ITEMTYPE_CHANNEL */
+        tpavo_program* program;   /**< PAVO_ITEMTYPE_PROGRAM */
+        tpavo_channel* channel;   /**< PAVO_ITEMTYPE_CHANNEL */
         tpavo_schedule* schedule; /**< PAVO_ITEMTYPE_SCHEDULE */
-        void* ptr; /**< untyped */
+        void* ptr;                /**< untyped */
     } detail; /**< the programme, channel or schedule; NULL without details (withdetail 0) */
     struct __tpavo_item* next; /**< next item, or NULL */
 } tpavo_item;
@@ -582,18 +583,18 @@ typedef struct __tpavo_item {
 /* "lastedversion", upgrademode/updatemode: the platform's names, kept. */
 /** Answer of pavo_upgradeos() (DATATYPE_UPGRADEOSRESULT): the offered system image. */
 typedef struct __tpavo_upgradeosresponse {
-    int upgrademode; /**< how to upgrade, as the platform says */
+    int upgrademode;     /**< how to upgrade, as the platform says */
     char* lastedversion; /**< the offered version */
-    char* fileurl; /**< where to fetch it (pavo_downloadresource()) */
-    char* filehash; /**< its SHA-1, 40 upper-case hexadecimal characters */
+    char* fileurl;       /**< where to fetch it (pavo_downloadresource()) */
+    char* filehash;      /**< its SHA-1, 40 upper-case hexadecimal characters */
 } tpavo_upgradeosresponse;
 
 /** Answer of pavo_upgraderes() (DATATYPE_UPGRADERESRESULT): the offered resource package. */
 typedef struct __tpavo_upgraderesresponse {
-    int updatemode; /**< how to update, as the platform says */
+    int updatemode;      /**< how to update, as the platform says */
     char* lastedversion; /**< the offered version */
-    char* fileurl; /**< where to fetch it (pavo_downloadresource()) */
-    char* filehash; /**< its SHA-1, 40 upper-case hexadecimal characters */
+    char* fileurl;       /**< where to fetch it (pavo_downloadresource()) */
+    char* filehash;      /**< its SHA-1, 40 upper-case hexadecimal characters */
 } tpavo_upgraderesresponse;
 
 /** Record of a status report answer; not produced (the report leaves no result). */
@@ -630,7 +631,7 @@ typedef struct __tpavo_result {
      * the platform's result code; negative is a refusal (the record may then hold no data)
      */
     int resultcode;
-    char* resultmsg; /**< the platform's message, or NULL */
+    char* resultmsg;         /**< the platform's message, or NULL */
     tpavo_datatype datatype; /**< what data holds; read the union member it names */
     /**
      * size of data where it is a plain block (the extended service's raw answer)
@@ -638,36 +639,36 @@ typedef struct __tpavo_result {
     uint32_t datasize;
     pavo_data_freeproc freeproc; /**< releases data; called by pavo_freeresult() */
     pavo_data_dumpproc dumpproc; /**< prints data to the log; called by pavo_dumpresult() */
-    tpavo_httpecode httpecode; /**< outcome of the transfer (libcurl's code) */
-    long httpretcode; /**< HTTP status of the answer */
-    int totalcount; /**< entries on the platform (list answers) */
-    int datacount; /**< entries in this answer (list answers) */
-    int pageindex; /**< page of this answer (list answers) */
-    int pagesize; /**< page size of this answer (list answers) */
+    tpavo_httpecode httpecode;   /**< outcome of the transfer (libcurl's code) */
+    long httpretcode;            /**< HTTP status of the answer */
+    int totalcount;              /**< entries on the platform (list answers) */
+    int datacount;               /**< entries in this answer (list answers) */
+    int pageindex;               /**< page of this answer (list answers) */
+    int pagesize;                /**< page size of this answer (list answers) */
     union {
-        tpavo_openresponse* openresponse; /**< DATATYPE_OPENRESULT */
-        tpavo_loginresponse* loginresponse; /**< DATATYPE_LOGINRESULT */
+        tpavo_openresponse* openresponse;         /**< DATATYPE_OPENRESULT */
+        tpavo_loginresponse* loginresponse;       /**< DATATYPE_LOGINRESULT */
         tpavo_rechargeresponse* rechargeresponse; /**< DATATYPE_RECHARGERESULT */
-        tpavo_playresponse* playresponse; /**< DATATYPE_QUERYPLAYURLRESULT */
-        tpavo_category* categorylistresponse; /**< DATATYPE_CATEGORYLIST */
-        tpavo_item* itemlistresponse; /**< DATATYPE_ITEMLIST and DATATYPE_RELATIVEITEMLIST */
+        tpavo_playresponse* playresponse;         /**< DATATYPE_QUERYPLAYURLRESULT */
+        tpavo_category* categorylistresponse;     /**< DATATYPE_CATEGORYLIST */
+        tpavo_item* itemlistresponse;   /**< DATATYPE_ITEMLIST and DATATYPE_RELATIVEITEMLIST */
         tpavo_item* itemdetailresponse; /**< DATATYPE_ITEM */
         tpavo_schedule* schedulelistresponse; /**< DATATYPE_SCHEDULELIST */
-        tpavo_schedule* scheduleresponse; /**< DATATYPE_SCHEDULE */
-        tpavo_program* programlistresponse; /**< DATATYPE_PROGRAMLIST */
-        tpavo_program* programresponse; /**< DATATYPE_PROGRAM */
-        tpavo_channel* channellistresponse; /**< DATATYPE_CHANNELLIST */
-        tpavo_channel* channelresponse; /**< DATATYPE_CHANNEL */
+        tpavo_schedule* scheduleresponse;     /**< DATATYPE_SCHEDULE */
+        tpavo_program* programlistresponse;   /**< DATATYPE_PROGRAMLIST */
+        tpavo_program* programresponse;       /**< DATATYPE_PROGRAM */
+        tpavo_channel* channellistresponse;   /**< DATATYPE_CHANNELLIST */
+        tpavo_channel* channelresponse;       /**< DATATYPE_CHANNEL */
         /**
          * DATATYPE_EXTSERVICERESULT: datasize bytes, not NUL-terminated
          */
         char* extserviceresponse;
-        tpavo_upgradeosresponse* upgradeosresponse; /**< DATATYPE_UPGRADEOSRESULT */
+        tpavo_upgradeosresponse* upgradeosresponse;   /**< DATATYPE_UPGRADEOSRESULT */
         tpavo_upgraderesresponse* upgraderesresponse; /**< DATATYPE_UPGRADERESRESULT */
-        tpavo_reportresponse* reportresponse; /**< DATATYPE_STATUSREPORTRESULT */
-        tpavo_logoutresponse* logoutresponse; /**< DATATYPE_LOGOUTRESULT */
-        void* ptr; /**< any datatype, untyped */
-    } data; /**< the answer record, or NULL */
+        tpavo_reportresponse* reportresponse;         /**< DATATYPE_STATUSREPORTRESULT */
+        tpavo_logoutresponse* logoutresponse;         /**< DATATYPE_LOGOUTRESULT */
+        void* ptr;                                    /**< any datatype, untyped */
+    } data;                                           /**< the answer record, or NULL */
 } tpavo_result;
 
 /**
@@ -925,17 +926,17 @@ int pavo_get_time(struct timeval* tv);
 
 /** Counters of one request kind since start-up or pavo_resetstats(). */
 typedef struct {
-    unsigned long long requests;     /**< requests the application made */
-    unsigned long long successes;    /**< answers with a result code of 0 or more */
-    unsigned long long connection;   /**< ended by a failed connection (refused, reset, no name) */
-    unsigned long long timeout;      /**< ended by a time-out (libcurl code 28) */
-    unsigned long long httpstatus;   /**< ended by an HTTP status other than 200 */
-    unsigned long long parse;        /**< answers that could not be read */
-    unsigned long long refused;      /**< answers with a negative result code */
-    unsigned long long attempts;     /**< transfers made, repeats and failovers included */
-    unsigned long long retries;      /**< repeats after a back-off delay ("retries") */
-    unsigned long long failovers;    /**< transfers sent to the other address ("failover") */
-    unsigned long long relogins;     /**< requests repeated after a re-login ("reloginon") */
+    unsigned long long requests;   /**< requests the application made */
+    unsigned long long successes;  /**< answers with a result code of 0 or more */
+    unsigned long long connection; /**< ended by a failed connection (refused, reset, no name) */
+    unsigned long long timeout;    /**< ended by a time-out (libcurl code 28) */
+    unsigned long long httpstatus; /**< ended by an HTTP status other than 200 */
+    unsigned long long parse;      /**< answers that could not be read */
+    unsigned long long refused;    /**< answers with a negative result code */
+    unsigned long long attempts;   /**< transfers made, repeats and failovers included */
+    unsigned long long retries;    /**< repeats after a back-off delay ("retries") */
+    unsigned long long failovers;  /**< transfers sent to the other address ("failover") */
+    unsigned long long relogins;   /**< requests repeated after a re-login ("reloginon") */
 } pavo_stats_kind;
 
 /** Percentiles of one transfer phase, in microseconds from the transfer's start. */
@@ -949,8 +950,8 @@ typedef struct {
 /** What pavo_getstats() reports. Timings cover the latest PAVO_STATS_WINDOW transfers. */
 typedef struct {
     pavo_stats_kind kinds[PAVO_STATS_KINDS]; /**< per tpavo_eventtype */
-    unsigned long long logins;   /**< re-logins the library made itself ("reloginon") */
-    unsigned long long samples;  /**< transfers behind the timings (at most the window) */
+    unsigned long long logins;    /**< re-logins the library made itself ("reloginon") */
+    unsigned long long samples;   /**< transfers behind the timings (at most the window) */
     pavo_stats_timing namelookup; /**< name resolved */
     pavo_stats_timing connect;    /**< connection made */
     pavo_stats_timing tls;        /**< TLS handshake done (0 for http) */
@@ -1634,11 +1635,11 @@ uint64_t pavo_convert_to_bigendian(uint64_t num);
  * The state of a SHA-1 or HMAC-SHA1 computation.
  */
 typedef struct {
-    uint32_t total[2]; /**< bytes processed */
-    uint32_t state[5]; /**< intermediate digest */
+    uint32_t total[2];        /**< bytes processed */
+    uint32_t state[5];        /**< intermediate digest */
     unsigned char buffer[64]; /**< block being filled */
-    unsigned char ipad[64]; /**< HMAC inner padding */
-    unsigned char opad[64]; /**< HMAC outer padding */
+    unsigned char ipad[64];   /**< HMAC inner padding */
+    unsigned char opad[64];   /**< HMAC outer padding */
 } pavo_sha1context;
 
 /**
@@ -1770,18 +1771,18 @@ void dump_videoclip(tpavo_videoclip* videoclip);
 
 typedef struct __handle_mymempool {
     int unused;
-} *HMYMEMPOOL;
+} * HMYMEMPOOL;
 typedef struct __mymutex_handle_ {
     int unused;
-} *HMYMUTEX;
+} * HMYMUTEX;
 
 typedef void* (*mymalloc)(size_t size, void* context_data);
 typedef void (*myfree)(void* ptr, void* context_data);
 typedef void (*mempool_view)(void* context_data, void* info, size_t info_size);
 typedef void (*mempool_destroy)(void* context_data);
 
-HMYMEMPOOL MyMemPoolConstruct(mymalloc malloc_helper, myfree free_helper,
-                              mempool_destroy destroy, mempool_view view, void* context_data);
+HMYMEMPOOL MyMemPoolConstruct(mymalloc malloc_helper, myfree free_helper, mempool_destroy destroy,
+                              mempool_view view, void* context_data);
 void MyMemePoolDestruct(HMYMEMPOOL hm);
 void MyMemPoolView(HMYMEMPOOL hm, void* info, size_t info_size);
 void* MyMemPoolMalloc(HMYMEMPOOL hm, size_t size);

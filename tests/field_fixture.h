@@ -4,12 +4,11 @@
 #ifndef PAVO_TEST_FIELD_FIXTURE_H
 #define PAVO_TEST_FIELD_FIXTURE_H
 
-
 #include <string>
 
+#include "service/pavo_upload.h"
 #include "service_fixture.h"
 #include "support/temp_dir.h"
-#include "service/pavo_upload.h"
 
 inline size_t count_of(const std::string& text, const std::string& part)
 {

@@ -117,9 +117,9 @@ TEST(FleetRetry, DelayIsDrawnWithinTheCappedExponentialBound)
         long retry_after;
         unsigned long long random;
         long delay;
-    } const rows[] = {{0, -1, 0, 0},           {0, -1, 500, 500},      {0, -1, 501, 0},
-                      {3, -1, 4000, 4000},     {3, -1, 4001, 0},       {7, -1, 30000, 30000},
-                      {40, -1, 30001, 0},      {40, -1, 29999, 29999}, {1, 7, 0, 7000},
+    } const rows[] = {{0, -1, 0, 0},          {0, -1, 500, 500},      {0, -1, 501, 0},
+                      {3, -1, 4000, 4000},    {3, -1, 4001, 0},       {7, -1, 30000, 30000},
+                      {40, -1, 30001, 0},     {40, -1, 29999, 29999}, {1, 7, 0, 7000},
                       {1, 1000, 1000, 301000}};
     g_pavo_env.retrybase = 500;
     g_pavo_env.retrycap = 30000;
@@ -131,11 +131,11 @@ TEST(FleetRetry, DelayIsDrawnWithinTheCappedExponentialBound)
 struct FailoverCase {
     const char* name;
     const char* service;
-    const char* outage;     // mode; "dead": the primary address refuses connections
-    bool recharge;          // else a catalogue query
+    const char* outage;  // mode; "dead": the primary address refuses connections
+    bool recharge;       // else a catalogue query
     const char* failover;
     int status;
-    long backup;            // requests the backup saw
+    long backup;  // requests the backup saw
     long charges;
 };
 
@@ -165,20 +165,22 @@ TEST_F(FleetSim, FailoverSendsOnceToTheSecondAddressWhenTheRequestMayGoAgain)
                            ("http://127.0.0.1:" + std::to_string(refused_port())).c_str());
         else
             sim_->set_outage(c.service, c.outage);
-        auto request = [&] { return c.recharge ? pavo_recharge(3, 1, "10")
-                                               : pavo_querycategorylist(3, "", 1, 5); };
+        auto request = [&] {
+            return c.recharge ? pavo_recharge(3, 1, "10") : pavo_querycategorylist(3, "", 1, 5);
+        };
         EXPECT_EQ(request(), c.status);
         SimCounts counts = sim_->counts();
         EXPECT_EQ(counts.services[c.service].backup, c.backup);
         EXPECT_EQ(counts.charges, c.charges);
-        EXPECT_EQ(pavo_getlastaddress(), c.backup != 0 ? sim_->backup_url()
-                                                       : property(property_name.c_str()));
+        EXPECT_EQ(pavo_getlastaddress(),
+                  c.backup != 0 ? sim_->backup_url() : property(property_name.c_str()));
         if (c.backup == 0)
             continue;
         const long primary = counts.services[c.service].primary;
         EXPECT_EQ(request(), PAVO_STATUS_SUCCESS);
         EXPECT_EQ(sim_->counts().services[c.service].primary, primary) << "held";
-        EXPECT_EQ(kind_stats(c.recharge ? EPAVO_RECHARGE : EPAVO_QUERYCATEGORYLIST).failovers, 1u);
+        EXPECT_EQ(kind_stats(c.recharge ? EPAVO_RECHARGE : EPAVO_QUERYCATEGORYLIST).failovers,
+                  1u);
         pavo_cleanup();  // the hold ends with the library
         SetUp();
     }
@@ -226,29 +228,30 @@ TEST_F(FleetSim, RechargeIsSentOnceUnderEveryFault)
     struct {
         const char* fault;  // path fault query, or "outage:MODE"
         long charges;
-    } const rows[] = {{"status=503", 0}, {"status=502", 0}, {"status=504", 0},
-                      {"status=429", 0}, {"close=1", 0},     {"body=cut", 1},
+    } const rows[] = {{"status=503", 0},     {"status=502", 0}, {"status=504", 0},
+                      {"status=429", 0},     {"close=1", 0},    {"body=cut", 1},
                       {"body=truncated", 1}, {"body=short", 1}, {"outage:refuse", 0},
                       {"outage:503", 0}};
     // Keys at 0 too: a kept connection must not send it twice either.
     for (const bool fleet : {false, true})
-    for (const auto& row : rows) {
-        SCOPED_TRACE(std::string(row.fault) + (fleet ? " fleet" : ""));
-        sim_->reset();
-        open_and_login();
-        if (fleet)
-            set_keys({{"retries", "3"}, {"retrybase", "1"}, {"retrycap", "2"}, {"failover", "1"}});
-        const std::string fault = row.fault;
-        if (fault.rfind("outage:", 0) == 0)
-            sim_->set_outage("aaa", fault.substr(7));
-        else
-            httplib::Client(sim_->base_url())
-                .Post("/_control/fault?path=/Service/Recharge&" + fault, "", "text/plain");
-        pavo_recharge(3, 1, "10");
-        SimCounts counts = sim_->counts();
-        EXPECT_EQ(counts.paths["/Service/Recharge"], 1);
-        EXPECT_EQ(counts.charges, row.charges);
-    }
+        for (const auto& row : rows) {
+            SCOPED_TRACE(std::string(row.fault) + (fleet ? " fleet" : ""));
+            sim_->reset();
+            open_and_login();
+            if (fleet)
+                set_keys(
+                    {{"retries", "3"}, {"retrybase", "1"}, {"retrycap", "2"}, {"failover", "1"}});
+            const std::string fault = row.fault;
+            if (fault.rfind("outage:", 0) == 0)
+                sim_->set_outage("aaa", fault.substr(7));
+            else
+                httplib::Client(sim_->base_url())
+                    .Post("/_control/fault?path=/Service/Recharge&" + fault, "", "text/plain");
+            pavo_recharge(3, 1, "10");
+            SimCounts counts = sim_->counts();
+            EXPECT_EQ(counts.paths["/Service/Recharge"], 1);
+            EXPECT_EQ(counts.charges, row.charges);
+        }
 }
 
 // Expired sessions: one login for all threads, each request repeated once with the new token;
@@ -260,8 +263,8 @@ TEST_F(FleetSim, ExpiryTriggersExactlyOneSharedLogin)
         bool login_fails;
         long logins;
         int code;
-    } const rows[] = {{"-7", false, 1, 0}, {"", false, 0, -7}, {"-12,-7", true, 0, -7},
-                      {"-12", false, 0, -7}};
+    } const rows[] = {
+        {"-7", false, 1, 0}, {"", false, 0, -7}, {"-12,-7", true, 0, -7}, {"-12", false, 0, -7}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.reloginon);
         sim_->reset();
@@ -317,8 +320,8 @@ TEST_F(FleetSim, AsynchronousRepeatsWaitOffTheWorkers)
     sim_->set_outage("play", "503", 0, 100);
     for (unsigned id = 1; id <= 3; ++id)  // never joined: the 100-second pause holds them
         std::thread([id] {
-            pavo_queryplayurl(id, "C0101", PAVO_ITEMTYPE_PROGRAM, "P1001", "", SERVICETYPE_ONLINEPLAY,
-                              "", "");
+            pavo_queryplayurl(id, "C0101", PAVO_ITEMTYPE_PROGRAM, "P1001", "",
+                              SERVICETYPE_ONLINEPLAY, "", "");
         }).detach();
     while (sim_->counts().services["play"].primary < 3)
         std::this_thread::yield();

@@ -26,12 +26,17 @@ TEST(PublicHeader, CompilesAsCWithTheSameLayout)
 TEST(PublicHeader, EnumeratorsKeepTheirDocumentedValues)
 {
     // An enumerator dropped or inserted anywhere shifts one of these.
-    const int values[][2] = {
-        {EPAVO_EVENT_BEGIN, -1}, {EPAVO_OPEN, 4}, {EPAVO_CLEANUP, 17}, {EPAOV_DATA_TIMEOUT, 34},
-        {EPAVO_QUIT, 45}, {PAVO_HTTPE_GOT_NOTHING, 52}, {PAVO_HTTPE_LAST, 84},
-        {DATATYPE_STATUSREPORTRESULT, 23}, {PAVO_STATUS_FAILURE_ALREADYINITED, -5},
-        {PLAYERTYPE_EMBEDED, 2}, {PAVO_CALLBACK_EXCEPTION, 7}};
+    const int values[][2] = {{EPAVO_EVENT_BEGIN, -1},
+                             {EPAVO_OPEN, 4},
+                             {EPAVO_CLEANUP, 17},
+                             {EPAOV_DATA_TIMEOUT, 34},
+                             {EPAVO_QUIT, 45},
+                             {PAVO_HTTPE_GOT_NOTHING, 52},
+                             {PAVO_HTTPE_LAST, 84},
+                             {DATATYPE_STATUSREPORTRESULT, 23},
+                             {PAVO_STATUS_FAILURE_ALREADYINITED, -5},
+                             {PLAYERTYPE_EMBEDED, 2},
+                             {PAVO_CALLBACK_EXCEPTION, 7}};
     for (const auto& v : values)
         EXPECT_EQ(v[0], v[1]);
 }
-

@@ -61,7 +61,9 @@ TEST_F(IniFile, NewKeyFoldsDoublePercentInTheRestOfTheFile)
 TEST_F(IniFile, NamesMatchByTheFilesPrefixAndCommentsAreSkipped)
 {
     // value: null when not found.
-    const struct { const char *text, *section, *key, *value; } cases[] = {
+    const struct {
+        const char *text, *section, *key, *value;
+    } cases[] = {
         {"[sys]\nuserid=9\n", "system", "userid", "9"},
         {"[system]\naaasrvaddress=A\naaasrvaddress2=B\n", "system", "aaasrvaddress2", "A"},
         {"[]\nkey=empty-header\n", "anything", "key", "empty-header"},
@@ -69,7 +71,7 @@ TEST_F(IniFile, NamesMatchByTheFilesPrefixAndCommentsAreSkipped)
         {";userid=1\n[system]\n;userid=2\n=userid\nnoequals\nuserid=3\n[next]\nk=v\n", "system",
          "userid", "3"},
         {"[system]\n;userid=1\n[other]\nuserid=2\n", "system", "userid", nullptr},
-        {"[system]\n;userid=1\n", "system", ";userid", nullptr},   // a comment is no key
+        {"[system]\n;userid=1\n", "system", ";userid", nullptr},  // a comment is no key
         {"[system]\na=1\n[other]\n[system]\nuserid=5\n", "system", "userid", "5"},  // namesake
     };
     for (const auto& c : cases) {
@@ -112,7 +114,8 @@ TEST_F(IniFile, WritesAreBoundedAndAnUnwritablePathReportsZero)
     // A value beyond the 64 KiB text buffer is cut there instead of overflowing.
     write("system", "k", std::string(70000, 'v').c_str());
     EXPECT_EQ(read_file(conf_).size(), 64u * 1024u - 1u);
-    EXPECT_EQ(write_profile_string("system", "k", "v", dir_.file("no/dir/korix.conf").c_str()), 0);
+    EXPECT_EQ(write_profile_string("system", "k", "v", dir_.file("no/dir/korix.conf").c_str()),
+              0);
 }
 
 // Every line break, a byte that ends the text, names that read as something
@@ -137,11 +140,14 @@ TEST_F(IniFile, WholeWriterLandsAnEntryWholeOrLeavesTheFileAsItWas)
         {"key opening a comment", base, "system", ";k", "x", nullptr},
         {"key with LF", base, "system", "k\nopenurl", "x", nullptr},
         {"section holding ]", base, "sys]tem", "k", "x", nullptr},
-        {"NUL in the file", std::string(base).insert(9, 1, '\0'), "system", "userid", "2", nullptr},
-        {"0xFF in the file", std::string(base).insert(9, 1, '\xff'), "system", "userid", "2", nullptr},
+        {"NUL in the file", std::string(base).insert(9, 1, '\0'), "system", "userid", "2",
+         nullptr},
+        {"0xFF in the file", std::string(base).insert(9, 1, '\xff'), "system", "userid", "2",
+         nullptr},
         {"file past the limit", past_limit, "system", "userid", "2", nullptr},
         {"header without ] at the end", "[system", "system", "userid", "2", nullptr},
-        {"value starting [", base, "system", "userid", "[x]", "[system]\nuserid=[x]\nopenurl=x\n"},
+        {"value starting [", base, "system", "userid", "[x]",
+         "[system]\nuserid=[x]\nopenurl=x\n"},
         {"replaced", base, "system", "userid", "7", "[system]\nuserid=7\nopenurl=x\n"},
         {"new key", base, "system", "k", "v", "[system]\nk=v\nuserid=1\nopenurl=x\n"},
     };
@@ -154,7 +160,8 @@ TEST_F(IniFile, WholeWriterLandsAnEntryWholeOrLeavesTheFileAsItWas)
                   row.after != nullptr ? 1 : 0);
         EXPECT_EQ(read_file(conf_), row.after != nullptr ? std::string(row.after) : row.file);
         struct stat after;
-        EXPECT_TRUE(stat(conf_.c_str(), &after) == 0 && (after.st_mode & 0777) == 0640) << "mode kept";
+        EXPECT_TRUE(stat(conf_.c_str(), &after) == 0 && (after.st_mode & 0777) == 0640)
+            << "mode kept";
     }
 }
 
@@ -172,7 +179,8 @@ TEST_F(IniFile, EveryNumberKeyTakesItsDocumentedValue)
         if (number_key(field))
             text += field.name + ("=" + std::to_string(field.documented_value)) + "\n";
     write_file(conf_, text);
-    ASSERT_EQ(pavo_test::start_library(dir_.path(), "oem", "type", "device", "chip", "client"), 0);
+    ASSERT_EQ(pavo_test::start_library(dir_.path(), "oem", "type", "device", "chip", "client"),
+              0);
     for (const pavo_session_field& field : g_pavo_fields) {
         if (!number_key(field))
             continue;

@@ -22,7 +22,8 @@ protected:
     // korix.conf with these "key=value\n" lines; the log always goes to the test's directory.
     void write_conf(const std::string& keys)
     {
-        write_file(dir_.file("korix.conf"), "[system]\n" + keys + "logdirectory=" + dir_.path() + "\n");
+        write_file(dir_.file("korix.conf"),
+                   "[system]\n" + keys + "logdirectory=" + dir_.path() + "\n");
     }
     pavo_status_t start()
     {
@@ -66,8 +67,13 @@ TEST_F(Lifecycle, StartAndCleanupMoveBetweenNoneAndInited)
 
 TEST_F(Lifecycle, TvidPadsAndCutsEachPartAndCopiesInitStringsLiterally)
 {
-    const struct { const char *oem, *terminal, *device; int ipversion; const char* tvid; } cases[] = {
-        {"1234567", "ABCDEFG", "ABCDEFGHIJKLMNOPQRST", 6, "0001234567000ABCDEFGV6ABCDEFGHIJKLMNOP"},
+    const struct {
+        const char *oem, *terminal, *device;
+        int ipversion;
+        const char* tvid;
+    } cases[] = {
+        {"1234567", "ABCDEFG", "ABCDEFGHIJKLMNOPQRST", 6,
+         "0001234567000ABCDEFGV6ABCDEFGHIJKLMNOP"},
         {"OEMNAMEISLONG", "TERMINAL-TYPE-X", "D", 4, "OEMNAMEISLTERMINAL-TV4000000000000000D"},
         {nullptr, "", nullptr, 0, "00000000000000000000V40000000000000000"},
         {"50%%", "%s%n", "123456789ABCD", 4, "000000050%000000%s%nV4000123456789ABCD"},
@@ -88,9 +94,17 @@ TEST_F(Lifecycle, QueueSizeIsAtLeastOneHundredAndLogModeZeroOrAbsentMeansConsole
 {
     int tpavo_env::*queue = &tpavo_env::msgqueuesize;
     int tpavo_env::*log = &tpavo_env::logmode;
-    const struct { const char* keys; int tpavo_env::*field; int expected; } cases[] = {
-        {"", queue, 100}, {"msgqueuesize=100\n", queue, 100}, {"msgqueuesize=101\n", queue, 101},
-        {"msgqueuesize=lots\n", queue, 100}, {"", log, 1}, {"logmode=0\n", log, 1},
+    const struct {
+        const char* keys;
+        int tpavo_env::*field;
+        int expected;
+    } cases[] = {
+        {"", queue, 100},
+        {"msgqueuesize=100\n", queue, 100},
+        {"msgqueuesize=101\n", queue, 101},
+        {"msgqueuesize=lots\n", queue, 100},
+        {"", log, 1},
+        {"logmode=0\n", log, 1},
         {"logmode=3\n", log, 3},
     };
     for (const auto& c : cases) {
@@ -112,7 +126,8 @@ TEST_F(Lifecycle, AnyKorixConfStartsWithTheKeysReadSoFar)
     std::string binary;  // every byte value
     for (int i = 0; i < 200000; ++i)
         binary += static_cast<char>(i * 131 + 1);
-    const std::pair<std::string, bool> rows[] = {  // the file, and whether it is noticed
+    const std::pair<std::string, bool> rows[] = {
+        // the file, and whether it is noticed
         {head + ";" + std::string(16 << 20, 'p') + "\nmaxrecords=5\n", true},
         {head + ";" + std::string(65536 - head.size() - 2, 'p') + "\n", true},
         {head + ";" + std::string(65535 - head.size() - 2, 'p') + "\n", false},
@@ -143,10 +158,11 @@ TEST_F(Lifecycle, FileLogIsTruncatedAndHoldsOnlyBareInformationTextWhileConsoleG
     pavo_log_debug("a debug line\r\n");
     pavo_log_info("an information %s %d\r\n", "line", 2);
     log_info("console only %d\r\n", 3);  // the second set ignores the log mode
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "\033[1;31man error 1\r\n\033[0m\033[1;33ma warning\r\n\033[0ma debug line\r\n\033[0m"
-              "\033[1;32m\033[0m"  // file only: information shows its bare colours
-              "\033[1;32mconsole only 3\r\n\033[0m");
+    EXPECT_EQ(
+        testing::internal::GetCapturedStdout(),
+        "\033[1;31man error 1\r\n\033[0m\033[1;33ma warning\r\n\033[0ma debug line\r\n\033[0m"
+        "\033[1;32m\033[0m"  // file only: information shows its bare colours
+        "\033[1;32mconsole only 3\r\n\033[0m");
     pavo_cleanup();
     EXPECT_EQ(read_file(dir_.file("pavo.log")),
               "messagequeue init begin\r\nmessagequeue init end\r\npavo init end\r\n"

@@ -29,17 +29,21 @@ std::string Tree(CMarkup& xml)
     return tree;
 }
 
-} // namespace
+}  // namespace
 
 // Each kind of malformed markup is recorded with its offset, the scan goes
 // on, and an unended element keeps its start tag alone (its children follow it).
 TEST(Markup, FindingsAndTheTreeOfEveryKindOfDocument)
 {
-    const struct { std::string doc; const char *tree, *findings; } cases[] = {
+    const struct {
+        std::string doc;
+        const char *tree, *findings;
+    } cases[] = {
         {"", "", "<no_root_element/>"},
         {"<Root/><Other/>", "Root Other", "<root_has_sibling tagname=\"Other\" offset=\"7\"/>"},
         {"<?xml version=\"1.0\"?>\n<!DOCTYPE r [ <!ENTITY e \"]>\"> ]>\n<!-- c --><r a='>'>"
-         "<x><![CDATA[ <y> ]]></x><?pi x?><![Cx[<y/>]]><!Dz [<q>]></r>\n", "r(x)", ""},
+         "<x><![CDATA[ <y> ]]></x><?pi x?><![Cx[<y/>]]><!Dz [<q>]></r>\n",
+         "r(x)", ""},
         {std::string("<a/>\0<b/>", 9), "a", ""},
         {"<r><{x/><~/><_:/></r>", "r({x ~ _:)", ""},
         {"<a>1 < 2</a>", "a", "<first_tag_syntax offset=\"5\"/>"},
@@ -49,7 +53,8 @@ TEST(Markup, FindingsAndTheTreeOfEveryKindOfDocument)
         {"<a><!DOCTYPE a [ ] junk></a>", "a", "<doctype_tag_syntax offset=\"3\"/>"},
         {"<a/><!-- open", "a", "<unterminated_tag_syntax offset=\"4\"/>"},
         {"<a><b c='>", "a",
-         "<unterminated_tag_syntax offset=\"3\"/><unended_start_tag tagname=\"a\" offset=\"0\"/>"},
+         "<unterminated_tag_syntax offset=\"3\"/><unended_start_tag tagname=\"a\" "
+         "offset=\"0\"/>"},
         {"<a>x</b&c>y</a>", "a", "<lone_end_tag tagname=\"b&amp;c\" offset=\"4\"/>"},
         {"<a></a" + std::string(1100, ' ') + ">", "a",
          "<tag_too_long tagname=\"a\" offset=\"3\" length=\"1104\"/>"
@@ -72,14 +77,14 @@ TEST(Markup, FindingsAndTheTreeOfEveryKindOfDocument)
         EXPECT_EQ(Tree(xml), c.tree) << c.doc;
         EXPECT_EQ(xml.GetError(), c.findings) << c.doc;
     }
-    CMarkup xml;   // the record stops once it reaches 1000 characters
+    CMarkup xml;  // the record stops once it reaches 1000 characters
     std::string many = "<r>";
     for (int i = 0; i < 200; ++i)
         many += "</zz>";
     EXPECT_FALSE(xml.SetDoc(many + "</r>"));
     EXPECT_GE(xml.GetError().size(), 1000u);
     EXPECT_LT(xml.GetError().size(), 1045u);
-    std::string deep;   // deep nesting needs no recursion
+    std::string deep;  // deep nesting needs no recursion
     for (int i = 0; i < 200000; ++i)
         deep += i < 100000 ? "<d>" : "</d>";
     EXPECT_TRUE(xml.SetDoc(deep));
@@ -92,9 +97,11 @@ TEST(Markup, NamesMatchWholeAndPredicatesAreNotEvaluated)
     ASSERT_TRUE(xml.FindElem("R"));
     ASSERT_TRUE(xml.IntoElem());
     // found: "n" of the element found from the start, or null.
-    const struct { const char *name, *found; } cases[] = {
-        {"Res", "2"}, {"Result[2]", "1"}, {"Result[@n='3']", "1"}, {"Result/x", "1"},
-        {"Resul", nullptr}, {"Result[", nullptr}, {"/Result", nullptr}, {"", "1"},
+    const struct {
+        const char *name, *found;
+    } cases[] = {
+        {"Res", "2"},       {"Result[2]", "1"},   {"Result[@n='3']", "1"}, {"Result/x", "1"},
+        {"Resul", nullptr}, {"Result[", nullptr}, {"/Result", nullptr},    {"", "1"},
     };
     for (const auto& c : cases) {
         xml.ResetMainPos();
@@ -106,13 +113,15 @@ TEST(Markup, NamesMatchWholeAndPredicatesAreNotEvaluated)
     ASSERT_TRUE(xml.FindElem("Result"));
     EXPECT_EQ(xml.GetAttrib("n"), "3");
     EXPECT_FALSE(xml.FindElem("Result"));
-    EXPECT_EQ(xml.GetAttrib("n"), "3");   // a failed search moves nothing
+    EXPECT_EQ(xml.GetAttrib("n"), "3");  // a failed search moves nothing
 }
 
 TEST(Markup, ElementTextAndAttributeValues)
 {
     // data: GetChildData of the first child of <r>.
-    const struct { const char *doc, *data; } cases[] = {
+    const struct {
+        const char *doc, *data;
+    } cases[] = {
         {"<r><x><![CDATA[<y>]]></x></r>", "<y>"},
         {"<r><x>a<!--c-->b<![CDATA[<&amp;>]]>c<?p?>d&lt;</x></r>", "ab<&amp;>cd<"},
         {"<r><x>1 < 2</x></r>", "1 < 2"},
@@ -128,33 +137,37 @@ TEST(Markup, ElementTextAndAttributeValues)
     }
 
     CMarkup xml;
-    ASSERT_TRUE(xml.SetDoc("<Result code=0 msg='ok' q=\"it's\" gt='a>b' e=\"&lt;&#x41;\" "
-                           "sp = 'x' empty='' bare next=v/>"));
+    ASSERT_TRUE(
+        xml.SetDoc("<Result code=0 msg='ok' q=\"it's\" gt='a>b' e=\"&lt;&#x41;\" "
+                   "sp = 'x' empty='' bare next=v/>"));
     ASSERT_TRUE(xml.FindElem("Result"));
     const char* attribs[][2] = {
-        {"code", "0"}, {"msg", "ok"}, {"q", "it's"}, {"gt", "a>b"}, {"e", "<A"},
-        {"sp", "x"}, {"empty", ""}, {"bare", ""}, {"next", "v"}, {"co", ""}, {"Result", ""},
+        {"code", "0"}, {"msg", "ok"}, {"q", "it's"}, {"gt", "a>b"}, {"e", "<A"},    {"sp", "x"},
+        {"empty", ""}, {"bare", ""},  {"next", "v"}, {"co", ""},    {"Result", ""},
     };
     for (const auto& a : attribs)
         EXPECT_EQ(xml.GetAttrib(a[0]), a[1]) << a[0];
     ASSERT_TRUE(xml.SetDoc("<a x=/ y='1'/>"));
     ASSERT_TRUE(xml.FindElem());
-    EXPECT_EQ(xml.GetAttrib("y"), "");   // "/" ends the attributes
-    ASSERT_TRUE(xml.SetDoc("<a x='2'/>"));   // same element index, new text
+    EXPECT_EQ(xml.GetAttrib("y"), "");      // "/" ends the attributes
+    ASSERT_TRUE(xml.SetDoc("<a x='2'/>"));  // same element index, new text
     ASSERT_TRUE(xml.FindElem());
     EXPECT_EQ(xml.GetAttrib("x"), "2");
 }
 
 TEST(Markup, ReferencesDecodeToUtf8)
 {
-    const struct { const char *text, *decoded; } cases[] = {
+    const struct {
+        const char *text, *decoded;
+    } cases[] = {
         {"&amp;&lt;&gt;&quot;&apos;&AMP;", "&<>\"'&"},
         {"&#65;&#x41;&#X4A;&#x4a;&#6a5;", "AAJJ\x06"},
         {"&#xE9;&#x20AC;&#x1F600;", "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"},
         {"&#x7FF;&#x800;&#x7FFFFFF;", "\xDF\xBF\xE0\xA0\x80\xF7\xBF\xBF\xBF"},
         // A name HTML 4 has in two cases decodes to the capital's code point.
         {"&nbsp;&yuml;&eacute;&larr;&diams;", "\xC2\xA0\xC5\xB8\xC3\x89\xE2\x87\x90\xE2\x99\xA6"},
-        {"&#0;&#x;&unknown;&abcdefghij;&amp &a\xC3\xA9;a&", "&#0;&#x;&unknown;&abcdefghij;&amp &a\xC3\xA9;a&"},
+        {"&#0;&#x;&unknown;&abcdefghij;&amp &a\xC3\xA9;a&",
+         "&#0;&#x;&unknown;&abcdefghij;&amp &a\xC3\xA9;a&"},
         {"&#00000065;&#000000065;", "A&#000000065;"},
     };
     for (const auto& c : cases)
@@ -172,7 +185,8 @@ TEST(Markup, EndTagMatchingWorkGrowsLinearlyOnEveryShape)
             const std::string doc = markup_shapes::MakeShape(shape, size_t{64} << (10 + 3 * i));
             CMarkup xml;
             xml.SetDoc(doc);
-            perByte[i] = static_cast<double>(xml.GetMatchSteps()) / static_cast<double>(doc.size());
+            perByte[i] =
+                static_cast<double>(xml.GetMatchSteps()) / static_cast<double>(doc.size());
         }
         EXPECT_LE(perByte[1], 20.0) << markup_shapes::ShapeName(shape);
         EXPECT_LE(perByte[1], 1.5 * perByte[0] + 0.1) << markup_shapes::ShapeName(shape);
@@ -209,8 +223,9 @@ private:
 
     std::string Text(char quote)
     {
-        static const char* pieces[] = {"a", "Z", " ", "9", "&amp;", "&lt;", "&gt;", "&quot;",
-                                       "&apos;", ">", "\xC3\xA9", "\t", "'", "\""};
+        static const char* pieces[] = {"a",        "Z",    " ",      "9",      "&amp;",
+                                       "&lt;",     "&gt;", "&quot;", "&apos;", ">",
+                                       "\xC3\xA9", "\t",   "'",      "\""};
         static const unsigned ranges[][2] = {
             {0x21, 0x7E}, {0xA0, 0xD7FF}, {0xE000, 0xFFFD}, {0x10000, 0x10FFFF}};
         std::string text;
@@ -243,8 +258,9 @@ private:
             return;
         }
         doc += ">";
-        static const char* wrappers[][2] = {
-            {"<![CDATA[", "<&]]]>"}, {"<!--", "-->"}, {"<?pi ", "?>"}};
+        static const char* wrappers[][2] = {{"<![CDATA[", "<&]]]>"},
+                                            {"<!--", "-->"},
+                                            {"<?pi ", "?>"}};
         const bool leaf = depth >= 4 || (depth > 0 && Chance(4));
         for (int n = Pick(6); n > 0; --n) {
             const int k = Pick(7);
@@ -271,7 +287,8 @@ void CompareLevel(CMarkup& xml, const pugi::xml_node& parent, const std::string&
         ++*elements;
         ASSERT_TRUE(xml.FindElem()) << doc;
         ASSERT_EQ(xml.GetTagName(), node.name()) << doc;
-        for (pugi::xml_attribute attr = node.first_attribute(); attr; attr = attr.next_attribute())
+        for (pugi::xml_attribute attr = node.first_attribute(); attr;
+             attr = attr.next_attribute())
             ASSERT_EQ(xml.GetAttrib(attr.name()), attr.value()) << attr.name() << " in " << doc;
         ASSERT_EQ(xml.GetAttrib("absent"), "");
         auto is_element = [](const pugi::xml_node& n) { return n.type() == pugi::node_element; };
@@ -289,7 +306,7 @@ void CompareLevel(CMarkup& xml, const pugi::xml_node& parent, const std::string&
     ASSERT_FALSE(xml.FindElem()) << doc;
 }
 
-} // namespace
+}  // namespace
 
 TEST(MarkupDifferential, AgreesWithPugixmlOnGeneratedDocuments)
 {
@@ -306,5 +323,5 @@ TEST(MarkupDifferential, AgreesWithPugixmlOnGeneratedDocuments)
         if (HasFatalFailure())
             return;
     }
-    EXPECT_GT(elements, 9000);   // the generator really nests (three per document)
+    EXPECT_GT(elements, 9000);  // the generator really nests (three per document)
 }

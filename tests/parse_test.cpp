@@ -17,8 +17,9 @@ using namespace parse_test;
 // The list counters of a result on one line.
 std::string page_counts(const Result& result)
 {
-    return "total=" + std::to_string(result->totalcount) + " count=" +
-           std::to_string(result->datacount) + " page=" + std::to_string(result->pageindex) +
+    return "total=" + std::to_string(result->totalcount) +
+           " count=" + std::to_string(result->datacount) +
+           " page=" + std::to_string(result->pageindex) +
            " size=" + std::to_string(result->pagesize);
 }
 
@@ -49,12 +50,22 @@ TEST_F(ParseTest, EachDatatypeTagsAndDumpsARefusal)
     const std::string refusal = "<Root><Result ResultCode=\"-1\"/></Root>";
     const std::string head = info_lines({"result is NULL", "resultcode:-1", "resultmesg:"});
     auto missing = [&](const char* line) { return head + info_lines({line}); };
-    const struct { int datatype, tag; std::string dump; } rows[] = {
-        {2, 2, missing("openresponse is NULL")}, {3, 3, missing("loginresponse is NULL")},
-        {4, 5, missing("logoutresponse is NULL")}, {5, 5, missing("rechargeresponse is NULL")},
-        {6, 6, missing("playresponse is NULL")}, {7, 7, head}, {9, 9, ""}, {10, 10, ""},
-        {11, 11, ""}, {14, 14, info_lines({"result is null", "schedulelistresponse is null"})},
-        {20, 20, info_lines({refusal})}, {21, 21, missing("upgradeosresponse is NULL")},
+    const struct {
+        int datatype, tag;
+        std::string dump;
+    } rows[] = {
+        {2, 2, missing("openresponse is NULL")},
+        {3, 3, missing("loginresponse is NULL")},
+        {4, 5, missing("logoutresponse is NULL")},
+        {5, 5, missing("rechargeresponse is NULL")},
+        {6, 6, missing("playresponse is NULL")},
+        {7, 7, head},
+        {9, 9, ""},
+        {10, 10, ""},
+        {11, 11, ""},
+        {14, 14, info_lines({"result is null", "schedulelistresponse is null"})},
+        {20, 20, info_lines({refusal})},
+        {21, 21, missing("upgradeosresponse is NULL")},
         {22, 21, missing("upgraderesresponse is NULL")},
     };
     for (const auto& row : rows) {
@@ -90,11 +101,11 @@ TEST_F(ParseTest, FrameReadsCodeAndMessageFromTheFirstElementInRoot)
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.document != nullptr ? row.document : "(null)");
-        auto result = Result(pavo_parse(
-            row.document, row.document != nullptr ? std::strlen(row.document) : 0,
-            DATATYPE_OPENRESULT));
-        EXPECT_EQ(std::string("code=") + std::to_string(result->resultcode) + " msg=" +
-                      (result->resultmsg != nullptr ? result->resultmsg : "(null)") +
+        auto result = Result(pavo_parse(row.document,
+                                        row.document != nullptr ? std::strlen(row.document) : 0,
+                                        DATATYPE_OPENRESULT));
+        EXPECT_EQ(std::string("code=") + std::to_string(result->resultcode) +
+                      " msg=" + (result->resultmsg != nullptr ? result->resultmsg : "(null)") +
                       " record=" + (result->data.ptr != nullptr ? "yes" : "no"),
                   row.head);
     }
@@ -114,7 +125,7 @@ TEST_F(ParseTest, MissingOrMisplacedFieldRepeatsItsPredecessor)
     EXPECT_EQ(open->serverauthenticator, nullptr);  // first field: nothing before it
     EXPECT_STREQ(open->userid, "u1");
     EXPECT_STREQ(open->nickname, "u1");
-    EXPECT_STREQ(open->accountdesc, " d ");   // untrimmed
+    EXPECT_STREQ(open->accountdesc, " d ");  // untrimmed
     EXPECT_STREQ(open->aaasrvaddress, " d ");
     EXPECT_STREQ(open->aaasrvaddress2, "b");
     EXPECT_NE(open->userid, open->nickname);  // each field owns its copy
@@ -130,11 +141,16 @@ TEST_F(ParseTest, MissingOrMisplacedFieldRepeatsItsPredecessor)
 
 TEST(Atoi64, ReadsLikeAtoiInSixtyFourBits)
 {
-    const struct { const char* text; int64_t value; } rows[] = {
+    const struct {
+        const char* text;
+        int64_t value;
+    } rows[] = {
         {"\t\n -42xyz", -42},
         {"+4294967297", 4294967297},
         {"18446744073709551617", 1},  // 2^64 + 1 wraps
-        {"\xb5" "5", 0},  // a high byte is neither blank nor digit
+        {"\xb5"
+         "5",
+         0},  // a high byte is neither blank nor digit
     };
     for (const auto& row : rows)
         EXPECT_EQ(_atoi64(row.text), row.value) << row.text;
@@ -197,10 +213,10 @@ TEST_F(AccountAnswer, EachAnswerKindFillsItsRecordAsItsDumpShows)
          login_body(element("SystemTime", "2010-01-02 03:04:05")),
          {"serverauthenticator:sa", "usertoken:tok", "userid:uid", "usergroup:grp",
           "userlevel:lvl", "actexpireddate:2030-01-01", "aaasrvaddress:aaa",
-          "aaasrvaddress2:aaa2", "epgsrvaddress:epg", "epgsrvaddress2:epg2",
-          "imgsrvaddress:img", "playsrvaddress:play", "playsrvaddress2:play2",
-          "upgradesrvaddress:up", "upgradesrvaddress2:up2", "serviceaddress:svc",
-          "drmsrvaddress:drm", "drmsrvaddress2:2011-02-03 04:05:06"}},
+          "aaasrvaddress2:aaa2", "epgsrvaddress:epg", "epgsrvaddress2:epg2", "imgsrvaddress:img",
+          "playsrvaddress:play", "playsrvaddress2:play2", "upgradesrvaddress:up",
+          "upgradesrvaddress2:up2", "serviceaddress:svc", "drmsrvaddress:drm",
+          "drmsrvaddress2:2011-02-03 04:05:06"}},
         // The resource upgrade reads "UpdateMode", not "UpgradeMode".
         {DATATYPE_UPGRADERESRESULT,
          element("UpgradeMode", "9") + element("UpdateMode", "3") +
@@ -240,8 +256,8 @@ TEST_F(AccountAnswer, LoginAnswerSetsServerTime)
     for (const Row& row : rows) {
         SCOPED_TRACE(row.system_time_element);
         g_servertime = 12345;
-        auto result = parse(answer(row.code, login_body(row.system_time_element)),
-                            DATATYPE_LOGINRESULT);
+        auto result =
+            parse(answer(row.code, login_body(row.system_time_element)), DATATYPE_LOGINRESULT);
         EXPECT_EQ(result->data.loginresponse != nullptr, row.has_record);
         EXPECT_EQ(g_servertime, row.servertime);
     }
@@ -267,19 +283,21 @@ TEST_F(ParseTest, ListsKeepDocumentOrderCountTheirEntriesAndDump)
          " TemplateCode=\"t1\"/>"
          "<Other Code=\"x\"/><Category Code=\"c3\" Type=\"-2\"/></Categorys></Root>",
          DATATYPE_CATEGORYLIST, "total=30 count=2 page=2 size=10",
-         info_lines({"resultcode:0", "resultmesg:ok", category, "code:c1", "parentcode:root",
-                     "name:One", "desc:d1", "icon1:i1", "icon2:i2", "bgimage1:b1", "bgimage2:b2",
-                     "templatecode:t1", "type:4", "haschild:1", category, "code:c3",
-                     "parentcode:", "name:", "desc:", "icon1:", "icon2:", "bgimage1:",
-                     "bgimage2:", "templatecode:", "type:-2", "haschild:0"})},
+         info_lines(
+             {"resultcode:0", "resultmesg:ok",   category,    "code:c1",       "parentcode:root",
+              "name:One",     "desc:d1",         "icon1:i1",  "icon2:i2",      "bgimage1:b1",
+              "bgimage2:b2",  "templatecode:t1", "type:4",    "haschild:1",    category,
+              "code:c3",      "parentcode:",     "name:",     "desc:",         "icon1:",
+              "icon2:",       "bgimage1:",       "bgimage2:", "templatecode:", "type:-2",
+              "haschild:0"})},
         {"<Root><Result ResultCode=\"0\" ResultMsg=\"ok\">"
          "<Schedules TotalCount=\"5\" Count=\"9\" PageIndex=\"1\" PageSize=\"20\">"
          "<Schedule Name=\"News\" ChannelCode=\"ch1\" Desc=\"d\" StartTime=\"20100101080000\""
          " EndTime=\"20100101083000\"/><Schedule Name=\"Film\"/></Schedules></Result></Root>",
          DATATYPE_SCHEDULELIST, "total=5 count=2 page=1 size=20",
          info_lines({schedule, "name:News", "channelcode:ch1", "desc:d",
-                     "starttime:20100101080000", "endtime:20100101083000", schedule,
-                     "name:Film", "channelcode:", "desc:", "starttime:", "endtime:"})},
+                     "starttime:20100101080000", "endtime:20100101083000", schedule, "name:Film",
+                     "channelcode:", "desc:", "starttime:", "endtime:"})},
     };
     for (const auto& row : rows) {
         auto result = parse(row.document, row.datatype);
@@ -389,20 +407,56 @@ TEST_F(ParseTest, ItemListDumpPrintsItemsWithTheirDetails)
         DATATYPE_ITEMLIST);
     const std::string begin = "*********************Begin Item**********************";
     const std::string end = "*********************End Item**********************";
-    EXPECT_EQ(
-        dump_of(result),
-        info_lines({begin, "code:p", "parentcode:cat", "name:N", "starttime:s", "endtime:e",
-                    "desc:d", "icon1:i1", "icon2:i2", "summary:sum",
-                    "***************program**********************", "code:p", "name:PN",
-                    "actor:a", "director:dr", "region:r", "language:l", "programtype:pt",
-                    "keywords:k", "ratinglevel:rl", "desc:pd", "smallimage1:s1",
-                    "smallimage2:s2", "bigimage1:b1", "bigimage2:b2",
-                    "**************videoclip********************", "itemcode:", "itemtype:0",
-                    "videocode:v", "duration:9", end,
-                    begin, "code:c", "parentcode:", "name:", "starttime:", "endtime:", "desc:",
-                    "icon1:", "icon2:", "summary:",
-                    "********************channel****************", "code:c", "name:one",
-                    "desc:cd", "icon1:ci1", "icon2:ci2", "bkimage1:bk1", "bkimage2:bk2", end}));
+    EXPECT_EQ(dump_of(result), info_lines({begin,
+                                           "code:p",
+                                           "parentcode:cat",
+                                           "name:N",
+                                           "starttime:s",
+                                           "endtime:e",
+                                           "desc:d",
+                                           "icon1:i1",
+                                           "icon2:i2",
+                                           "summary:sum",
+                                           "***************program**********************",
+                                           "code:p",
+                                           "name:PN",
+                                           "actor:a",
+                                           "director:dr",
+                                           "region:r",
+                                           "language:l",
+                                           "programtype:pt",
+                                           "keywords:k",
+                                           "ratinglevel:rl",
+                                           "desc:pd",
+                                           "smallimage1:s1",
+                                           "smallimage2:s2",
+                                           "bigimage1:b1",
+                                           "bigimage2:b2",
+                                           "**************videoclip********************",
+                                           "itemcode:",
+                                           "itemtype:0",
+                                           "videocode:v",
+                                           "duration:9",
+                                           end,
+                                           begin,
+                                           "code:c",
+                                           "parentcode:",
+                                           "name:",
+                                           "starttime:",
+                                           "endtime:",
+                                           "desc:",
+                                           "icon1:",
+                                           "icon2:",
+                                           "summary:",
+                                           "********************channel****************",
+                                           "code:c",
+                                           "name:one",
+                                           "desc:cd",
+                                           "icon1:ci1",
+                                           "icon2:ci2",
+                                           "bkimage1:bk1",
+                                           "bkimage2:bk2",
+                                           end}));
 }
 
 }  // namespace

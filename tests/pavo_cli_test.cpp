@@ -27,13 +27,15 @@ struct CliCase {
     const char* fault;    // a service path answering HTTP 500 during the call
 };
 
-std::string replace_all(std::string text, const std::string& from, const std::string& to) {
+std::string replace_all(std::string text, const std::string& from, const std::string& to)
+{
     for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at))
         text.replace(at, from.size(), to);
     return text;
 }
 
-std::string joined(const nlohmann::json& value, const std::string& member) {
+std::string joined(const nlohmann::json& value, const std::string& member)
+{
     if (!value.is_array())
         return value.is_string() ? value.get<std::string>() : value.dump();
     std::string out;
@@ -42,7 +44,8 @@ std::string joined(const nlohmann::json& value, const std::string& member) {
     return out;
 }
 
-TEST(PavoCli, EverySubcommandAnswersFromTheSimulatorsData) {
+TEST(PavoCli, EverySubcommandAnswersFromTheSimulatorsData)
+{
     PlatformSim sim;
     TempDir dir;
     pugi::xml_document catalogue;
@@ -52,23 +55,25 @@ TEST(PavoCli, EverySubcommandAnswersFromTheSimulatorsData) {
         {"items C0101", 3, "", "", "", "", "", ""},  // no account open yet
         {"--platform {sim} open", 0, "/data/userid", "", "", "", kSimUserId, ""},
         {"categories", 0, "/data", "code", "/Catalogue/Category", "Code", "", ""},
-        {"categories C01", 0, "/data", "name", "//Category[@Code='C01']/Category", "Name", "", ""},
+        {"categories C01", 0, "/data", "name", "//Category[@Code='C01']/Category", "Name", "",
+         ""},
         {"items C0101", 0, "/data", "code", "//Category[@Code='C0101']/Item", "Code", "", ""},
-        {"--async items C0101 1 50 1", 0, "/data/0/program/name", "",
-         "//Program[@Code='P1001']", "Name", "", ""},
+        {"--async items C0101 1 50 1", 0, "/data/0/program/name", "", "//Program[@Code='P1001']",
+         "Name", "", ""},
         {"detail C0101 P1003", 0, "/data/program/director", "", "//Program[@Code='P1003']",
          "Director", "", ""},
         {"related P1001", 0, "/data", "code", "//Program[@Code='P1001']", "Related", "", ""},
         {"schedules CH02", 0, "/data", "starttime", "//Channel[@Code='CH02']/Schedule",
          "StartTime", "", ""},
-        {"play C0101 P1001 P1001-SD", 0, "/data/playurl", "", "//VideoClip[@VideoCode='P1001-SD']",
-         "URL", "", ""},
+        {"play C0101 P1001 P1001-SD", 0, "/data/playurl", "",
+         "//VideoClip[@VideoCode='P1001-SD']", "URL", "", ""},
         {"service weather city=Harbour", 0, "/resultcode", "", "", "", "0", ""},
         {"recharge V500", 0, "/data/validpoints", "", "", "", "1000", ""},
         {"recharge V500", 1, "/resultcode", "", "", "", "-107", ""},  // a voucher serves once
         {"upgrade-os", 0, "/data/lastedversion", "", "", "", "2.1.0", ""},
         {"--async upgrade-res", 0, "/data/lastedversion", "", "", "", "2026.01", ""},
-        {"download {sim}/files/skin-2026.01.res {dir}/skin.res", 0, "/httpretcode", "", "", "", "200", ""},
+        {"download {sim}/files/skin-2026.01.res {dir}/skin.res", 0, "/httpretcode", "", "", "",
+         "200", ""},
         {"report", 0, "", "", "", "", "", ""},
         {"time", 0, "/data/servertime", "", "", "", "", ""},
         {"logout", 0, "/resultcode", "", "", "", "0", ""},
@@ -116,16 +121,21 @@ TEST(PavoCli, EverySubcommandAnswersFromTheSimulatorsData) {
     }
     EXPECT_EQ(read_file(dir.file("skin.res")),
               read_file(PAVO_SIM_DATA "/files/skin-2026.01.res"));
-    std::string to_stdout = std::string(PAVO_CLI_PATH) + " --workdir " + dir.path() + " download " +
-                            sim.base_url() + "/files/skin-2026.01.res - >" + dir.file("piped");
+    std::string to_stdout = std::string(PAVO_CLI_PATH) + " --workdir " + dir.path() +
+                            " download " + sim.base_url() + "/files/skin-2026.01.res - >" +
+                            dir.file("piped");
     EXPECT_EQ(system(to_stdout.c_str()), 0);
     EXPECT_EQ(read_file(dir.file("piped")), read_file(dir.file("skin.res")));
-    // On a terminal a download ends its meter with the file's size; off one, stderr stayed empty above.
-    const std::string tty = "script -qec '" + std::string(PAVO_CLI_PATH) + " --workdir " + dir.path() +
-                            " download " + sim.base_url() + "/files/skin-2026.01.res " +
-                            dir.file("tty.res") + " >/dev/null' /dev/null >" + dir.file("tty");
+    // On a terminal a download ends its meter with the file's size; off one, stderr stayed empty
+    // above.
+    const std::string tty = "script -qec '" + std::string(PAVO_CLI_PATH) + " --workdir " +
+                            dir.path() + " download " + sim.base_url() +
+                            "/files/skin-2026.01.res " + dir.file("tty.res") +
+                            " >/dev/null' /dev/null >" + dir.file("tty");
     EXPECT_EQ(system(tty.c_str()), 0);
-    EXPECT_NE(read_file(dir.file("tty")).find("download: " + std::to_string(read_file(dir.file("skin.res")).size()) + " bytes"),
+    EXPECT_NE(read_file(dir.file("tty"))
+                  .find("download: " + std::to_string(read_file(dir.file("skin.res")).size()) +
+                        " bytes"),
               std::string::npos);
     // --stats: the command's own request counted, under the documented names, on stderr.
     const std::string stats = std::string(PAVO_CLI_PATH) + " --stats --workdir " + dir.path() +
@@ -140,7 +150,8 @@ TEST(PavoCli, EverySubcommandAnswersFromTheSimulatorsData) {
 
 #ifdef PAVO_EXAMPLE_DIR
 // Both programs open (or find open) the simulator's account and list its top-level categories.
-TEST(PavoCli, GuideProgramsRunInBothModes) {
+TEST(PavoCli, GuideProgramsRunInBothModes)
+{
     PlatformSim sim;
     for (const char* program : {"pavo-sync", "pavo-async"}) {
         SCOPED_TRACE(program);

@@ -61,7 +61,8 @@ protected:
     }
     static void fault(const std::string& path, const std::string& query)
     {
-        httplib::Client(sim_->base_url()).Post(("/_control/fault?path=" + path + "&" + query).c_str());
+        httplib::Client(sim_->base_url())
+            .Post(("/_control/fault?path=" + path + "&" + query).c_str());
     }
     // An asynchronous request runs on a thread that its pause holds (pavo_cleanup ends it).
     static void async_request(int id, const std::string& target, const std::string& file = "",
@@ -147,7 +148,8 @@ TEST_F(PipelineBounds, CleanupEndsSlowRequestsOnEveryThreadAndStartsNoQueuedOne)
         const std::string target = slow.base_url() + "/Service/Report";
         std::vector<std::future<std::pair<int, int>>> sync;
         for (int i = 0; i < sync_count; ++i)
-            sync.push_back(std::async(std::launch::async, [&] { return transfer(false, target); }));
+            sync.push_back(
+                std::async(std::launch::async, [&] { return transfer(false, target); }));
         ASSERT_TRUE(wait_for([&] { return slow.requests().size() == sync.size(); }));
         for (int id = 0; id < async_count; ++id)
             async_request(id, target, "", "a");
@@ -254,7 +256,10 @@ TEST_F(PipelineBounds, DownloadPeakMemoryStaysFlatWithTheFileSize)
     fault("/files/small", "body=fill&size=" + std::to_string(kSmall));
     fault("/files/large", "body=fill&size=" + std::to_string(kLarge));
     const std::string target = dir_.file("large");
-    auto peak_kb = [] { rusage usage{}; return getrusage(RUSAGE_SELF, &usage), usage.ru_maxrss; };
+    auto peak_kb = [] {
+        rusage usage{};
+        return getrusage(RUSAGE_SELF, &usage), usage.ru_maxrss;
+    };
     for (bool async : {false, true}) {
         SCOPED_TRACE(async ? "async" : "sync");
         const long before = peak_kb();

@@ -13,7 +13,9 @@
 namespace {
 
 // Counts the live blocks and refuses the allocation numbered fail_at.
-struct { int calls, fail_at, live; } g_pool;
+struct {
+    int calls, fail_at, live;
+} g_pool;
 
 void* count_malloc(size_t size, void*)
 {
@@ -23,13 +25,18 @@ void* count_malloc(size_t size, void*)
     return malloc(size);
 }
 
-void count_free(void* block, void*) { --g_pool.live; free(block); }
+void count_free(void* block, void*)
+{
+    --g_pool.live;
+    free(block);
+}
 
 class PipelineDispatch : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        g_pavo_env.mpool = MyMemPoolConstruct(count_malloc, count_free, nullptr, nullptr, nullptr);
+        g_pavo_env.mpool =
+            MyMemPoolConstruct(count_malloc, count_free, nullptr, nullptr, nullptr);
         pavo_setfuncmode(FUNCMODE_ASYNC);
         pavo_messageque_init(100);
         queue_blocks_ = g_pool.live;

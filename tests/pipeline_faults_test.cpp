@@ -34,7 +34,8 @@ constexpr FaultRow kRows[] = {
     {"stall, no limit", "delay_ms=1500", "0", "65536", 0, 0, 200, true},
     // libcurl averages the speed over a few seconds: bytes just before a stall delay its end.
     {"stall in body", "body=stall&pause_ms=9000", "1", "65536", -1, 28, 200, false},
-    {"trickle below limit", "body=trickle&piece=1&pause_ms=1500", "1", "65536", -1, 28, 200, false},
+    {"trickle below limit", "body=trickle&piece=1&pause_ms=1500", "1", "65536", -1, 28, 200,
+     false},
     {"trickle above limit", "body=trickle&piece=300&pause_ms=200", "1", "65536", 0, 0, 200, true},
     {"closed in body", "body=cut", "1", "65536", -1, 18, 200, false},
     {"length beyond body", "body=short", "1", "65536", -1, 18, 200, true},
@@ -42,7 +43,8 @@ constexpr FaultRow kRows[] = {
     // Any well-formed page gives a record of empty fields: kept as the frame says.
     {"captive portal", "body=portal", "1", "65536", 0, 0, 200, true},
     {"redirect", "body=redirect", "1", "65536", -1, 0, 302, false},
-    {"redirect to file", "body=redirect&location=file:///etc/passwd", "1", "65536", -1, 0, 302, false},
+    {"redirect to file", "body=redirect&location=file:///etc/passwd", "1", "65536", -1, 0, 302,
+     false},
     // Only http and https: libcurl refuses every other scheme (code 1) before a byte moves.
     {"file", "to=file://{secret}", "1", "65536", -1, 1, 200, false},
     {"mixed-case file", "to=FiLe://{secret}", "1", "65536", -1, 1, 200, false},
@@ -90,8 +92,9 @@ protected:
     std::string with_places(std::string address) const
     {
         write_file(dir_.file("secret.txt"), kSecret);
-        for (const auto& [place, text] : {std::pair{std::string("{sim}"), sim_->base_url().substr(7)},
-                                          std::pair{std::string("{secret}"), dir_.file("secret.txt")}})
+        for (const auto& [place, text] :
+             {std::pair{std::string("{sim}"), sim_->base_url().substr(7)},
+              std::pair{std::string("{secret}"), dir_.file("secret.txt")}})
             if (size_t at = address.find(place); at != std::string::npos)
                 address.replace(at, place.size(), text);
         return address;
@@ -164,12 +167,14 @@ protected:
             std::string target = login_url;
             const std::string fault = row.fault;
             if (fault == "refused")
-                target = "http://127.0.0.1:" + std::to_string(pavo_test::refused_port()) + "/Service/Login";
+                target = "http://127.0.0.1:" + std::to_string(pavo_test::refused_port()) +
+                         "/Service/Login";
             else if (fault.rfind("to=", 0) == 0)
                 target = with_places(fault.substr(3));
             else
                 httplib::Client(sim_->base_url())
-                    .Post(("/_control/fault?path=/Service/Login&" + std::string(row.fault)).c_str());
+                    .Post(("/_control/fault?path=/Service/Login&" + std::string(row.fault))
+                              .c_str());
             Outcome out = login(async, target);
             const bool whole = std::string(row.fault).find("size=10000000") != std::string::npos;
             if (!async) {
@@ -179,7 +184,8 @@ protected:
             EXPECT_EQ(out.httpecode, row.httpecode);
             EXPECT_EQ(out.httpretcode, row.httpretcode);
             EXPECT_EQ(out.record, row.record && (async || row.status == 0));
-            EXPECT_EQ(log_text().find(kSecret), std::string::npos) << "a local file reached the log";
+            EXPECT_EQ(log_text().find(kSecret), std::string::npos)
+                << "a local file reached the log";
 
             sim_->clear_faults();
             Outcome next = login(async, login_url);
@@ -225,21 +231,28 @@ TEST_F(PipelineFaults, AnswerValuesTheSessionMustNotTakeFailTheRequestInBothMode
     for (bool async : {false, true}) {
         for (const HostileRow& row : kHostileRows) {
             SCOPED_TRACE(std::string(row.name) + (async ? " (async)" : " (sync)"));
-            start({{"safeconfig", row.safeconfig}, {"userid", "u0"}, {"openurl", url("/Open")},
+            start({{"safeconfig", row.safeconfig},
+                   {"userid", "u0"},
+                   {"openurl", url("/Open")},
                    {"aaasrvaddress", sim_->base_url()}});
             const std::string conf_before = read_file(dir_.file("korix.conf"));
             const tpavo_state state_before = row.open ? PAVO_STATE_INITED : PAVO_STATE_OPENED;
             pavo_setstate(state_before);
             // A missing element reads as the one before it: the open answer brings addresses.
             sim_->set_answer(row.open ? "/Open" : "/Service/Login",
-                             std::string("<Root><Result ResultCode=\"0\"/><Response><") + row.element + ">" +
-                                 row.value + "</" + row.element + ">" +
-                                 (row.open ? "<AAASrvAddress>http://h/a</AAASrvAddress>" : "") + "</Response></Root>");
-            auto request = [open = row.open] { return open ? pavo_open(1, OPENMODE_STBCODE, "x", nullptr) : pavo_login(1); };
+                             std::string("<Root><Result ResultCode=\"0\"/><Response><") +
+                                 row.element + ">" + row.value + "</" + row.element + ">" +
+                                 (row.open ? "<AAASrvAddress>http://h/a</AAASrvAddress>" : "") +
+                                 "</Response></Root>");
+            auto request = [open = row.open] {
+                return open ? pavo_open(1, OPENMODE_STBCODE, "x", nullptr) : pavo_login(1);
+            };
             pavo_registercallback(PAVO_CALLBACK_AAA, record_event);
             EXPECT_EQ(async ? (pump_one(request), 0) : request(), 0);
-            EXPECT_EQ(async ? g_event_result.resultcode : pavo_getresult()->resultcode, row.taken ? 0 : -9000);
-            const std::string log = log_text(), refusal = row.open ? "open answer refused" : "login answer refused";
+            EXPECT_EQ(async ? g_event_result.resultcode : pavo_getresult()->resultcode,
+                      row.taken ? 0 : -9000);
+            const std::string log = log_text(),
+                              refusal = row.open ? "open answer refused" : "login answer refused";
             EXPECT_EQ(log.find(refusal) == std::string::npos, row.taken);
             EXPECT_EQ(log.find(refusal), log.rfind(refusal)) << "logged once";
             std::string property(row.element), value(PAVO_PROP_SIZE, '\0');
@@ -254,8 +267,14 @@ TEST_F(PipelineFaults, AnswerValuesTheSessionMustNotTakeFailTheRequestInBothMode
     }
 }
 
-TEST_F(PipelineFaults, EveryFaultEndsInItsCodesAndLeavesTheLibraryUsableSync) { run_matrix(false); }
+TEST_F(PipelineFaults, EveryFaultEndsInItsCodesAndLeavesTheLibraryUsableSync)
+{
+    run_matrix(false);
+}
 
-TEST_F(PipelineFaults, EveryFaultEndsInItsCodesAndLeavesTheLibraryUsableAsync) { run_matrix(true); }
+TEST_F(PipelineFaults, EveryFaultEndsInItsCodesAndLeavesTheLibraryUsableAsync)
+{
+    run_matrix(true);
+}
 
 }  // namespace

@@ -26,8 +26,9 @@ int record_event(tpavo_event* event)
 {
     const auto* result = static_cast<const tpavo_result*>(event->data);
     const bool answered = result != nullptr && result->resultcode != PAVO_RESULT_TRANSFERFAILED;
-    g_unanswered_told_why += !answered && (result == nullptr ? event->datasize == 0 && !g_error_results
-                                           : strstr(result->resultmsg, "queue was full") != nullptr);
+    g_unanswered_told_why +=
+        !answered && (result == nullptr ? event->datasize == 0 && !g_error_results
+                                        : strstr(result->resultmsg, "queue was full") != nullptr);
     g_events[event->eventid] = g_events.count(event->eventid) ? -1 : answered;
     return 0;
 }
@@ -66,7 +67,8 @@ TEST_F(PipelineLimits, BurstOverAFullQueueEndsEveryRequestInOneEvent)
         for (int id = 0; id < kRequests; ++id)
             request(id);
         // The pump starts once the queue has overflowed, then runs with the workers.
-        while (count_of(log_text(), "messgage Queue exceed limit:100\r\n") < 1 && Clock::now() < deadline)
+        while (count_of(log_text(), "messgage Queue exceed limit:100\r\n") < 1 &&
+               Clock::now() < deadline)
             std::this_thread::yield();
         while (g_events.size() < kRequests + 0u && Clock::now() < deadline)
             if (pavo_checkmessage() == 0)
@@ -77,7 +79,8 @@ TEST_F(PipelineLimits, BurstOverAFullQueueEndsEveryRequestInOneEvent)
             EXPECT_NE(answered, -1) << "request " << id << " had two events";
             unanswered += answered == 0;
         }
-        EXPECT_EQ(unanswered, static_cast<int>(count_of(log_text(), "messgage Queue exceed limit")));
+        EXPECT_EQ(unanswered,
+                  static_cast<int>(count_of(log_text(), "messgage Queue exceed limit")));
         EXPECT_GE(unanswered, 1);
         EXPECT_EQ(g_unanswered_told_why, unanswered);
     }

@@ -37,10 +37,11 @@ protected:
         int sentinel = 0;
         void* answer = &sentinel;
         testing::internal::CaptureStdout();
-        transfer.result = pavo_addhttpjob(
-            storetype, localpath, PAVO_CALLBACK_AAA, phase, 1, EPAVO_LOGIN, EPAVO_SCOPE_REQUEST,
-            target, body, static_cast<int>(strlen(body)), &answer, &transfer.answersize,
-            &transfer.httpecode, &transfer.httpretcode);
+        transfer.result = pavo_addhttpjob(storetype, localpath, PAVO_CALLBACK_AAA, phase, 1,
+                                          EPAVO_LOGIN, EPAVO_SCOPE_REQUEST, target, body,
+                                          static_cast<int>(strlen(body)), &answer,
+                                          &transfer.answersize, &transfer.httpecode,
+                                          &transfer.httpretcode);
         std::string printed = testing::internal::GetCapturedStdout();
         if (log != nullptr)
             *log = printed;
@@ -71,9 +72,10 @@ TEST_F(Pipeline, PostBodyArrivesByteForByteAndAnswerKeepsItsSize)
     EXPECT_EQ(transfer.httpecode, kUntouchedCode) << "success leaves the code alone";
     ASSERT_EQ(sim_->requests().size(), 1u);
     EXPECT_EQ(sim_->requests()[0].body, body);
-    EXPECT_NE(log.find("post url data:" + body + "\r\n\033[0m\033[1;32mphase=0, pavo_upload url=" +
-                       target + " \r\n"),
-              std::string::npos) << log;
+    EXPECT_NE(log.find("post url data:" + body +
+                       "\r\n\033[0m\033[1;32mphase=0, pavo_upload url=" + target + " \r\n"),
+              std::string::npos)
+        << log;
     sim_->set_answer("/Service/Echo", answer);
     transfer = post(target.c_str(), "", nullptr, STORETYPE_MEM, nullptr, PAVO_PHASE_NOBUFFER);
     EXPECT_EQ(transfer.result, 0);
@@ -117,15 +119,18 @@ TEST_F(Pipeline, FileStoreWritesExactBodyOverAnOlderFile)
     write_file(target, std::string(1000, 'z'));
     const std::string body("new\0body\xff", 9);
     sim_->set_answer("/files/x", body);
-    Transfer transfer = post(url("/files/x").c_str(), "", nullptr, STORETYPE_FILE, target.c_str());
+    Transfer transfer =
+        post(url("/files/x").c_str(), "", nullptr, STORETYPE_FILE, target.c_str());
     EXPECT_EQ(transfer.result, 0);
     EXPECT_EQ(read_file(target), body);
     EXPECT_FALSE(transfer.block_returned) << "a file request returns nothing in memory";
-    EXPECT_EQ(post(url("/files/none").c_str(), "", nullptr, STORETYPE_FILE, target.c_str()).result, -1);
+    EXPECT_EQ(
+        post(url("/files/none").c_str(), "", nullptr, STORETYPE_FILE, target.c_str()).result, -1);
     EXPECT_EQ(read_file(target), body);
     const std::string unopenable = workdir_->file("no-such-dir/download.bin");
     sim_->set_answer("/files/x", body);
-    EXPECT_EQ(post(url("/files/x").c_str(), "", nullptr, STORETYPE_FILE, unopenable.c_str()).result, 0);
+    EXPECT_EQ(
+        post(url("/files/x").c_str(), "", nullptr, STORETYPE_FILE, unopenable.c_str()).result, 0);
 }
 
 // In synchronous mode the queue refuses the post; the job and its answer are

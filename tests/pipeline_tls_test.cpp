@@ -49,9 +49,11 @@ private:
     {
         run("openssl req -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout " +
             name + ".key -out " + name + ".csr -subj /CN=" + name);
-        run("printf 'subjectAltName=" + alt_name + "\\n' > " + name + ".ext && openssl x509 -req"
-            " -in " + name + ".csr -CA ca.pem -CAkey ca.key -CAcreateserial -days 1 -out " +
-            name + ".pem -extfile " + name + ".ext");
+        run("printf 'subjectAltName=" + alt_name + "\\n' > " + name +
+            ".ext && openssl x509 -req"
+            " -in " +
+            name + ".csr -CA ca.pem -CAkey ca.key -CAcreateserial -days 1 -out " + name +
+            ".pem -extfile " + name + ".ext");
     }
     TempDir dir_;
 };
@@ -73,9 +75,9 @@ std::string run_session(const PlatformSim& sim, const ConfEntries& extra)
     long http_status = 0;
     const std::string report = sim.base_url() + "/Service/Report";
     std::string transcript =
-        "post:" + std::to_string(pavo_addhttpjob(STORETYPE_MEM, nullptr, 0, 0, 0, 0, 0,
-                                                 report.c_str(), "", 0, &answer, &size, &code,
-                                                 &http_status));
+        "post:" +
+        std::to_string(pavo_addhttpjob(STORETYPE_MEM, nullptr, 0, 0, 0, 0, 0, report.c_str(), "",
+                                       0, &answer, &size, &code, &http_status));
     transcript += "/" + std::to_string(code) + "/" + std::to_string(size) + "\n";
     pavo_free(answer);
     const auto step = [&](const char* name, pavo_status_t status) {
@@ -146,8 +148,10 @@ TEST_F(PipelineTls, KeepaliveReusesOneConnectionAndZeroOpensOnePerRequest)
         PlatformSim* sim;
         const char* keepalive;
         long connections, handshakes;
-    } cases[] = {{plain_.get(), "1", 1 + 1, 0}, {plain_.get(), "0", 4 + 1, 0},
-                 {tls_.get(), "1", 1 + 1, 1 + 1}, {tls_.get(), "0", 4 + 1, 4 + 1}};
+    } cases[] = {{plain_.get(), "1", 1 + 1, 0},
+                 {plain_.get(), "0", 4 + 1, 0},
+                 {tls_.get(), "1", 1 + 1, 1 + 1},
+                 {tls_.get(), "0", 4 + 1, 4 + 1}};
     for (const auto& c : cases) {
         ConfEntries conf = trusting(certificates_->file("ca.pem"));
         conf.push_back({"keepalive", c.keepalive});

@@ -28,10 +28,11 @@ TEST(Portability, DecipheredBytesAbove127AreKept)
 // Flags print as signed bytes on every target, as on x86-64: 200 is -56, 255 is -1.
 TEST_F(ParseTest, FlagDumpReadsTheByteAsSigned)
 {
-    auto result = parse("<Root><Result ResultCode=\"0\"/><Categorys>"
-                        "<Category Code=\"a\" HasChild=\"200\"/>"
-                        "<Category Code=\"b\" HasChild=\"255\"/></Categorys></Root>",
-                        DATATYPE_CATEGORYLIST);
+    auto result = parse(
+        "<Root><Result ResultCode=\"0\"/><Categorys>"
+        "<Category Code=\"a\" HasChild=\"200\"/>"
+        "<Category Code=\"b\" HasChild=\"255\"/></Categorys></Root>",
+        DATATYPE_CATEGORYLIST);
     const std::string dump = dump_of(result);
     EXPECT_NE(dump.find("haschild:-56\r\n"), std::string::npos) << dump;
     EXPECT_NE(dump.find("haschild:-1\r\n"), std::string::npos) << dump;
@@ -44,11 +45,13 @@ TEST(Portability, TimesPast2038ConvertAlikeOrGiveZero)
     setenv("TZ", "UTC0", 1);
     tzset();
     const bool wide = sizeof(unsigned long) >= 8;
-    const struct { const char* text; uint64_t seconds; bool fits_32; } cases[] = {
-        {"2038-01-19 03:14:07", 2147483647u, true},
-        {"2038-01-19 03:14:08", 2147483648u, true},
-        {"2106-02-07 06:28:15", 4294967295u, true},
-        {"2106-02-07 06:28:16", 4294967296u, false},
+    const struct {
+        const char* text;
+        uint64_t seconds;
+        bool fits_32;
+    } cases[] = {
+        {"2038-01-19 03:14:07", 2147483647u, true},  {"2038-01-19 03:14:08", 2147483648u, true},
+        {"2106-02-07 06:28:15", 4294967295u, true},  {"2106-02-07 06:28:16", 4294967296u, false},
         {"2107-01-01 00:00:00", 4323283200u, false},
     };
     for (const auto& c : cases) {
@@ -65,8 +68,10 @@ TEST(Portability, TimesPast2038ConvertAlikeOrGiveZero)
 TEST(Portability, ServerTimePast2038IsZeroInA32BitTimeT)
 {
     const unsigned long saved = g_servertime;
-    const struct { unsigned long seconds; bool fits_32; } cases[] = {
-        {2147483647ul, true}, {2147483648ul, false}, {4294967295ul, false}};
+    const struct {
+        unsigned long seconds;
+        bool fits_32;
+    } cases[] = {{2147483647ul, true}, {2147483648ul, false}, {4294967295ul, false}};
     for (const auto& c : cases) {
         g_servertime = c.seconds;
         struct timeval tv = {};

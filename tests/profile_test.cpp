@@ -74,14 +74,15 @@ TEST_F(ProfileTest, LogRoutedLevelledAndMasked)
     const char* answer = "<Result/><UserToken>tok9</UserToken><UserID>u1</UserID>";
     struct Row {
         const char* profile;
-        std::string stdout_text;  // exactly what the console gets
+        std::string stdout_text;            // exactly what the console gets
         std::vector<std::string> callback;  // what the callback gets, in order
     } rows[] = {
         {nullptr,
          std::string("\033[1;32mpost url data:") + body + "\r\n\033[0m\033[1;32m" + answer +
              "\033[0mdebug line\r\n\033[0mbegin test parse:x\r\n",
          {std::string("post url data:") + body, answer, "debug line"}},
-        {"application", "",
+        {"application",
+         "",
          {"post url data:UserID=u1&Authenticator=<hidden>&UserToken=<hidden>&IP=1",
           "<Result/><UserToken><hidden></UserToken><UserID>u1</UserID>"}},
     };
@@ -138,8 +139,8 @@ TEST_F(ProfileTest, FailedRequestsGiveErrorResults)
         for (bool profile : {false, true}) {
             SCOPED_TRACE(std::string(row.fault) + (profile ? " profile" : " documented"));
             pavo_setprofile(profile ? "application" : nullptr);
-            pavo_writeprop("openurl", row.fault[0] == 'r' ? refused.c_str()
-                                                          : sim_->open_url().c_str());
+            pavo_writeprop("openurl",
+                           row.fault[0] == 'r' ? refused.c_str() : sim_->open_url().c_str());
             if (row.fault[0] == '5')
                 sim_->set_fault("/Open", 503);
             if (row.fault[0] == 'h')
@@ -216,8 +217,8 @@ TEST_F(ProfileTest, LocalFailuresAreFailures)
             EXPECT_EQ(pavo_writeconfig(nullptr, "userid", "u9"), row.write_null);
         }
         pavo_cleanup();
-        ASSERT_EQ(start_library(workdir_->path(), kSimOem, kSimTerminalType, kSimDevice, "C",
-                                "T"), 0);
+        ASSERT_EQ(
+            start_library(workdir_->path(), kSimOem, kSimTerminalType, kSimDevice, "C", "T"), 0);
     }
 }
 

@@ -41,9 +41,14 @@ TEST_F(PropsTest, ReadOnlyNamesShowStartUpValues)
         const char* name;
         std::string value;
     } rows[] = {
-        {"pavoversion", "1.0.0.1"}, {"ipversion", "6"}, {"device_id", "123456789ABCD"},
-        {"clientprofile", "client"}, {"workdirectory", dir_.path()},
-        {"tmpdirectory", "/scratch"}, {"TVID", ""}, {"nosuchname", ""},
+        {"pavoversion", "1.0.0.1"},
+        {"ipversion", "6"},
+        {"device_id", "123456789ABCD"},
+        {"clientprofile", "client"},
+        {"workdirectory", dir_.path()},
+        {"tmpdirectory", "/scratch"},
+        {"TVID", ""},
+        {"nosuchname", ""},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(read_prop(row.name), row.value) << row.name;
@@ -55,12 +60,17 @@ TEST_F(PropsTest, ReadOnlyNamesShowStartUpValues)
 TEST_F(PropsTest, WritableNamesTakeTheirOwnValue)
 {
     const char* const names[] = {
-        "openurl",        "userid",         "usertoken",          "userlevel",
-        "actexpireddate", "serverauthenticator", "usergroup",     "tvid",
-        "tvprofile",      "bizfield",       "aaasrvaddress",      "aaasrvaddress2",
-        "epgsrvaddress",  "epgsrvaddress2", "playsrvaddress",     "playsrvaddress2",
-        "upgradesrvaddress", "upgradesrvaddress2", "drmsrvaddress", "drmsrvaddress2",
-        "imgsrvaddress",  "serviceaddress",
+        "openurl",           "userid",
+        "usertoken",         "userlevel",
+        "actexpireddate",    "serverauthenticator",
+        "usergroup",         "tvid",
+        "tvprofile",         "bizfield",
+        "aaasrvaddress",     "aaasrvaddress2",
+        "epgsrvaddress",     "epgsrvaddress2",
+        "playsrvaddress",    "playsrvaddress2",
+        "upgradesrvaddress", "upgradesrvaddress2",
+        "drmsrvaddress",     "drmsrvaddress2",
+        "imgsrvaddress",     "serviceaddress",
     };
     for (const char* name : names)
         EXPECT_EQ(pavo_writeprop(name, (std::string("v-") + name).c_str()), 0);
@@ -109,8 +119,9 @@ TEST_F(PropsTest, WriteConfigRefusesWhatTheFileCannotKeepUnlessSafeconfigIsZero)
     EXPECT_EQ(read_prop("safeconfig"), "1");
     const std::string before = "[system]\nuserid=u0\n";
     // The value, and whether safeconfig 1 refuses it (the INI tests hold every other kind).
-    const std::pair<std::string, bool> rows[] = {
-        {"u1\r\nstalltimeout=0", true}, {std::string(70000, 'v'), true}, {"u7", false}};
+    const std::pair<std::string, bool> rows[] = {{"u1\r\nstalltimeout=0", true},
+                                                 {std::string(70000, 'v'), true},
+                                                 {"u7", false}};
     for (const char* safeconfig : {"1", "0"}) {
         pavo_writeprop("safeconfig", safeconfig);
         for (const auto& [value, refusable] : rows) {
@@ -125,7 +136,8 @@ TEST_F(PropsTest, WriteConfigRefusesWhatTheFileCannotKeepUnlessSafeconfigIsZero)
             EXPECT_EQ(line != std::string::npos, refused);
             EXPECT_TRUE(!refused || console.find(value) == std::string::npos) << "value logged";
             const std::string written = "[system]\nuserid=" + value + "\n";
-            EXPECT_EQ(read_file(config_path()), refused ? before : written.substr(0, PAVO_INI_TEXT_LIMIT));
+            EXPECT_EQ(read_file(config_path()),
+                      refused ? before : written.substr(0, PAVO_INI_TEXT_LIMIT));
             EXPECT_EQ(read_prop("userid"), refused ? "u0" : value.substr(0, PAVO_PROP_SIZE - 1));
         }
     }

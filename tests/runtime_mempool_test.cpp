@@ -1,4 +1,5 @@
-// The installed memory pool (size classes, reuse,) and the mutex wrapper whose record it allocates.
+// The installed memory pool (size classes, reuse,) and the mutex wrapper whose record it
+// allocates.
 #include <gtest/gtest.h>
 
 #include <errno.h>
@@ -16,8 +17,16 @@ pavo_mp_block* header_of(void* ptr) { return static_cast<pavo_mp_block*>(ptr) - 
 
 class MemPool : public ::testing::Test {
 protected:
-    void SetUp() override { pool_ = PAVO_MemPoolConstruct(); ASSERT_NE(pool_, nullptr); }
-    void TearDown() override { if (pool_ != nullptr) MyMemePoolDestruct(pool_); }
+    void SetUp() override
+    {
+        pool_ = PAVO_MemPoolConstruct();
+        ASSERT_NE(pool_, nullptr);
+    }
+    void TearDown() override
+    {
+        if (pool_ != nullptr)
+            MyMemePoolDestruct(pool_);
+    }
 
     // What the view prints; the count lands in `count` (stored only for a size of 4).
     std::string view(void* count, size_t count_size)
@@ -41,7 +50,10 @@ TEST_F(MemPool, ClassesRoundDownToEightThenAddEightAndLargeBlocksRecordTheirSize
     for (size_t n = 0; n < 128; n++)
         EXPECT_EQ(log_2_table[n], n / 8 * 8 + 8) << "size " << n;
     EXPECT_EQ(log_2_table[128], 128u);
-    const struct { size_t request; size_t recorded; } cases[] = {
+    const struct {
+        size_t request;
+        size_t recorded;
+    } cases[] = {
         {0, 8}, {7, 8}, {8, 16}, {120, 128}, {127, 128}, {128, 128}, {129, 129}, {5000, 5000},
     };
     for (const auto& c : cases) {

@@ -136,7 +136,7 @@ TEST_F(MessageQueue, ClearEmptiesTheListButKeepsTheCount)
     EXPECT_EQ(pavo_getmessagecount(), 2);
     EXPECT_TRUE(g_calls.empty());
     pavo_setfuncmode(FUNCMODE_SYNC);
-    EXPECT_EQ(post_id(1), -1);   // synchronous mode refuses to post
+    EXPECT_EQ(post_id(1), -1);  // synchronous mode refuses to post
 }
 
 TEST_F(MessageQueue, PostsFromSeveralThreadsKeepEachPostersOrder)

@@ -86,7 +86,10 @@ protected:
         jobs_[index].held = held;
         return &jobs_[index];
     }
-    int dispatch(int index, bool held) { return dispatch_threadpool(pool_, run, job(index, held)); }
+    int dispatch(int index, bool held)
+    {
+        return dispatch_threadpool(pool_, run, job(index, held));
+    }
     void release(int index)  // -1 releases every job
     {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -155,7 +158,8 @@ TEST_F(ThreadPool, FourthDispatchWaitsForAFreeWorkerAndDestroyWaitsForEveryJob)
     fourth.join();
     ASSERT_TRUE(wait_until([&] { return finished_ == 2; }));
     EXPECT_EQ(result, 0);
-    EXPECT_EQ(locked(jobs_[3].thread), locked(jobs_[1].thread));  // so it started after job 1 ended
+    EXPECT_EQ(locked(jobs_[3].thread),
+              locked(jobs_[1].thread));             // so it started after job 1 ended
     EXPECT_EQ(counter(&_threadpool::tp_total), 3);  // no fourth thread
     ASSERT_TRUE(eventually([&] { return counter(&_threadpool::tp_index) == 1; }));
 

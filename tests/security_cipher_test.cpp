@@ -25,7 +25,7 @@ template <void (*Call)(char*, char*, int, char*, int, char*)>
 std::string run_cipher(std::string key, std::string text)
 {
     std::vector<char> out(4096, 'Q');
-    char mode[] = "2";   // ignored
+    char mode[] = "2";  // ignored
     Call(mode, text.data(), static_cast<int>(text.size()), key.data(),
          static_cast<int>(key.size()), out.data());
     return out.data();
@@ -65,8 +65,16 @@ TEST(TripleDes, DecryptRoundTripsButCutsAtTheFirstByteBelowNine)
     for (int c = 9; c < 256; ++c)
         high += static_cast<char>(c);
     const std::pair<std::string, std::string> cases[] = {
-        {"", ""}, {printable_text(8), printable_text(8)}, {printable_text(1023), printable_text(1023)},
-        {high, high}, {"abc\x05" "def", "abc"}, {"a\x08" "b", "a"},
+        {"", ""},
+        {printable_text(8), printable_text(8)},
+        {printable_text(1023), printable_text(1023)},
+        {high, high},
+        {"abc\x05"
+         "def",
+         "abc"},
+        {"a\x08"
+         "b",
+         "a"},
     };
     for (const auto& [text, back] : cases)
         EXPECT_EQ(decrypt(kDigestKey, encrypt(kDigestKey, text)), back) << text.size();
@@ -91,4 +99,3 @@ TEST(HexHelpers, UpperCaseAtMost511BytesAndStrtolsOwnReading)
         EXPECT_EQ(std::string(out, static_cast<size_t>(length)), bytes) << hex;
     }
 }
-

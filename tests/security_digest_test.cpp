@@ -47,7 +47,7 @@ TEST(Digest, Sha1AndHmacMatchOpenSsl)
             pavo_sha1starts(&ctx);
             pavo_sha1update(&ctx, data.data(), static_cast<int>(split));
             pavo_sha1update(&ctx, data.data() + split, static_cast<int>(n - split));
-            pavo_sha1update(&ctx, data.data(), -5);   // ignored
+            pavo_sha1update(&ctx, data.data(), -5);  // ignored
             pavo_sha1finish(&ctx, out);
             EXPECT_EQ(hex_text(out, 20), openssl_mac(nullptr, data)) << n << " split " << split;
         }
@@ -69,12 +69,12 @@ TEST(Digest, Sha1AndHmacMatchOpenSsl)
 TEST(Digest, FilesDigestInChunksAndReportFailures)
 {
     TempDir dir;
-    Bytes content = pattern(20000);   // several reads of either size and a partial one
+    Bytes content = pattern(20000);  // several reads of either size and a partial one
     write_file(dir.file("data"), std::string(content.begin(), content.end()));
     unsigned char out[20];
     EXPECT_EQ(pavo_sha1file(dir.file("data").c_str(), out), 0);
     EXPECT_EQ(hex_text(out, 20), openssl_mac(nullptr, content));
-    EXPECT_EQ(pavo_sha1file(dir.path().c_str(), out), 2);   // opens, every read fails
+    EXPECT_EQ(pavo_sha1file(dir.path().c_str(), out), 2);  // opens, every read fails
     EXPECT_EQ(pavo_sha1file(dir.file("absent").c_str(), out), 1);
 
     FILE* f = std::fopen(dir.file("data").c_str(), "rb");
@@ -89,7 +89,6 @@ TEST(Digest, FilesDigestInChunksAndReportFailures)
     EXPECT_EQ(Crc32_ComputeFileRC(f, rc), 4);
     EXPECT_EQ(hex_text(rc, 4), most_significant_first);
     std::fclose(f);
-
 }
 
 // The IEEE check value, chained over every split.
@@ -135,7 +134,7 @@ TEST(Base64Codecs, EachCodecsOwnTolerance)
     char buf[8] = "ZZZZZZZ";
     EXPECT_EQ(CConvert::deBase64(std::string("QQ="), buf), 0);
     EXPECT_EQ(buf[0], 'Z');
-    EXPECT_EQ(CConvert::deBase64(std::string("Q!=="), buf), 1);   // (16 << 2) | (0x21 >> 4)
+    EXPECT_EQ(CConvert::deBase64(std::string("Q!=="), buf), 1);  // (16 << 2) | (0x21 >> 4)
     EXPECT_EQ(buf[0], 'B');
     EXPECT_EQ(CConvert::deBase64(std::string("QQ==QUJD")), std::string("A\0\0ABC", 6));
     const std::pair<const char*, const char*> cases[] = {

@@ -17,9 +17,9 @@ struct SeenEvent {
     int slot = -1;
     int eventtype = -1;
     int eventid = -1;
-    int datatype = -1;   // -1: no result
-    tpavo_state state = PAVO_STATE_NONE;   // when the callback ran
-    std::string text;  // the code of a relative item list
+    int datatype = -1;                    // -1: no result
+    tpavo_state state = PAVO_STATE_NONE;  // when the callback ran
+    std::string text;                     // the code of a relative item list
 };
 
 // Callbacks run on the thread that pumps, the test's own: no lock needed.
@@ -57,9 +57,8 @@ protected:
         open_and_login();
         ASSERT_EQ(pavo_registercallback(PAVO_CALLBACK_AAA, copy_event<PAVO_CALLBACK_AAA>), 0);
         ASSERT_EQ(pavo_registercallback(PAVO_CALLBACK_EPG, copy_event<PAVO_CALLBACK_EPG>), 0);
-        ASSERT_EQ(pavo_registercallback(PAVO_CALLBACK_TMMANAGE,
-                                        copy_event<PAVO_CALLBACK_TMMANAGE>),
-                  0);
+        ASSERT_EQ(
+            pavo_registercallback(PAVO_CALLBACK_TMMANAGE, copy_event<PAVO_CALLBACK_TMMANAGE>), 0);
         pavo_setfuncmode(FUNCMODE_ASYNC);
     }
 
@@ -157,7 +156,7 @@ TEST_F(ServiceAsync, EachRequestReachesTheCallbackOfItsTypeParsedByItsEventType)
     EXPECT_EQ(read_file(g_download_target),
               read_file(std::string(PAVO_SIM_DATA) + "/files/pavo-os-2.1.0.img"));
     EXPECT_EQ(property("usertoken").size(), 32u);
-    char conf[PAVO_PROP_SIZE];   // the asynchronous open stored the account too
+    char conf[PAVO_PROP_SIZE];  // the asynchronous open stored the account too
     EXPECT_STREQ(pavo_readconfig("system", "userid", conf, sizeof conf), kSimUserId);
 }
 

@@ -70,15 +70,25 @@ struct ExampleCase {
 
 // A login refusal fails the run in both modes, but the library is still stopped.
 const ExampleCase kExampleCases[] = {
-    {"sync", "", false, 0,
+    {"sync",
+     "",
+     false,
+     0,
      {"26 steps run, all passed", "related to P1001 (datatype 9)", "matches FileHash",
       "server time at login: "},
      {}},
-    {"async", "--async", false, 0,
-     {"function mode: asynchronous", "26 steps run, all passed",
-      "related to P1001 (datatype 11)", "event download, id ", "matches FileHash"},
+    {"async",
+     "--async",
+     false,
+     0,
+     {"function mode: asynchronous", "26 steps run, all passed", "related to P1001 (datatype 11)",
+      "event download, id ", "matches FileHash"},
      {}},
-    {"sync refused", "", true, 1, {"step \"login\" failed", "== stop library"},
+    {"sync refused",
+     "",
+     true,
+     1,
+     {"step \"login\" failed", "== stop library"},
      {"== category list"}},
 };
 
@@ -117,7 +127,8 @@ TEST_F(ExampleSession, SmallProgramsPrintOnlyTheirOwnLinesAndFailWithOne)
         {PAVO_ASYNC_PATH, true, 0, "logged in as u1001\ncategory ", ""},
         {PAVO_README_PATH, true, 0, "logged in as u1001\n", ""},
         {PAVO_SYNC_PATH, false, 1, "", "open: transfer to "},
-        {PAVO_ASYNC_PATH, false, 1, "", "event 4 failed: -9001 the transfer failed: no HTTP answer: Couldn't connect"},
+        {PAVO_ASYNC_PATH, false, 1, "",
+         "event 4 failed: -9001 the transfer failed: no HTTP answer: Couldn't connect"},
         {PAVO_README_PATH, false, 1, "", "login failed: transfer to "},
     };
     for (const Case& c : cases) {
@@ -125,12 +136,14 @@ TEST_F(ExampleSession, SmallProgramsPrintOnlyTheirOwnLinesAndFailWithOne)
         TempDir dir;
         const std::string url = c.reachable ? sim_->open_url() : refused;
         write_korix_conf(dir.path(), {{"openurl", url}});
-        const std::string command = std::string("timeout 60 ") + c.program + " " + dir.path() +
-                                    (c.program == std::string(PAVO_README_PATH) ? " " + url : "") +
-                                    " >" + dir.file("out") + " 2>" + dir.file("err");
+        const std::string command =
+            std::string("timeout 60 ") + c.program + " " + dir.path() +
+            (c.program == std::string(PAVO_README_PATH) ? " " + url : "") + " >" +
+            dir.file("out") + " 2>" + dir.file("err");
         int status = system(command.c_str());
         EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, c.exit_status);
-        EXPECT_EQ(read_file(dir.file("out")).rfind(c.out_start, 0), 0u) << read_file(dir.file("out"));
+        EXPECT_EQ(read_file(dir.file("out")).rfind(c.out_start, 0), 0u)
+            << read_file(dir.file("out"));
         std::string err = read_file(dir.file("err"));
         EXPECT_EQ(err.rfind(c.err, 0), 0u) << err;
         EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), c.err[0] != '\0' ? 1 : 0) << err;

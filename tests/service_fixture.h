@@ -20,7 +20,6 @@
 
 namespace pavo_test {
 
-
 // Letters and digits as they are, every other byte %XY: what the platform expects of
 // ASCII text, written here independently of the library's encoder.
 inline std::string form_encoded(const std::string& text)

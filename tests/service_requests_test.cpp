@@ -51,9 +51,9 @@ using ServiceRequests = ServiceTest;
 struct BodyCase {
     const char* name;
     std::function<pavo_status_t()> call;
-    const char* path;   // below the simulator's base address
-    FormPairs pairs;    // "@name": the session's property "name" (or "@ip" its address), encoded
-    int datatype;       // of the successful answer
+    const char* path;  // below the simulator's base address
+    FormPairs pairs;   // "@name": the session's property "name" (or "@ip" its address), encoded
+    int datatype;      // of the successful answer
 };
 
 const std::pair<std::string, std::string> kAuth = {"Authenticator", "@sent"};  // taken as sent
@@ -65,8 +65,8 @@ const std::string kProfile = form_encoded(ServiceTest::tvprofile());
 // A query's own fields between the session four and "IP".
 FormPairs query(FormPairs fields)
 {
-    FormPairs pairs = {{"UserID", "@userid"}, {"UserGroup", "@usergroup"},
-                       {"TVProfile", kProfile}, kToken};
+    FormPairs pairs = {
+        {"UserID", "@userid"}, {"UserGroup", "@usergroup"}, {"TVProfile", kProfile}, kToken};
     pairs.insert(pairs.end(), fields.begin(), fields.end());
     pairs.push_back(kIp);
     return pairs;
@@ -88,11 +88,20 @@ FormPairs resolved(FormPairs pairs)
 // report leaves that as the last result; the logout parser tags its result as a recharge,
 // and the login state stays.
 const BodyCase kBodyCases[] = {
-    {"open", [] { return pavo_open(7, OPENMODE_USERCARD, kSimUserCard, "r 1"); }, "/Open",
-     {{"OpenMode", "1"}, {"OpenParam", kSimUserCard}, {"TVID", kSimTvid}, {"TVProfile", kProfile},
-      {"PAVOVersion", kVersion}, {"Reserve", "r+1"}, kAuth},
+    {"open",
+     [] { return pavo_open(7, OPENMODE_USERCARD, kSimUserCard, "r 1"); },
+     "/Open",
+     {{"OpenMode", "1"},
+      {"OpenParam", kSimUserCard},
+      {"TVID", kSimTvid},
+      {"TVProfile", kProfile},
+      {"PAVOVersion", kVersion},
+      {"Reserve", "r+1"},
+      kAuth},
      DATATYPE_OPENRESULT},
-    {"login", [] { return pavo_login(9); }, "/Service/Login",
+    {"login",
+     [] { return pavo_login(9); },
+     "/Service/Login",
      {{"UserID", kSimUserId}, {"PAVOVersion", kVersion}, {"TVProfile", kProfile}, kAuth},
      DATATYPE_LOGINRESULT},
     {"categorylist", [] { return pavo_querycategorylist(11, "C01", 1, 5); },
@@ -101,13 +110,19 @@ const BodyCase kBodyCases[] = {
      DATATYPE_CATEGORYLIST},
     {"categoryitemlist", [] { return pavo_querycategoryitemlist(12, "C0101", INT_MIN, -3, 1); },
      "/Service/QueryProgramee",
-     query({{"CategoryCode", "C0101"}, {"PageIndex", "-2147483648"}, {"PageSize", "-3"},
+     query({{"CategoryCode", "C0101"},
+            {"PageIndex", "-2147483648"},
+            {"PageSize", "-3"},
             {"Withdetail", "1"}}),
      DATATYPE_ITEMLIST},
     {"relateitemlist", [] { return pavo_queryrelateitemlist(13, 1, "P1001", 4, 0, 1, 10); },
      "/Service/QueryRelative",
-     query({{"Type", "1"}, {"Code", "P1001"}, {"Mode", "4"}, {"Withdetail", "0"},
-            {"PageIndex", "1"}, {"PageSize", "10"}}),
+     query({{"Type", "1"},
+            {"Code", "P1001"},
+            {"Mode", "4"},
+            {"Withdetail", "0"},
+            {"PageIndex", "1"},
+            {"PageSize", "10"}}),
      DATATYPE_ITEMLIST},
     {"itemdetail",
      [] { return pavo_queryitemdetail(14, "C0101", PAVO_ITEMTYPE_PROGRAM, "P1001"); },
@@ -116,8 +131,11 @@ const BodyCase kBodyCases[] = {
     {"schedulelist",
      [] { return pavo_queryschedulelist(15, "CH01", "2026-01-02", "2026-01-03", 1, 10); },
      "/Service/QuerySchedule",
-     query({{"ChannelCode", "CH01"}, {"StartDate", "2026%2D01%2D02"},
-            {"EndDate", "2026%2D01%2D03"}, {"PageIndex", "1"}, {"PageSize", "10"}}),
+     query({{"ChannelCode", "CH01"},
+            {"StartDate", "2026%2D01%2D02"},
+            {"EndDate", "2026%2D01%2D03"},
+            {"PageIndex", "1"},
+            {"PageSize", "10"}}),
      DATATYPE_SCHEDULELIST},
     {"playurl",
      [] {
@@ -125,14 +143,20 @@ const BodyCase kBodyCases[] = {
                                   SERVICETYPE_ONLINEPLAY, "2026-01-02 06:00:00", nullptr);
      },
      "/Service/Play",
-     query({{"CategoryCode", "C03"}, {"ItemType", "2"}, {"ItemCode", "CH01"},
-            {"ClipCode", "CH01%2DLIVE"}, {"ServiceType", "0"},
-            {"StartTime", "2026%2D01%2D02+06%3A00%3A00"}, {"EndTime", ""}}),
+     query({{"CategoryCode", "C03"},
+            {"ItemType", "2"},
+            {"ItemCode", "CH01"},
+            {"ClipCode", "CH01%2DLIVE"},
+            {"ServiceType", "0"},
+            {"StartTime", "2026%2D01%2D02+06%3A00%3A00"},
+            {"EndTime", ""}}),
      DATATYPE_QUERYPLAYURLRESULT},
     {"extendservice", [] { return pavo_queryextendservice(17, "weather", "city=Oslo"); },
      "/ExtService", query({{"ServiceCode", "weather"}, {"ServiceParam", "city%3DOslo"}}),
      DATATYPE_EXTSERVICERESULT},
-    {"recharge", [] { return pavo_recharge(5, 2, "V100"); }, "/Service/Recharge",
+    {"recharge",
+     [] { return pavo_recharge(5, 2, "V100"); },
+     "/Service/Recharge",
      {{"UserID", kSimUserId}, {"ChargeType", "2"}, {"Reserve1", ""}, kAuth, kToken, kIp},
      DATATYPE_RECHARGERESULT},
     {"upgradeos", [] { return pavo_upgradeos(21); }, "/Service/UpgradeOS", query({}),
@@ -141,8 +165,11 @@ const BodyCase kBodyCases[] = {
      DATATYPE_UPGRADEOSRESULT},
     {"statusreport", [] { return pavo_statusreport(23); }, "/Service/Report", query({}),
      DATATYPE_UPGRADEOSRESULT},
-    {"logout", [] { return pavo_logout(4); }, "/Service/Logout",
-     {{"UserID", kSimUserId}, kAuth, kToken, kIp}, DATATYPE_RECHARGERESULT},
+    {"logout",
+     [] { return pavo_logout(4); },
+     "/Service/Logout",
+     {{"UserID", kSimUserId}, kAuth, kToken, kIp},
+     DATATYPE_RECHARGERESULT},
 };
 
 TEST_F(ServiceRequests, EachRequestPostsItsExactBody)
@@ -237,13 +264,18 @@ TEST_F(ServiceRequests, LoginWritesBackSeventeenSessionValues)
     ASSERT_NE(login, nullptr);
     const std::string base = sim_->base_url();
     const std::pair<const char*, std::string> expected[] = {
-        {"usertoken", login->usertoken}, {"usergroup", "family"}, {"aaasrvaddress2", base},
-        {"serverauthenticator", login->serverauthenticator}, {"userlevel", "2"},
-        {"actexpireddate", "2026-12-31"}, {"imgsrvaddress", base + "/files"},
-        {"serviceaddress", base + "/ExtService"}, {"drmsrvaddress2", base + "/DRM"}};
+        {"usertoken", login->usertoken},
+        {"usergroup", "family"},
+        {"aaasrvaddress2", base},
+        {"serverauthenticator", login->serverauthenticator},
+        {"userlevel", "2"},
+        {"actexpireddate", "2026-12-31"},
+        {"imgsrvaddress", base + "/files"},
+        {"serviceaddress", base + "/ExtService"},
+        {"drmsrvaddress2", base + "/DRM"}};
     for (const auto& [name, value] : expected)
         EXPECT_EQ(property(name), value) << name;
-    char conf[PAVO_PROP_SIZE];   // open persisted the account
+    char conf[PAVO_PROP_SIZE];  // open persisted the account
     EXPECT_STREQ(pavo_readconfig("system", "userid", conf, sizeof conf), kSimUserId);
 }
 

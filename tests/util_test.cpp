@@ -16,7 +16,11 @@ using Search = char* (*)(const char*, int, const char*);
 TEST(ByteSearch, OffsetsAndAsymmetriesOfTheThreeSearches)
 {
     const struct {
-        Search search; std::string range; int length; const char* pattern; long offset;
+        Search search;
+        std::string range;
+        int length;
+        const char* pattern;
+        long offset;
     } cases[] = {
         {pavo_memstr, "xxabc", 5, "abc", 2},
         {pavo_memstr, "xxabc", 3, "abc", 2},  // start offsets bounded, the match runs past
@@ -28,11 +32,11 @@ TEST(ByteSearch, OffsetsAndAsymmetriesOfTheThreeSearches)
         {pavo_memstr, std::string("ab\0c", 4), 4, "abc", -1},  // never matched across
         {pavo_memistr, "xxABC", 5, "abc", 2},
         {pavo_memistr, "xxabc", 5, "ABC", 2},
-        {pavo_memistr, "x{", 2, "[", -1},   // 32 apart but not letters
+        {pavo_memistr, "x{", 2, "[", -1},               // 32 apart but not letters
         {pavo_pavo_memstrrev, "abcxabc", 7, "abc", 4},  // the rightmost match
         {pavo_pavo_memstrrev, "abcxyz", 6, "abc", -1},  // offset 0 is never tried
         {pavo_pavo_memstrrev, "xabcx", 5, "abc", 1},
-        {pavo_pavo_memstrrev, "xabcx", 3, "abc", -1},   // starts from nLen1 - m down
+        {pavo_pavo_memstrrev, "xabcx", 3, "abc", -1},  // starts from nLen1 - m down
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.range + " / " + c.pattern + " / " + std::to_string(c.length));
@@ -74,14 +78,16 @@ TEST_F(TimeZoneTest, TextsReadAtFixedPositionsAndNormalised)
     use_zone("UTC0");
     const unsigned long seconds = utc_seconds(2010, 1, 2, 3, 4, 5);
     const struct {
-        unsigned long (*convert)(const char*); const char* text; unsigned long expected;
+        unsigned long (*convert)(const char*);
+        const char* text;
+        unsigned long expected;
     } cases[] = {
         {SecStr2Ulong, "20100102030405", seconds},
         {pavo_nsecstr2ulong, "2010-01-02 03:04:05", seconds},
         {DayStr2Ulong, "20100102", seconds - 11045},
         {pavo_nsecstr2ulong, "2010x01y02T03.04.05", seconds},  // separators not looked at
         {SecStr2Ulong, "20100131246061", utc_seconds(2010, 2, 1, 1, 1, 1)},
-        {SecStr2Ulong, "2010", utc_seconds(2009, 11, 30)},     // month 0, day 0
+        {SecStr2Ulong, "2010", utc_seconds(2009, 11, 30)},  // month 0, day 0
         {pavo_nsecstr2ulong, "2010-02-03", utc_seconds(2010, 2, 3)},
         // mktime failed: the largest value with 64 bits, 0 (before 1970) with 32
         {pavo_nsecstr2ulong, "1969-12-31 23:59:59", sizeof(long) >= 8 ? ULONG_MAX : 0UL},

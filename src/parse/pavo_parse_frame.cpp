@@ -95,10 +95,7 @@ const pavo_kind* nested_kind(const pavo_record_layout& layout, const void* recor
 }
 
 // A list kind's entries are records of its entry kind.
-const pavo_kind& entry_kind(const pavo_kind& list)
-{
-    return *pavo_kind_of(list.entry);
-}
+const pavo_kind& entry_kind(const pavo_kind& list) { return *pavo_kind_of(list.entry); }
 
 bool is_list(const pavo_kind& kind) { return kind.entry != DATATYPE_NORMAL; }
 
@@ -191,7 +188,7 @@ void dump_fields(const void* record, pavo_field_table fields)
         switch (field.kind) {
         case pavo_field_kind::text:
             pavo_inner_loginfo("%s:%s\r\n", field.label,
-                          printable(field_at<char*>(record, field.offset)));
+                               printable(field_at<char*>(record, field.offset)));
             break;
         case pavo_field_kind::integer:
             pavo_inner_loginfo("%s:%d\r\n", field.label, field_at<int>(record, field.offset));
@@ -199,11 +196,11 @@ void dump_fields(const void* record, pavo_field_table fields)
         case pavo_field_kind::flag:
             // Signed on every target, as on the platform's reference boxes: 200 prints -56.
             pavo_inner_loginfo("%s:%d\r\n", field.label,
-                          static_cast<signed char>(field_at<char>(record, field.offset)));
+                               static_cast<signed char>(field_at<char>(record, field.offset)));
             break;
         case pavo_field_kind::int64:
             pavo_inner_loginfo("%s:%lld\r\n", field.label,
-                          static_cast<long long>(field_at<int64_t>(record, field.offset)));
+                               static_cast<long long>(field_at<int64_t>(record, field.offset)));
             break;
         }
     }
@@ -290,7 +287,8 @@ tpavo_result* pavo_parse_answer(const char* xmldata, const pavo_kind& kind)
         if (kind.list_in_result)
             xml.IntoElem();
         xml.ResetMainPos();
-        result->data.ptr = read_paged_list(xml, result, kind.list_element, entry_kind(kind).record);
+        result->data.ptr =
+            read_paged_list(xml, result, kind.list_element, entry_kind(kind).record);
         if (kind.after_list != nullptr)
             kind.after_list(xml, result);
     }
@@ -430,7 +428,7 @@ void pavo_dump_answer(const pavo_kind& kind, const void* result)
     // The raw copy has no terminating NUL: exactly datasize bytes.
     if (kind.body == pavo_body::raw)
         pavo_inner_loginfo("%.*s\r\n", static_cast<int>(answer->datasize),
-                      static_cast<const char*>(answer->data.ptr));
+                           static_cast<const char*>(answer->data.ptr));
     else
         pavo_dump_data(kind, answer->data.ptr);
 }

@@ -111,8 +111,8 @@ tpavo_videoclip* parse_videoclip(CMarkup& xml);
 /* Record budget of one pavo_parse (pavo_inner_recordlimit). Outside a
  * parse, and for a lifted limit, every record may be made. */
 void pavo_begin_record_budget(void);
-bool pavo_end_record_budget(void);  /* false when the parse ran out */
-bool pavo_take_record(void);        /* false, and the parse out, past the budget */
+bool pavo_end_record_budget(void); /* false when the parse ran out */
+bool pavo_take_record(void);       /* false, and the parse out, past the budget */
 
 /* Frame */
 tpavo_result* pavo_parse_answer(const char* xmldata, const pavo_kind& kind);

@@ -400,8 +400,9 @@ constexpr Kind answer(pavo_body body, tpavo_datatype tag, const char* null_data,
     return kind.dumped(kResultIsNull, true, null_data);
 }
 
-constexpr Kind list_answer(tpavo_datatype tag, const char* list_element, tpavo_datatype entry_type,
-                           pavo_data_freeproc freeproc, pavo_data_dumpproc dumpproc)
+constexpr Kind list_answer(tpavo_datatype tag, const char* list_element,
+                           tpavo_datatype entry_type, pavo_data_freeproc freeproc,
+                           pavo_data_dumpproc dumpproc)
 {
     Kind kind = answer(pavo_body::list, tag, nullptr, freeproc, dumpproc);
     kind.list_element = list_element;
@@ -430,12 +431,11 @@ constexpr Kind item_answer(tpavo_datatype tag)
         .dumped(nullptr, false, nullptr);
 }
 
-constexpr Layout kItem =
-    entry<tpavo_item>("Item", kItemFields)
-        .printing(kItemDump)
-        .nesting(offsetof(tpavo_item, detail), item_detail)
-        .framed("*********************Begin Item**********************\r\n",
-                "*********************End Item**********************\r\n");
+constexpr Layout kItem = entry<tpavo_item>("Item", kItemFields)
+                             .printing(kItemDump)
+                             .nesting(offsetof(tpavo_item, detail), item_detail)
+                             .framed("*********************Begin Item**********************\r\n",
+                                     "*********************End Item**********************\r\n");
 
 // Indexed by data type. The logout answer is tagged as a recharge answer and
 // the resource upgrade as a system upgrade: requests and callers compare
@@ -451,8 +451,8 @@ constexpr Kind kKinds[] = {
            dump_openresult)
         .holding(response<tpavo_openresponse>(kOpenFields)),
     /* 3  LOGINRESULT */
-    answer(pavo_body::record, DATATYPE_LOGINRESULT, "loginresponse is NULL\r\n",
-           free_loginresult, dump_loginresult)
+    answer(pavo_body::record, DATATYPE_LOGINRESULT, "loginresponse is NULL\r\n", free_loginresult,
+           dump_loginresult)
         .holding(response<tpavo_loginresponse>(kLoginFields)
                      .printing(kLoginDump)
                      .after(pavo_read_server_time)),
@@ -554,11 +554,14 @@ const pavo_kind* pavo_kind_of(unsigned int datatype)
 }
 
 // One line per kind: the C names of its procedures.
-#define PAVO_RESULT_PROCS(datatype, free_name, dump_name)                                   \
-    void free_name(void* result) { KindProcs<datatype>::free_result(result); }            \
+#define PAVO_RESULT_PROCS(datatype, free_name, dump_name)                      \
+    void free_name(void* result) { KindProcs<datatype>::free_result(result); } \
     void dump_name(void* result) { KindProcs<datatype>::dump_result(result); }
-#define PAVO_ANSWER_PROCS(datatype, parse_name, free_name, dump_name)                       \
-    tpavo_result* parse_name(const char* xmldata) { return KindProcs<datatype>::parse(xmldata); } \
+#define PAVO_ANSWER_PROCS(datatype, parse_name, free_name, dump_name) \
+    tpavo_result* parse_name(const char* xmldata)                     \
+    {                                                                 \
+        return KindProcs<datatype>::parse(xmldata);                   \
+    }                                                                 \
     PAVO_RESULT_PROCS(datatype, free_name, dump_name)
 
 extern "C" {

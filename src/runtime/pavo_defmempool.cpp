@@ -11,8 +11,8 @@
 #include <string.h>
 
 #include "runtime/pavo_defmempool.h"
-#include "runtime/pavo_runtime.h"
 #include "runtime/pavo_mutex.h"
+#include "runtime/pavo_runtime.h"
 
 static_assert(sizeof(pavo_mp_block) % alignof(max_align_t) == 0,
               "the caller's pointer must keep malloc's alignment");
@@ -23,23 +23,23 @@ extern "C" {
 // 8, so that 8 takes a 16-byte block and 120 a 128-byte one; only 128 maps to
 // itself. Kept as it is: block sizes depend on it.
 const uint32_t log_2_table[PAVO_MP_MAX_POOLED + 1] = {
-      8,   8,   8,   8,   8,   8,   8,   8,  /*   0..  7 */
-     16,  16,  16,  16,  16,  16,  16,  16,  /*   8.. 15 */
-     24,  24,  24,  24,  24,  24,  24,  24,  /*  16.. 23 */
-     32,  32,  32,  32,  32,  32,  32,  32,  /*  24.. 31 */
-     40,  40,  40,  40,  40,  40,  40,  40,  /*  32.. 39 */
-     48,  48,  48,  48,  48,  48,  48,  48,  /*  40.. 47 */
-     56,  56,  56,  56,  56,  56,  56,  56,  /*  48.. 55 */
-     64,  64,  64,  64,  64,  64,  64,  64,  /*  56.. 63 */
-     72,  72,  72,  72,  72,  72,  72,  72,  /*  64.. 71 */
-     80,  80,  80,  80,  80,  80,  80,  80,  /*  72.. 79 */
-     88,  88,  88,  88,  88,  88,  88,  88,  /*  80.. 87 */
-     96,  96,  96,  96,  96,  96,  96,  96,  /*  88.. 95 */
-    104, 104, 104, 104, 104, 104, 104, 104,  /*  96..103 */
-    112, 112, 112, 112, 112, 112, 112, 112,  /* 104..111 */
-    120, 120, 120, 120, 120, 120, 120, 120,  /* 112..119 */
-    128, 128, 128, 128, 128, 128, 128, 128,  /* 120..127 */
-    128,  /* 128: the largest class takes its own size */
+    8,   8,   8,   8,   8,   8,   8,   8,   /*   0..  7 */
+    16,  16,  16,  16,  16,  16,  16,  16,  /*   8.. 15 */
+    24,  24,  24,  24,  24,  24,  24,  24,  /*  16.. 23 */
+    32,  32,  32,  32,  32,  32,  32,  32,  /*  24.. 31 */
+    40,  40,  40,  40,  40,  40,  40,  40,  /*  32.. 39 */
+    48,  48,  48,  48,  48,  48,  48,  48,  /*  40.. 47 */
+    56,  56,  56,  56,  56,  56,  56,  56,  /*  48.. 55 */
+    64,  64,  64,  64,  64,  64,  64,  64,  /*  56.. 63 */
+    72,  72,  72,  72,  72,  72,  72,  72,  /*  64.. 71 */
+    80,  80,  80,  80,  80,  80,  80,  80,  /*  72.. 79 */
+    88,  88,  88,  88,  88,  88,  88,  88,  /*  80.. 87 */
+    96,  96,  96,  96,  96,  96,  96,  96,  /*  88.. 95 */
+    104, 104, 104, 104, 104, 104, 104, 104, /*  96..103 */
+    112, 112, 112, 112, 112, 112, 112, 112, /* 104..111 */
+    120, 120, 120, 120, 120, 120, 120, 120, /* 112..119 */
+    128, 128, 128, 128, 128, 128, 128, 128, /* 120..127 */
+    128,                                    /* 128: the largest class takes its own size */
 };
 
 }  // extern "C"
@@ -153,8 +153,8 @@ void pavo_mp_destroy(void* context_data)
     // Blocks still held by callers are not tracked and stay theirs.
     MyMutexDestruct(pool->protecter);
     MyMemPoolFree(nullptr, pool);
-    pavo_inner_diagnostic(stdout, "[%s:%d]pavo_mp_destroy %lx %d blk has been free\r\n", __FILE_NAME__, __LINE__, address,
-           count);
+    pavo_inner_diagnostic(stdout, "[%s:%d]pavo_mp_destroy %lx %d blk has been free\r\n",
+                          __FILE_NAME__, __LINE__, address, count);
 }
 
 void pavo_mp_view(void* context_data, void* info, size_t info_size)
@@ -167,12 +167,13 @@ void pavo_mp_view(void* context_data, void* info, size_t info_size)
         MyMutexGuard lock(pool->protecter);
         for (pavo_mp_block* head : pool->blk) {
             pavo_inner_diagnostic(stdout, "[%s:%d]blk : %lx\r\n", __FILE_NAME__, __LINE__,
-                   static_cast<unsigned long>(reinterpret_cast<uintptr_t>(head)));
+                                  static_cast<unsigned long>(reinterpret_cast<uintptr_t>(head)));
             for (pavo_mp_block* block = head; block != nullptr; block = block->next)
                 ++count;
         }
     }
-    pavo_inner_diagnostic(stdout, "[%s:%d]pavo_mp mem pool has blk : %d\r\n\r\n", __FILE_NAME__, __LINE__, count);
+    pavo_inner_diagnostic(stdout, "[%s:%d]pavo_mp mem pool has blk : %d\r\n\r\n", __FILE_NAME__,
+                          __LINE__, count);
     // Only a 4-byte buffer receives the count.
     static_assert(sizeof(int) == 4, "the count is stored as a 4-byte int");
     if (info != nullptr && info_size == 4)

@@ -19,13 +19,13 @@
 /* Over-aligned so that the caller's pointer just past the header keeps
  * malloc's alignment (the two fields fill 16 bytes on x86-64 anyway). */
 typedef struct alignas(alignof(max_align_t)) __pavo_mp_block {
-    size_t blk_size;               /* class size 8..128, or the requested size from 129 */
-    struct __pavo_mp_block* next;  /* next free block of the same class */
+    size_t blk_size;              /* class size 8..128, or the requested size from 129 */
+    struct __pavo_mp_block* next; /* next free block of the same class */
 } pavo_mp_block;
 
 typedef struct __pavo_mp_mempool {
-    HMYMUTEX protecter;                 /* spelt so; guards every free list */
-    pavo_mp_block* blk[PAVO_MP_LISTS];  /* indexed by class size / 8; entry 0 unused */
+    HMYMUTEX protecter;                /* spelt so; guards every free list */
+    pavo_mp_block* blk[PAVO_MP_LISTS]; /* indexed by class size / 8; entry 0 unused */
 } pavo_mp_mempool;
 
 extern "C" {

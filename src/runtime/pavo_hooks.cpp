@@ -25,13 +25,13 @@ extern "C" {
 void pavo_inner_bindhooks(const pavo_hooks* hooks) { pavo_relaxed_store(g_hooks, hooks); }
 
 // The levels differ only in the number they pass on.
-#define PAVO_HOOK_LOG(name, level)          \
-    void name(const char* format, ...)      \
-    {                                       \
-        va_list args;                       \
-        va_start(args, format);             \
-        forward_log(level, format, args);   \
-        va_end(args);                       \
+#define PAVO_HOOK_LOG(name, level)        \
+    void name(const char* format, ...)    \
+    {                                     \
+        va_list args;                     \
+        va_start(args, format);           \
+        forward_log(level, format, args); \
+        va_end(args);                     \
     }
 
 PAVO_HOOK_LOG(pavo_inner_logerr, PAVO_LOG_ERROR)

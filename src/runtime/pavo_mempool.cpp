@@ -10,8 +10,8 @@
 
 extern "C" {
 
-HMYMEMPOOL MyMemPoolConstruct(mymalloc malloc_helper, myfree free_helper,
-                              mempool_destroy destroy, mempool_view view, void* context_data)
+HMYMEMPOOL MyMemPoolConstruct(mymalloc malloc_helper, myfree free_helper, mempool_destroy destroy,
+                              mempool_view view, void* context_data)
 {
     // An assertion prints its expression: the formatter leaves these texts as written.
     // clang-format off

@@ -148,8 +148,8 @@ int pavo_inner_postmessage(pavo_messagecallback cb, int eventtype, int eventscop
 int pavo_postmessage(pavo_messagecallback cb, int eventtype, int eventscope, int eventid,
                      void* data, int datasize, void* cbdata, int cbdatasize)
 {
-    int posted = pavo_inner_postmessage(cb, eventtype, eventscope, eventid, data, datasize, cbdata,
-                                        cbdatasize, 0);
+    int posted = pavo_inner_postmessage(cb, eventtype, eventscope, eventid, data, datasize,
+                                        cbdata, cbdatasize, 0);
     return posted == 1 ? 0 : posted;
 }
 

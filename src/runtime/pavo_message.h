@@ -38,7 +38,6 @@ typedef struct {
 extern "C" {
 extern t_pavo_messageque* g_messagequeue;
 extern int g_messagequeue_sizelimit;
-
 }
 
 #endif /* PAVO_MESSAGE_H */

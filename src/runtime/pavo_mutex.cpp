@@ -3,8 +3,8 @@
  * a memory pool (or the system allocator for a null pool). Used by the memory
  * pool for its free-list lock and by anyone holding an HMYMUTEX.
  */
-#include "runtime/pavo_hooks.h"
 #include "runtime/pavo_mutex.h"
+#include "runtime/pavo_hooks.h"
 
 extern "C" {
 

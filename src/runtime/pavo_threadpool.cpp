@@ -110,8 +110,7 @@ t_threadpool create_threadpool(int num_threads_in_pool)
     if (num_threads_in_pool < 1 || num_threads_in_pool > PAVO_THREADPOOL_STACK)
         return nullptr;
     _threadpool* pool = static_cast<_threadpool*>(malloc(sizeof(_threadpool)));
-    _thread** stack =
-        static_cast<_thread**>(calloc(PAVO_THREADPOOL_STACK, sizeof(_thread*)));
+    _thread** stack = static_cast<_thread**>(calloc(PAVO_THREADPOOL_STACK, sizeof(_thread*)));
     if (pool == nullptr || stack == nullptr) {
         pavo_inner_diagnostic(stderr, "Out of memory creating a new threadpool!\n");
         free(pool);
@@ -209,7 +208,8 @@ void destroy_threadpool(t_threadpool handle)
     // wake-up must neither stop a running job's worker before it parks nor
     // free the pool while a worker still counts itself in it.
     if (pool->tp_index < pool->tp_total) {
-        pavo_inner_diagnostic(stdout, "waiting for %d thread(s) to finish\n", pool->tp_total - pool->tp_index);
+        pavo_inner_diagnostic(stdout, "waiting for %d thread(s) to finish\n",
+                              pool->tp_total - pool->tp_index);
         while (pool->tp_index < pool->tp_total)
             pthread_cond_wait(&pool->tp_full, &pool->tp_mutex);
     }

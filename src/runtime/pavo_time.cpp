@@ -20,10 +20,7 @@ constexpr bool fits_time_t(int64_t seconds)
            seconds <= static_cast<int64_t>(std::numeric_limits<time_t>::max());
 }
 
-int64_t pavo_mktime64(struct tm* broken)
-{
-    return static_cast<int64_t>(mktime(broken));
-}
+int64_t pavo_mktime64(struct tm* broken) { return static_cast<int64_t>(mktime(broken)); }
 
 bool pavo_localtime64(int64_t seconds, struct tm* broken)
 {
@@ -35,10 +32,7 @@ bool pavo_localtime64(int64_t seconds, struct tm* broken)
     return localtime_r(&when, broken) != nullptr;
 }
 
-int64_t pavo_now64()
-{
-    return static_cast<int64_t>(time(nullptr));
-}
+int64_t pavo_now64() { return static_cast<int64_t>(time(nullptr)); }
 
 unsigned long pavo_seconds_to_ulong(int64_t seconds)
 {

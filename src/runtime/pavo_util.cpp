@@ -169,9 +169,15 @@ char* pavo_pavo_memstrrev(const char* str1, int nLen1, const char* str2)
     return nullptr;
 }
 
-unsigned long DayStr2Ulong(const char* TimeStr) { return time_text_to_seconds(TimeStr, kDayForm); }
+unsigned long DayStr2Ulong(const char* TimeStr)
+{
+    return time_text_to_seconds(TimeStr, kDayForm);
+}
 
-unsigned long SecStr2Ulong(const char* TimeStr) { return time_text_to_seconds(TimeStr, kSecForm); }
+unsigned long SecStr2Ulong(const char* TimeStr)
+{
+    return time_text_to_seconds(TimeStr, kSecForm);
+}
 
 unsigned long pavo_nsecstr2ulong(const char* TimeStr)
 {

@@ -65,13 +65,15 @@ std::string encode_standard(const unsigned char* bytes, size_t length)
     return out;
 }
 
-} // namespace
+}  // namespace
 
 void CConvert::_enBase64Help(const unsigned char chasc[3], unsigned char chuue[4])
 {
     chuue[0] = static_cast<unsigned char>(base64_chars[chasc[0] >> 2]);
-    chuue[1] = static_cast<unsigned char>(base64_chars[((chasc[0] & 0x03) << 4) | (chasc[1] >> 4)]);
-    chuue[2] = static_cast<unsigned char>(base64_chars[((chasc[1] & 0x0F) << 2) | (chasc[2] >> 6)]);
+    chuue[1] =
+        static_cast<unsigned char>(base64_chars[((chasc[0] & 0x03) << 4) | (chasc[1] >> 4)]);
+    chuue[2] =
+        static_cast<unsigned char>(base64_chars[((chasc[1] & 0x0F) << 2) | (chasc[2] >> 6)]);
     chuue[3] = static_cast<unsigned char>(base64_chars[chasc[2] & 0x3F]);
 }
 
@@ -148,7 +150,7 @@ std::string Base64::base64_decode(const unsigned char* encoded_string, unsigned 
     int held = 0;
     for (unsigned int i = 0; i < in_len; ++i) {
         int value = sextet_of(encoded_string[i]);
-        if (value == kForeign) // "=" or a foreign character: stop quietly
+        if (value == kForeign)  // "=" or a foreign character: stop quietly
             break;
         sextets[held++] = static_cast<unsigned char>(value);
         if (held == 4) {

@@ -48,7 +48,7 @@ int crc_of_stream(FILE* stream, uint32_t* crc)
     return 0;
 }
 
-} // namespace
+}  // namespace
 
 extern "C" {
 
@@ -90,4 +90,4 @@ int Crc32_ComputeFileRC(FILE* fp, unsigned char* crc)
     return 4;
 }
 
-} // extern "C"
+}  // extern "C"

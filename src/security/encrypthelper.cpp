@@ -15,13 +15,10 @@
 namespace {
 
 constexpr int kSourceSize = 4098;
-constexpr int kSmallBufferSize = 32;    // random number and timestamp
+constexpr int kSmallBufferSize = 32;  // random number and timestamp
 constexpr unsigned kRandomRange = 100000000;
 
-const char* or_empty(const char* text)
-{
-    return text != nullptr ? text : "";
-}
+const char* or_empty(const char* text) { return text != nullptr ? text : ""; }
 
 }  // namespace
 
@@ -33,8 +30,7 @@ void pavo_getrandom(char* buf)
         return;
     // Reseeded on every call: two calls within one second give the same number.
     std::srand(static_cast<unsigned>(std::time(nullptr)));
-    std::snprintf(buf, kSmallBufferSize, "%u",
-                  static_cast<unsigned>(std::rand()) % kRandomRange);
+    std::snprintf(buf, kSmallBufferSize, "%u", static_cast<unsigned>(std::rand()) % kRandomRange);
 }
 
 void pavo_gettimestamp(char* buf)
@@ -70,7 +66,7 @@ void pavo_createauthenticator(char* authenticator, tpavo_cryptmode cryptmode,
 
     const char* key = or_empty(keyvalue);
     pavo_inner_encrypt_text(source, static_cast<int>(std::strlen(source)), key,
-                 static_cast<int>(std::strlen(key)), authenticator);
+                            static_cast<int>(std::strlen(key)), authenticator);
     pavo_inner_loginfo("\r\n%s\r\n", pavo_inner_logsecret(authenticator));
 }
 

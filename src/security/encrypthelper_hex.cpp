@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <cstring>
 
-
 namespace {
 
 constexpr int kHexBufferSize = 1024;
@@ -39,8 +38,8 @@ void pavo_stringToHex(char* s, int srclen, char* outstr)
     char buffer[kHexBufferSize] = {0};
     // Longer input would not fit the buffer with its terminator: refused.
     if (s != nullptr && srclen > 0 && srclen <= kMaxHexInput)
-        pavo_inner_upperhex(reinterpret_cast<const unsigned char*>(s), static_cast<size_t>(srclen),
-                        buffer);
+        pavo_inner_upperhex(reinterpret_cast<const unsigned char*>(s),
+                            static_cast<size_t>(srclen), buffer);
     std::memcpy(outstr, buffer, std::strlen(buffer) + 1);
 }
 

@@ -22,7 +22,8 @@ constexpr size_t kFileChunk = 1024;
 
 uint32_t load_be32(const unsigned char* p)
 {
-    return (uint32_t(p[0]) << 24) | (uint32_t(p[1]) << 16) | (uint32_t(p[2]) << 8) | uint32_t(p[3]);
+    return (uint32_t(p[0]) << 24) | (uint32_t(p[1]) << 16) | (uint32_t(p[2]) << 8) |
+           uint32_t(p[3]);
 }
 
 void store_be32(uint32_t v, unsigned char* p)
@@ -33,10 +34,7 @@ void store_be32(uint32_t v, unsigned char* p)
     p[3] = static_cast<unsigned char>(v);
 }
 
-constexpr uint32_t rotl(uint32_t v, int n)
-{
-    return (v << n) | (v >> (32 - n));
-}
+constexpr uint32_t rotl(uint32_t v, int n) { return (v << n) | (v >> (32 - n)); }
 
 void process_block(pavo_sha1context* ctx, const unsigned char block[kBlockSize])
 {
@@ -77,7 +75,7 @@ void process_block(pavo_sha1context* ctx, const unsigned char block[kBlockSize])
     ctx->state[4] += e;
 }
 
-} // namespace
+}  // namespace
 
 extern "C" {
 
@@ -224,4 +222,4 @@ void pavo_sha1hmac(const unsigned char* key, int keylen, const unsigned char* in
     OPENSSL_cleanse(&ctx, sizeof ctx);
 }
 
-} // extern "C"
+}  // extern "C"

@@ -18,9 +18,10 @@ extern "C" {
 
 /* When a request may be sent again, one column of the request table. */
 typedef enum {
-    PAVO_REPEAT_ANY = 0,    /* reads: repeated on any failure worth repeating */
+    PAVO_REPEAT_ANY = 0,     /* reads: repeated on any failure worth repeating */
     PAVO_REPEAT_ACCOUNT = 1, /* open, login, logout: only when nothing was sent; no re-login */
-    PAVO_REPEAT_UNSENT = 2  /* recharge, status report, extended service: only when nothing was sent */
+    PAVO_REPEAT_UNSENT =
+        2 /* recharge, status report, extended service: only when nothing was sent */
 } pavo_repeat;
 
 typedef enum { PAVO_FLEET_DONE = 0, PAVO_FLEET_LATER = 1 } pavo_fleet_outcome;
@@ -32,8 +33,8 @@ typedef enum { PAVO_FLEET_DONE = 0, PAVO_FLEET_LATER = 1 } pavo_fleet_outcome;
 pavo_fleet_outcome pavo_inner_fleetrun(int eventtype, const char* url, const char* body,
                                        int phase, tpavo_storetype storetype, MemoryStruct* chunk,
                                        const char* localpath, tpavo_httpecode* httpecode,
-                                       long* httpretcode, pavo_fleet_state* state,
-                                       int may_defer, long* delay_ms, pavo_status_t* status);
+                                       long* httpretcode, pavo_fleet_state* state, int may_defer,
+                                       long* delay_ms, pavo_status_t* status);
 /* Puts an asynchronous job back in line for the pool after delay_ms. */
 void pavo_inner_fleetdefer(t_httpjobarg* job, long delay_ms);
 /* Shut-down: before the pool goes, the waiting jobs are dropped and no more
@@ -86,9 +87,18 @@ long long pavo_inner_monotonicms(void);
 
 /* Statistics counters of one request kind. */
 typedef enum {
-    PAVO_STAT_REQUESTS, PAVO_STAT_SUCCESSES, PAVO_STAT_CONNECTION, PAVO_STAT_TIMEOUT,
-    PAVO_STAT_HTTPSTATUS, PAVO_STAT_PARSE, PAVO_STAT_REFUSED, PAVO_STAT_ATTEMPTS,
-    PAVO_STAT_RETRIES, PAVO_STAT_FAILOVERS, PAVO_STAT_RELOGINS, PAVO_STAT_COUNT
+    PAVO_STAT_REQUESTS,
+    PAVO_STAT_SUCCESSES,
+    PAVO_STAT_CONNECTION,
+    PAVO_STAT_TIMEOUT,
+    PAVO_STAT_HTTPSTATUS,
+    PAVO_STAT_PARSE,
+    PAVO_STAT_REFUSED,
+    PAVO_STAT_ATTEMPTS,
+    PAVO_STAT_RETRIES,
+    PAVO_STAT_FAILOVERS,
+    PAVO_STAT_RELOGINS,
+    PAVO_STAT_COUNT
 } pavo_stat;
 void pavo_inner_statcount(int eventtype, pavo_stat which);
 void pavo_inner_statlogin(void);

@@ -87,7 +87,8 @@ bool answer_asks_relogin(const pavo_request_kind* kind, const MemoryStruct* chun
         chunk->data == nullptr || pavo_relaxed_load(g_pavo_env.reloginon[0]) == '\0')
         return false;
     tpavo_result* result = pavo_parse(chunk->data, chunk->size, kind->sync_datatype);
-    const bool asks = result != nullptr && result->resultcode < 0 && relogin_code(result->resultcode);
+    const bool asks = result != nullptr && result->resultcode < 0 &&
+                      relogin_code(result->resultcode);
     pavo_iner_freeresultitem(result);
     return asks;
 }
@@ -230,9 +231,9 @@ long pavo_inner_retrydelay(int n, long retry_after, unsigned long long random)
     long long bound = base << doublings;
     if (bound > cap)
         bound = cap;
-    long long delay = bound > 0 ? static_cast<long long>(random % static_cast<unsigned long long>(
-                                                                       bound + 1))
-                                : 0;
+    long long delay =
+        bound > 0 ? static_cast<long long>(random % static_cast<unsigned long long>(bound + 1))
+                  : 0;
     if (retry_after >= 0)
         delay += (retry_after < kMaxRetryAfter ? retry_after : kMaxRetryAfter) * 1000LL;
     return static_cast<long>(delay);
@@ -241,8 +242,8 @@ long pavo_inner_retrydelay(int n, long retry_after, unsigned long long random)
 pavo_fleet_outcome pavo_inner_fleetrun(int eventtype, const char* url, const char* body,
                                        int phase, tpavo_storetype storetype, MemoryStruct* chunk,
                                        const char* localpath, tpavo_httpecode* httpecode,
-                                       long* httpretcode, pavo_fleet_state* state,
-                                       int may_defer, long* delay_ms, pavo_status_t* status)
+                                       long* httpretcode, pavo_fleet_state* state, int may_defer,
+                                       long* delay_ms, pavo_status_t* status)
 {
     const pavo_request_kind* kind = pavo_inner_requestkind(eventtype);
     if (!state->started) {
@@ -262,8 +263,8 @@ pavo_fleet_outcome pavo_inner_fleetrun(int eventtype, const char* url, const cha
     const bool once = fleet_on ? repeat_class != PAVO_REPEAT_ANY
                                : repeat_class == PAVO_REPEAT_UNSENT &&
                                      pavo_relaxed_load(g_pavo_env.keepalive) != 0;
-    const Transfer t = {eventtype, phase, storetype, chunk, localpath, httpecode, httpretcode,
-                        once};
+    const Transfer t = {eventtype, phase,     storetype,   chunk,
+                        localpath, httpecode, httpretcode, once};
     pavo_fleet_addresses addresses;
     const int guarded = pavo_inner_sessionread_begin();
     const bool has_second = kind != nullptr && pavo_inner_fleetaddresses(kind, url, &addresses);
@@ -307,8 +308,8 @@ pavo_fleet_outcome pavo_inner_fleetrun(int eventtype, const char* url, const cha
         }
         const long retries = pavo_relaxed_load(g_pavo_env.retries);
         if (state->retries_done < retries && retry_worthy(note) && may_send_again(kind, note)) {
-            const long delay = pavo_inner_retrydelay(state->retries_done, note.retry_after,
-                                                     t_random());
+            const long delay =
+                pavo_inner_retrydelay(state->retries_done, note.retry_after, t_random());
             if (!retry_deadline_passed(state, delay)) {
                 ++state->retries_done;
                 pavo_inner_statcount(eventtype, PAVO_STAT_RETRIES);
@@ -335,7 +336,8 @@ void pavo_inner_fleetdefer(t_httpjobarg* job, long delay_ms)
     try {
         if (!g_line_thread.joinable())
             g_line_thread = std::thread(run_line);
-        g_line.emplace(std::chrono::steady_clock::now() + std::chrono::milliseconds(delay_ms), job);
+        g_line.emplace(std::chrono::steady_clock::now() + std::chrono::milliseconds(delay_ms),
+                       job);
     } catch (...) {
         pavo_inner_freejob(job);
         return;

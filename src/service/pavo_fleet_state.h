@@ -10,13 +10,13 @@
 #include "service/pavo_global.h"
 
 typedef struct {
-    int started;            /* counted as a request already */
-    int internal;           /* made by the library itself (a re-login): not counted */
-    int retries_done;       /* repeats after a back-off so far */
-    int relogged;           /* repeated once after a re-login */
-    unsigned generation;    /* re-logins done when the request was built */
-    long long started_ms;   /* monotonic start, for the total bound of all attempts */
-    char* body;             /* the body rewritten with a new token (pool block), or null */
+    int started;                  /* counted as a request already */
+    int internal;                 /* made by the library itself (a re-login): not counted */
+    int retries_done;             /* repeats after a back-off so far */
+    int relogged;                 /* repeated once after a re-login */
+    unsigned generation;          /* re-logins done when the request was built */
+    long long started_ms;         /* monotonic start, for the total bound of all attempts */
+    char* body;                   /* the body rewritten with a new token (pool block), or null */
     char address[PAVO_PROP_SIZE]; /* base address that answered or last failed */
 } pavo_fleet_state;
 

@@ -57,8 +57,8 @@ void pavo_inner_statlogin(void) { g_logins.fetch_add(1, std::memory_order_relaxe
 
 void pavo_inner_stattimes(const unsigned long long times[kPhases])
 {
-    const unsigned long long slot = g_next.fetch_add(1, std::memory_order_relaxed) %
-                                    PAVO_STATS_WINDOW;
+    const unsigned long long slot =
+        g_next.fetch_add(1, std::memory_order_relaxed) % PAVO_STATS_WINDOW;
     for (int phase = 0; phase < kPhases; ++phase)
         g_window[phase][slot].store(times[phase], std::memory_order_relaxed);
 }
@@ -71,11 +71,11 @@ int pavo_getstats(pavo_stats* out, size_t size)
     memset(&stats, 0, sizeof stats);
     for (int kind = 0; kind < PAVO_STATS_KINDS; ++kind) {
         unsigned long long* fields[PAVO_STAT_COUNT] = {
-            &stats.kinds[kind].requests,  &stats.kinds[kind].successes,
+            &stats.kinds[kind].requests,   &stats.kinds[kind].successes,
             &stats.kinds[kind].connection, &stats.kinds[kind].timeout,
             &stats.kinds[kind].httpstatus, &stats.kinds[kind].parse,
-            &stats.kinds[kind].refused,   &stats.kinds[kind].attempts,
-            &stats.kinds[kind].retries,   &stats.kinds[kind].failovers,
+            &stats.kinds[kind].refused,    &stats.kinds[kind].attempts,
+            &stats.kinds[kind].retries,    &stats.kinds[kind].failovers,
             &stats.kinds[kind].relogins};
         for (int which = 0; which < PAVO_STAT_COUNT; ++which)
             *fields[which] = g_counters[kind][which].load(std::memory_order_relaxed);

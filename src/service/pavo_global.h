@@ -76,16 +76,16 @@ typedef struct __tpavo_env {
     pthread_mutex_t resultlistmutex;
     tpavo_resultlist* resultlist;
     /* Beyond the documented layout: korix.conf settings of the wire. */
-    int keepalive;                /* 1: connections, DNS and TLS sessions are reused */
-    char cafile[PAVO_PROP_SIZE];  /* CA bundle for https; empty: libcurl's own */
+    int keepalive;               /* 1: connections, DNS and TLS sessions are reused */
+    char cafile[PAVO_PROP_SIZE]; /* CA bundle for https; empty: libcurl's own */
     /* Limits beyond the documented layout (korix.conf, also properties); 0 is unlimited. */
-    int stalltimeout;  /* seconds without a received byte before a transfer ends */
+    int stalltimeout;    /* seconds without a received byte before a transfer ends */
     int requesttimeout;  /* seconds a transfer of an answer kept in memory may take in all */
     int downloadtimeout; /* seconds a download to a file may take in all */
     int streamdownloads; /* 1: downloads go to a temporary file as they arrive, renamed at 200 */
-    int maxanswersize; /* bytes of an answer kept in memory */
-    int maxrecords;    /* records one parse may create */
-    int safeconfig;    /* 1: korix.conf takes only entries it can keep whole */
+    int maxanswersize;   /* bytes of an answer kept in memory */
+    int maxrecords;      /* records one parse may create */
+    int safeconfig;      /* 1: korix.conf takes only entries it can keep whole */
     /* The application profile's behaviours (pavo_profile.cpp); 0 is the documented one,
      * except loglevel, documented at 3 (everything). */
     int loglevel;     /* highest pavo_loglevel_t that is written */
@@ -96,11 +96,11 @@ typedef struct __tpavo_env {
     int wholekeys;    /* korix.conf keys matched whole, not by prefix */
     int strictlocal;  /* local writes that fail are failures */
     /* Fleet settings (korix.conf, also properties); 0 or empty is the documented behaviour. */
-    int failover;      /* 1: a request the primary failed goes once to the second address */
-    int failoverhold;  /* seconds a failed primary is passed over for the second address */
-    int retries;       /* repeats after the first attempt */
-    int retrybase;     /* milliseconds: first back-off bound */
-    int retrycap;      /* milliseconds: largest back-off bound */
+    int failover;     /* 1: a request the primary failed goes once to the second address */
+    int failoverhold; /* seconds a failed primary is passed over for the second address */
+    int retries;      /* repeats after the first attempt */
+    int retrybase;    /* milliseconds: first back-off bound */
+    int retrycap;     /* milliseconds: largest back-off bound */
     char reloginon[PAVO_PROP_SIZE]; /* result codes that trigger one shared re-login */
 } tpavo_env;
 
@@ -151,7 +151,8 @@ void pavo_inner_seterror(int status, const char* format, ...) PAVO_PRINTF_LIKE(2
 
 /* The log's side of the runtime's hooks (pavo_hooks.h), bound in pavo_global.cpp. */
 void pavo_inner_vlog(int level, const char* format, va_list args) PAVO_PRINTF_LIKE(2, 0);
-void pavo_inner_vdiagnostic(FILE* stream, const char* format, va_list args) PAVO_PRINTF_LIKE(2, 0);
+void pavo_inner_vdiagnostic(FILE* stream, const char* format, va_list args)
+    PAVO_PRINTF_LIKE(2, 0);
 const char* pavo_inner_masksecret(const char* text);
 
 /* Session property internals */

@@ -139,8 +139,7 @@ int parse_file(const char* section, const char* key, const char* buf, int* sec_s
                 // the wanted key answers for it.
                 const size_t key_length =
                     equals != nullptr ? static_cast<size_t>(equals - buf - line_start) : 0;
-                if (equals != nullptr &&
-                    strncmp(key, buf + line_start, key_length) == 0 &&
+                if (equals != nullptr && strncmp(key, buf + line_start, key_length) == 0 &&
                     (!whole_keys || key[key_length] == '\0')) {
                     int equals_at = static_cast<int>(equals - buf);
                     *key_s = line_start;

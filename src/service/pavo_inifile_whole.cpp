@@ -24,7 +24,10 @@ std::mutex g_write_lock;
 std::atomic<unsigned> g_temp_serial{0};
 
 // CR and LF break a line; 0xFF ends the text for every later read.
-bool breaks_text(char c) { return c == '\n' || c == '\r' || static_cast<unsigned char>(c) == 0xFF; }
+bool breaks_text(char c)
+{
+    return c == '\n' || c == '\r' || static_cast<unsigned char>(c) == 0xFF;
+}
 
 bool fits_one_line(const char* text, const char* also_refused)
 {

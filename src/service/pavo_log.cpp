@@ -183,13 +183,13 @@ PAVO_PRINTF_LIKE(1, 0) void log_information(const char* format, va_list args)
 extern "C" {
 
 // The console-only calls differ only in their level and colour.
-#define PAVO_CONSOLE_LOG(name, level, colour)           \
-    void name(const char* format, ...)                  \
-    {                                                   \
-        va_list args;                                   \
-        va_start(args, format);                         \
-        log_console_only(level, colour, format, args);  \
-        va_end(args);                                   \
+#define PAVO_CONSOLE_LOG(name, level, colour)          \
+    void name(const char* format, ...)                 \
+    {                                                  \
+        va_list args;                                  \
+        va_start(args, format);                        \
+        log_console_only(level, colour, format, args); \
+        va_end(args);                                  \
     }
 
 PAVO_CONSOLE_LOG(pavo_log_err, PAVO_LOG_ERROR, kRed)

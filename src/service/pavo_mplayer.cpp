@@ -23,5 +23,4 @@ int pavo_mplayer_backward(int) { return 0; }
 int pavo_mplayer_seek(int) { return 0; }
 int pavo_mplayer_info(void) { return 0; }
 int pavo_mplayer_close(void) { return 0; }
-
 }

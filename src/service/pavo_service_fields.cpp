@@ -21,7 +21,9 @@ int settle_logmode(int value) { return value == 0 ? 1 : value; }
 int settle_limit(int value) { return value > 0 ? value : 0; }
 int settle_loglevel(int value)
 {
-    return value < PAVO_LOG_ERROR ? PAVO_LOG_ERROR : value > PAVO_LOG_DEBUG ? PAVO_LOG_DEBUG : value;
+    return value < PAVO_LOG_ERROR   ? PAVO_LOG_ERROR
+           : value > PAVO_LOG_DEBUG ? PAVO_LOG_DEBUG
+                                    : value;
 }
 int settle_msgqueuesize(int value)
 {
@@ -56,23 +58,24 @@ constexpr pavo_session_field text(pavo_field_id id, const char* name, size_t off
                                   unsigned flags, OpenMember open = nullptr,
                                   LoginMember login = nullptr)
 {
-    return {id, name, offset, size, PAVO_FIELD_TEXT, flags, 0, 0, nullptr, nullptr, nullptr,
-            open, login};
+    return {id,      name,    offset, size, PAVO_FIELD_TEXT, flags, 0, 0, nullptr,
+            nullptr, nullptr, open,   login};
 }
 
 constexpr pavo_session_field number(pavo_field_id id, const char* name, size_t offset,
                                     unsigned flags, int default_value = 0,
                                     int documented_value = 0, int (*settle)(int) = nullptr)
 {
-    return {id, name, offset, sizeof(int), PAVO_FIELD_NUMBER, flags, default_value,
-            documented_value, settle, nullptr, nullptr, nullptr, nullptr};
+    return {id,      name,          offset,           sizeof(int), PAVO_FIELD_NUMBER,
+            flags,   default_value, documented_value, settle,      nullptr,
+            nullptr, nullptr,       nullptr};
 }
 
 constexpr pavo_session_field computed(pavo_field_id id, const char* name, unsigned flags,
                                       void (*render)(char*, int), int (*store)(const char*))
 {
-    return {id, name, 0, 0, PAVO_FIELD_COMPUTED, flags, 0, 0, nullptr, render, store, nullptr,
-            nullptr};
+    return {id,     name,  0,       0,      PAVO_FIELD_COMPUTED, flags, 0, 0, nullptr,
+            render, store, nullptr, nullptr};
 }
 
 // The id, the name and the place of a field of the same name.

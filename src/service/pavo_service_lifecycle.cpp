@@ -42,7 +42,6 @@ void clear_callback_slots()
         pavo_iner_registercallback(static_cast<pavo_callbacktype>(type), nullptr);
 }
 
-
 void clear_session_fields(tpavo_env& env)
 {
     for (const pavo_session_field& field : g_pavo_fields) {

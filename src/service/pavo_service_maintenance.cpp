@@ -45,9 +45,9 @@ pavo_status_t pavo_downloadresource(unsigned eventid, const char* resourceurl,
     tpavo_httpecode httpecode = PAVO_HTTPE_OK;
     long httpretcode = 0;
     pavo_status_t status = pavo_addhttpjob(STORETYPE_FILE, localpath, PAVO_CALLBACK_EPG, 0,
-                                 static_cast<int>(eventid), EPAVO_RESOURCEDOWNLOAD,
-                                 EPAVO_SCOPE_REQUEST, resourceurl, "", 0, nullptr, nullptr,
-                                 &httpecode, &httpretcode);
+                                           static_cast<int>(eventid), EPAVO_RESOURCEDOWNLOAD,
+                                           EPAVO_SCOPE_REQUEST, resourceurl, "", 0, nullptr,
+                                           nullptr, &httpecode, &httpretcode);
     if (pavo_getfuncmode() == FUNCMODE_SYNC &&
         (status == PAVO_STATUS_SUCCESS || pavo_relaxed_load(g_pavo_env.errorresults) != 0)) {
         pavo_answer answer = {nullptr, 0, httpecode, httpretcode, status != 0};

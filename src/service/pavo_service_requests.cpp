@@ -17,8 +17,8 @@
 #include "service/pavo_global.h"
 #include "service/pavo_service_calls.h"
 #include "service/pavo_service_fields.h"
-#include "service/pavo_service_session.h"
 #include "service/pavo_service_requests.h"
+#include "service/pavo_service_session.h"
 #include "service/pavo_upload.h"
 
 namespace {
@@ -33,8 +33,16 @@ constexpr size_t kAuthenticatorSize = 8192;
 
 // The session values a request may send or authenticate with, read once per
 // request into 256-byte copies.
-enum Property { kUserId, kTvid, kUserToken, kUserGroup, kTvProfile, kBizField, kVersion,
-                kPropertyCount };
+enum Property {
+    kUserId,
+    kTvid,
+    kUserToken,
+    kUserGroup,
+    kTvProfile,
+    kBizField,
+    kVersion,
+    kPropertyCount
+};
 constexpr pavo_field_id kPropertyFields[kPropertyCount] = {
     PAVO_FIELD_USERID,    PAVO_FIELD_TVID,     PAVO_FIELD_USERTOKEN,  PAVO_FIELD_USERGROUP,
     PAVO_FIELD_TVPROFILE, PAVO_FIELD_BIZFIELD, PAVO_FIELD_PAVOVERSION};
@@ -84,16 +92,16 @@ constexpr FormField open_param_field()
 }
 
 // Every catalogue, service and maintenance query opens with these four.
-#define PAVO_SESSION_FOUR                                                   \
-    property("UserID", kUserId), property("UserGroup", kUserGroup),         \
+#define PAVO_SESSION_FOUR                                           \
+    property("UserID", kUserId), property("UserGroup", kUserGroup), \
         property("TVProfile", kTvProfile), property("UserToken", kUserToken)
 
 // Login and open send the authenticator as it is, logout and recharge
 // encode it (which leaves upper-case hex unchanged): both kept as sent.
 constexpr FormField kOpenFields[] = {
-    number_argument("OpenMode", 0),      open_param_field(),
-    property("TVID", kTvid),             property("TVProfile", kTvProfile),
-    property("PAVOVersion", kVersion),   text_argument("Reserve", 1),
+    number_argument("OpenMode", 0),    open_param_field(),
+    property("TVID", kTvid),           property("TVProfile", kTvProfile),
+    property("PAVOVersion", kVersion), text_argument("Reserve", 1),
     authenticator_field(false)};
 constexpr FormField kLoginFields[] = {property("UserID", kUserId),
                                       property("PAVOVersion", kVersion),
@@ -104,35 +112,45 @@ constexpr FormField kLogoutFields[] = {property("UserID", kUserId), authenticato
 // "Reserve1" always goes out empty; the recharge parameter travels only
 // inside the authenticator.
 constexpr FormField kRechargeFields[] = {
-    property("UserID", kUserId),        number_argument("ChargeType", 0),
-    constant_text("Reserve1", ""),      authenticator_field(true),
-    property("UserToken", kUserToken),  ip_field()};
-constexpr FormField kCategoryListFields[] = {
-    PAVO_SESSION_FOUR, text_argument("CategoryCode", 0), number_argument("PageIndex", 0),
-    number_argument("PageSize", 1), ip_field()};
-constexpr FormField kCategoryItemListFields[] = {
-    PAVO_SESSION_FOUR,              text_argument("CategoryCode", 0),
-    number_argument("PageIndex", 0), number_argument("PageSize", 1),
-    number_argument("Withdetail", 2), ip_field()};
-constexpr FormField kRelateItemListFields[] = {
-    PAVO_SESSION_FOUR,                number_argument("Type", 0),
-    text_argument("Code", 0),         number_argument("Mode", 1),
-    number_argument("Withdetail", 2), number_argument("PageIndex", 3),
-    number_argument("PageSize", 4),   ip_field()};
-constexpr FormField kItemDetailFields[] = {
-    PAVO_SESSION_FOUR, text_argument("CategoryCode", 0), number_argument("ItemType", 0),
-    text_argument("ItemCode", 1), ip_field()};
-constexpr FormField kScheduleListFields[] = {
-    PAVO_SESSION_FOUR,              text_argument("ChannelCode", 0),
-    text_argument("StartDate", 1),  text_argument("EndDate", 2),
-    number_argument("PageIndex", 0), number_argument("PageSize", 1), ip_field()};
-constexpr FormField kPlayUrlFields[] = {
-    PAVO_SESSION_FOUR,                 text_argument("CategoryCode", 0),
-    number_argument("ItemType", 0),    text_argument("ItemCode", 1),
-    text_argument("ClipCode", 2),      number_argument("ServiceType", 1),
-    text_argument("StartTime", 3),     text_argument("EndTime", 4), ip_field()};
-constexpr FormField kExtendServiceFields[] = {PAVO_SESSION_FOUR,
-                                              text_argument("ServiceCode", 0),
+    property("UserID", kUserId), number_argument("ChargeType", 0),  constant_text("Reserve1", ""),
+    authenticator_field(true),   property("UserToken", kUserToken), ip_field()};
+constexpr FormField kCategoryListFields[] = {PAVO_SESSION_FOUR, text_argument("CategoryCode", 0),
+                                             number_argument("PageIndex", 0),
+                                             number_argument("PageSize", 1), ip_field()};
+constexpr FormField kCategoryItemListFields[] = {PAVO_SESSION_FOUR,
+                                                 text_argument("CategoryCode", 0),
+                                                 number_argument("PageIndex", 0),
+                                                 number_argument("PageSize", 1),
+                                                 number_argument("Withdetail", 2),
+                                                 ip_field()};
+constexpr FormField kRelateItemListFields[] = {PAVO_SESSION_FOUR,
+                                               number_argument("Type", 0),
+                                               text_argument("Code", 0),
+                                               number_argument("Mode", 1),
+                                               number_argument("Withdetail", 2),
+                                               number_argument("PageIndex", 3),
+                                               number_argument("PageSize", 4),
+                                               ip_field()};
+constexpr FormField kItemDetailFields[] = {PAVO_SESSION_FOUR, text_argument("CategoryCode", 0),
+                                           number_argument("ItemType", 0),
+                                           text_argument("ItemCode", 1), ip_field()};
+constexpr FormField kScheduleListFields[] = {PAVO_SESSION_FOUR,
+                                             text_argument("ChannelCode", 0),
+                                             text_argument("StartDate", 1),
+                                             text_argument("EndDate", 2),
+                                             number_argument("PageIndex", 0),
+                                             number_argument("PageSize", 1),
+                                             ip_field()};
+constexpr FormField kPlayUrlFields[] = {PAVO_SESSION_FOUR,
+                                        text_argument("CategoryCode", 0),
+                                        number_argument("ItemType", 0),
+                                        text_argument("ItemCode", 1),
+                                        text_argument("ClipCode", 2),
+                                        number_argument("ServiceType", 1),
+                                        text_argument("StartTime", 3),
+                                        text_argument("EndTime", 4),
+                                        ip_field()};
+constexpr FormField kExtendServiceFields[] = {PAVO_SESSION_FOUR, text_argument("ServiceCode", 0),
                                               text_argument("ServiceParam", 1), ip_field()};
 // Upgrade checks and the status report send nothing but the session.
 constexpr FormField kMaintenanceFields[] = {PAVO_SESSION_FOUR, ip_field()};
@@ -151,15 +169,16 @@ struct AuthenticatorSources {
 };
 
 constexpr AuthenticatorSources kNoAuthenticator = {KeySource::none, AuthUser::user_id,
-                                                AuthBusiness::empty};
-constexpr AuthenticatorSources kOpenAuthenticator = {KeySource::open_seed, AuthUser::text_argument_0,
-                                                  AuthBusiness::bizfield};
+                                                   AuthBusiness::empty};
+constexpr AuthenticatorSources kOpenAuthenticator = {KeySource::open_seed,
+                                                     AuthUser::text_argument_0,
+                                                     AuthBusiness::bizfield};
 constexpr AuthenticatorSources kLoginAuthenticator = {KeySource::user_id, AuthUser::user_id,
-                                                   AuthBusiness::bizfield};
+                                                      AuthBusiness::bizfield};
 constexpr AuthenticatorSources kLogoutAuthenticator = {KeySource::user_id, AuthUser::user_id,
-                                                    AuthBusiness::empty};
+                                                       AuthBusiness::empty};
 constexpr AuthenticatorSources kRechargeAuthenticator = {KeySource::user_id, AuthUser::user_id,
-                                                      AuthBusiness::text_argument_0};
+                                                         AuthBusiness::text_argument_0};
 
 struct FieldList {
     const FormField* fields;
@@ -187,9 +206,21 @@ struct pavo_request_row {
 };
 
 enum Request {
-    kOpen, kLogin, kLogout, kRecharge, kCategoryList, kCategoryItemList, kRelateItemList,
-    kItemDetail, kScheduleList, kPlayUrl, kExtendService, kUpgradeOs, kUpgradeRes,
-    kStatusReport, kRequestCount
+    kOpen,
+    kLogin,
+    kLogout,
+    kRecharge,
+    kCategoryList,
+    kCategoryItemList,
+    kRelateItemList,
+    kItemDetail,
+    kScheduleList,
+    kPlayUrl,
+    kExtendService,
+    kUpgradeOs,
+    kUpgradeRes,
+    kStatusReport,
+    kRequestCount
 };
 
 constexpr tpavo_state kInited = PAVO_STATE_INITED;
@@ -203,26 +234,22 @@ constexpr pavo_callbacktype kEpg = PAVO_CALLBACK_EPG;
 constexpr pavo_callbacktype kManage = PAVO_CALLBACK_TMMANAGE;
 // "QueryProgramee" is the platform's spelling.
 constexpr pavo_request_row kRequests[kRequestCount] = {
-    {nullptr, kInited, kNotInited, kAaa, EPAVO_OPEN,
-     kOpenAuthenticator, false,
+    {nullptr, kInited, kNotInited, kAaa, EPAVO_OPEN, kOpenAuthenticator, false,
      fields_of(kOpenFields)},
-    {"Login", kOpened, kNotOpened, kAaa, EPAVO_LOGIN,
-     kLoginAuthenticator, true,
+    {"Login", kOpened, kNotOpened, kAaa, EPAVO_LOGIN, kLoginAuthenticator, true,
      fields_of(kLoginFields)},
-    {"Logout", kLogined, kNotLogined, kAaa, EPAVO_LOGOUT,
-     kLogoutAuthenticator, false,
+    {"Logout", kLogined, kNotLogined, kAaa, EPAVO_LOGOUT, kLogoutAuthenticator, false,
      fields_of(kLogoutFields)},
-    {"Recharge", kLogined, kNotLogined, kEpg, EPAVO_RECHARGE,
-     kRechargeAuthenticator, false,
+    {"Recharge", kLogined, kNotLogined, kEpg, EPAVO_RECHARGE, kRechargeAuthenticator, false,
      fields_of(kRechargeFields)},
     {"QueryCategory", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYLIST, kNoAuthenticator,
      false, fields_of(kCategoryListFields)},
-    {"QueryProgramee", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYITEMLIST,
-     kNoAuthenticator, false, fields_of(kCategoryItemListFields)},
+    {"QueryProgramee", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYITEMLIST, kNoAuthenticator,
+     false, fields_of(kCategoryItemListFields)},
     {"QueryRelative", kLogined, kNotLogined, kEpg, EPAVO_QUERYRELATEITEMLIST, kNoAuthenticator,
      false, fields_of(kRelateItemListFields)},
-    {"QueryDetail", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYITEMDETAIL,
-     kNoAuthenticator, false, fields_of(kItemDetailFields)},
+    {"QueryDetail", kLogined, kNotLogined, kEpg, EPAVO_QUERYCATEGORYITEMDETAIL, kNoAuthenticator,
+     false, fields_of(kItemDetailFields)},
     {"QuerySchedule", kLogined, kNotLogined, kEpg, EPAVO_QUERYSCHEDULELIST, kNoAuthenticator,
      false, fields_of(kScheduleListFields)},
     {"Play", kLogined, kNotLogined, kAaa, EPAVO_QUERYPLAYURL, kNoAuthenticator, false,
@@ -334,8 +361,8 @@ void build_authenticator(const AuthenticatorSources& auth, const RequestArgs& ar
                              business);
 }
 
-const char* field_value(const FormField& field, const RequestArgs& args,
-                        Session& session, const char* ip, const char* authenticator)
+const char* field_value(const FormField& field, const RequestArgs& args, Session& session,
+                        const char* ip, const char* authenticator)
 {
     switch (field.source) {
     case Source::property:
@@ -362,7 +389,8 @@ const char* field_value(const FormField& field, const RequestArgs& args,
 void build_url(const pavo_request_row& row, char (&url)[kUrlSize])
 {
     char base[PAVO_PROP_SIZE];
-    pavo_inner_readfield(&g_pavo_fields[pavo_inner_requestkind(row.event)->base], base, sizeof base);
+    pavo_inner_readfield(&g_pavo_fields[pavo_inner_requestkind(row.event)->base], base,
+                         sizeof base);
     PavoText text(url, sizeof url);
     text.append(base);
     if (row.service_name != nullptr)
@@ -430,9 +458,10 @@ pavo_status_t run_request(Request which, unsigned eventid, const RequestArgs& ar
     tpavo_httpecode httpecode = PAVO_HTTPE_OK;
     long httpretcode = 0;
     pavo_status_t status = pavo_addhttpjob(STORETYPE_MEM, nullptr, row.callback, 0,
-                                 static_cast<int>(eventid), row.event, EPAVO_SCOPE_REQUEST, url,
-                                 body.text, static_cast<int>(body.used()), &response,
-                                 &responsesize, &httpecode, &httpretcode);
+                                           static_cast<int>(eventid), row.event,
+                                           EPAVO_SCOPE_REQUEST, url, body.text,
+                                           static_cast<int>(body.used()), &response,
+                                           &responsesize, &httpecode, &httpretcode);
     // A failed transfer leaves the last result as it was, unless the error
     // results are on.
     if (pavo_getfuncmode() == FUNCMODE_SYNC &&
@@ -576,10 +605,7 @@ pavo_status_t pavo_queryextendservice(unsigned eventid, const char* servicecode,
 
 pavo_status_t pavo_upgradeos(unsigned eventid) { return run_request(kUpgradeOs, eventid, {}); }
 
-pavo_status_t pavo_upgraderes(unsigned eventid)
-{
-    return run_request(kUpgradeRes, eventid, {});
-}
+pavo_status_t pavo_upgraderes(unsigned eventid) { return run_request(kUpgradeRes, eventid, {}); }
 
 pavo_status_t pavo_statusreport(unsigned eventid)
 {

@@ -127,10 +127,12 @@ int pavo_writeconfig(const char* section, const char* name, const char* value)
     if (whole == 0) {
         // The name up to its first control byte; the value may be a secret.
         int shown = 0;
-        while (name[shown] != '\0' && static_cast<unsigned char>(name[shown]) >= 0x20 && shown < 64)
+        while (name[shown] != '\0' && static_cast<unsigned char>(name[shown]) >= 0x20 &&
+               shown < 64)
             ++shown;
         pavo_log_info("korix.conf unchanged, entry refused:%.*s\r\n", shown, name);
-        pavo_inner_seterror(PAVO_STATUS_FAILURE, "pavo_writeconfig: korix.conf refused the entry");
+        pavo_inner_seterror(PAVO_STATUS_FAILURE,
+                            "pavo_writeconfig: korix.conf refused the entry");
         return PAVO_STATUS_FAILURE;
     }
     pavo_writeprop(name, value);

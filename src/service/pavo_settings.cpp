@@ -31,8 +31,8 @@ void read_setting(const pavo_session_field& setting, tpavo_env* env, const char*
             pavo_log_warn("unknown profile in korix.conf, ignored\r\n");
         return;
     }
-    int value =
-        present ? atoi(text) : pavo_inner_profiledefault(setting.name, setting.default_value);
+    int value = present ? atoi(text)
+                        : pavo_inner_profiledefault(setting.name, setting.default_value);
     if (setting.settle != nullptr)
         value = setting.settle(value);
     pavo_relaxed_store(pavo_inner_fieldnumber(env, setting), value);

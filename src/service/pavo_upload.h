@@ -23,8 +23,8 @@ typedef struct __MemoryStruct {
     uint32_t size;
     char* data;
     uint32_t limit; /* answer cap in bytes, 0 for none: past it the receiver ends the transfer */
-    uint32_t capacity;        /* bytes allocated at data: grown geometrically */
-    int streamed;             /* 1: the answer went to a file as it arrived, not to data */
+    uint32_t capacity;         /* bytes allocated at data: grown geometrically */
+    int streamed;              /* 1: the answer went to a file as it arrived, not to data */
     unsigned long long stored; /* streamed: bytes received */
 } MemoryStruct;
 
@@ -47,7 +47,7 @@ typedef struct __t_httpjobarg {
     long httpretcode;
     int streamed;              /* the answer went to localpath as it arrived */
     unsigned long long stored; /* streamed: bytes received */
-    pavo_fleet_state fleet; /* beyond the documented fields: its repeats so far */
+    pavo_fleet_state fleet;    /* beyond the documented fields: its repeats so far */
 } t_httpjobarg;
 
 /* The phase whose answer goes to libcurl's default output, unkept. */
@@ -61,15 +61,15 @@ extern "C" {
  * it cannot hand on is freed before the failure is reported. */
 pavo_status_t pavo_addhttpjob(tpavo_storetype storetype, const char* localpath, int cbtype,
                               int phase, int eventhandle, int eventtype, int eventscope,
-                              const char* url, const char* data, int datasize,
-                              void** returndata, size_t* returndatasize,
-                              tpavo_httpecode* httpecode, long* httpretcode);
+                              const char* url, const char* data, int datasize, void** returndata,
+                              size_t* returndatasize, tpavo_httpecode* httpecode,
+                              long* httpretcode);
 /* The transfer of a synchronous request on the caller's thread, as
  * pavo_addhttpjob documents it. */
 pavo_status_t pavo_inner_syncjob(tpavo_storetype storetype, const char* localpath, int phase,
-                                int eventtype, const char* url, const char* data,
-                                void** returndata, size_t* returndatasize,
-                                tpavo_httpecode* httpecode, long* httpretcode);
+                                 int eventtype, const char* url, const char* data,
+                                 void** returndata, size_t* returndatasize,
+                                 tpavo_httpecode* httpecode, long* httpretcode);
 pavo_status_t pavo_iner_addjob(dispatch_fn job, void* arg);
 void* pavo_inner_httpjob(void* arg);
 pavo_status_t pavo_upload(const char* url, const char* userdata, int phase,

@@ -26,20 +26,20 @@ constexpr int kUnsent = PAVO_REPEAT_UNSENT;
 constexpr pavo_request_kind kRequestKinds[] = {
     {EPAVO_OPEN, PAVO_FIELD_OPENURL, kAccount, DATATYPE_OPENRESULT, DATATYPE_OPENRESULT, 1,
      pavo_inner_writeback_open},
-    {EPAVO_LOGIN, PAVO_FIELD_AAASRVADDRESS, kAccount, DATATYPE_LOGINRESULT, DATATYPE_LOGINRESULT, 1,
-     pavo_inner_writeback_login},
-    {EPAVO_LOGOUT, PAVO_FIELD_AAASRVADDRESS, kAccount, DATATYPE_LOGOUTRESULT, DATATYPE_LOGOUTRESULT, 1,
-     nullptr},
+    {EPAVO_LOGIN, PAVO_FIELD_AAASRVADDRESS, kAccount, DATATYPE_LOGINRESULT, DATATYPE_LOGINRESULT,
+     1, pavo_inner_writeback_login},
+    {EPAVO_LOGOUT, PAVO_FIELD_AAASRVADDRESS, kAccount, DATATYPE_LOGOUTRESULT,
+     DATATYPE_LOGOUTRESULT, 1, nullptr},
     {EPAVO_RECHARGE, PAVO_FIELD_AAASRVADDRESS, kUnsent, DATATYPE_RECHARGERESULT,
      DATATYPE_RECHARGERESULT, 1, nullptr},
     {EPAVO_QUERYCATEGORYLIST, PAVO_FIELD_EPGSRVADDRESS, kAny, DATATYPE_CATEGORYLIST,
      DATATYPE_CATEGORYLIST, 1, nullptr},
-    {EPAVO_QUERYCATEGORYITEMLIST, PAVO_FIELD_EPGSRVADDRESS, kAny, DATATYPE_ITEMLIST, DATATYPE_ITEMLIST, 1,
-     nullptr},
+    {EPAVO_QUERYCATEGORYITEMLIST, PAVO_FIELD_EPGSRVADDRESS, kAny, DATATYPE_ITEMLIST,
+     DATATYPE_ITEMLIST, 1, nullptr},
     {EPAVO_QUERYRELATEITEMLIST, PAVO_FIELD_EPGSRVADDRESS, kAny, DATATYPE_ITEMLIST,
      DATATYPE_RELATIVEITEMLIST, 1, nullptr},
-    {EPAVO_QUERYCATEGORYITEMDETAIL, PAVO_FIELD_EPGSRVADDRESS, kAny, DATATYPE_ITEM, DATATYPE_ITEM, 1,
-     nullptr},
+    {EPAVO_QUERYCATEGORYITEMDETAIL, PAVO_FIELD_EPGSRVADDRESS, kAny, DATATYPE_ITEM, DATATYPE_ITEM,
+     1, nullptr},
     {EPAVO_QUERYSCHEDULELIST, PAVO_FIELD_EPGSRVADDRESS, kAny, DATATYPE_SCHEDULELIST,
      DATATYPE_SCHEDULELIST, 1, nullptr},
     {EPAVO_QUERYPLAYURL, PAVO_FIELD_PLAYSRVADDRESS, kAny, DATATYPE_QUERYPLAYURLRESULT,
@@ -50,8 +50,8 @@ constexpr pavo_request_kind kRequestKinds[] = {
      DATATYPE_UPGRADEOSRESULT, 1, nullptr},
     {EPAVO_UPGRADERES, PAVO_FIELD_UPGRADESRVADDRESS, kAny, DATATYPE_UPGRADERESRESULT,
      DATATYPE_UPGRADERESRESULT, 1, nullptr},
-    {EPAVO_STATUSREPORT, PAVO_FIELD_UPGRADESRVADDRESS, kUnsent, DATATYPE_NORMAL, DATATYPE_NORMAL, 0,
-     nullptr},
+    {EPAVO_STATUSREPORT, PAVO_FIELD_UPGRADESRVADDRESS, kUnsent, DATATYPE_NORMAL, DATATYPE_NORMAL,
+     0, nullptr},
 };
 
 // A bare result for a transfer that has no answer to parse: code 0, no data.
@@ -102,17 +102,17 @@ pavo_status_t pavo_inner_finishrequest(const pavo_request_kind* kind, const pavo
         // Transfer and HTTP failures were counted where the transfer ended.
         if (failure == PAVO_RESULT_UNPARSABLE)
             pavo_inner_statcount(eventtype, PAVO_STAT_PARSE);
-        result = pavo_inner_errorresult(
-            failure, answer,
-            kind == nullptr ? DATATYPE_NORMAL
-                            : stored ? kind->sync_datatype : kind->async_datatype);
+        result = pavo_inner_errorresult(failure, answer,
+                                        kind == nullptr ? DATATYPE_NORMAL
+                                        : stored        ? kind->sync_datatype
+                                                        : kind->async_datatype);
     } else {
         result = parse_answer(kind, *answer, stored);
-        pavo_inner_statcount(eventtype,
-                             result != nullptr ? (result->resultcode >= 0 ? PAVO_STAT_SUCCESSES
-                                                                          : PAVO_STAT_REFUSED)
-                             : (kind == nullptr || !kind->parsed) ? PAVO_STAT_SUCCESSES
-                                                                  : PAVO_STAT_PARSE);
+        pavo_inner_statcount(eventtype, result != nullptr
+                                            ? (result->resultcode >= 0 ? PAVO_STAT_SUCCESSES
+                                                                       : PAVO_STAT_REFUSED)
+                                        : (kind == nullptr || !kind->parsed) ? PAVO_STAT_SUCCESSES
+                                                                             : PAVO_STAT_PARSE);
         if (result != nullptr) {
             result->httpecode = answer->httpecode;
             result->httpretcode = answer->httpretcode;

@@ -31,10 +31,7 @@ void lock_share(CURL*, curl_lock_data data, curl_lock_access, void*)
     g_share_locks[data].lock();
 }
 
-void unlock_share(CURL*, curl_lock_data data, void*)
-{
-    g_share_locks[data].unlock();
-}
+void unlock_share(CURL*, curl_lock_data data, void*) { g_share_locks[data].unlock(); }
 
 // With the share, each thread keeps one transfer engine (a multi handle)
 // and runs its requests' own easy handles on it: the engine that

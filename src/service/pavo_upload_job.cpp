@@ -132,9 +132,9 @@ void pavo_inner_freejob(t_httpjobarg* job)
 
 pavo_status_t pavo_addhttpjob(tpavo_storetype storetype, const char* localpath, int cbtype,
                               int phase, int eventhandle, int eventtype, int eventscope,
-                              const char* url, const char* data, int datasize,
-                              void** returndata, size_t* returndatasize,
-                              tpavo_httpecode* httpecode, long* httpretcode)
+                              const char* url, const char* data, int datasize, void** returndata,
+                              size_t* returndatasize, tpavo_httpecode* httpecode,
+                              long* httpretcode)
 {
     if (returndata != nullptr)
         *returndata = nullptr;
@@ -160,8 +160,7 @@ pavo_status_t pavo_iner_addjob(dispatch_fn job, void* arg)
 {
     t_threadpool pool = g_pavo_env.threadpool;
     if (pool != nullptr)
-        return pool_add_worker(pool, job, arg) == 0 ? PAVO_STATUS_SUCCESS
-                                                     : PAVO_STATUS_FAILURE;
+        return pool_add_worker(pool, job, arg) == 0 ? PAVO_STATUS_SUCCESS : PAVO_STATUS_FAILURE;
     job(arg);
     return PAVO_STATUS_SUCCESS;
 }
@@ -213,8 +212,7 @@ void* pavo_inner_httpjob(void* arg)
 
 // Only the event type and the job travel in the message; the rest is unused.
 int pavo_globalmessagecallback(int eventtype, int /*eventscope*/, int /*eventhandle*/,
-                               void* /*data*/, int /*datasize*/, void* cbdata,
-                               int /*cbdatasize*/)
+                               void* /*data*/, int /*datasize*/, void* cbdata, int /*cbdatasize*/)
 {
     t_httpjobarg* job = static_cast<t_httpjobarg*>(cbdata);
     if (job == nullptr)
@@ -237,8 +235,8 @@ int pavo_globalmessagecallback(int eventtype, int /*eventscope*/, int /*eventhan
     if (callback != nullptr) {
         pavo_answer answer = {job->response, static_cast<size_t>(job->responsesize),
                               job->httpecode, job->httpretcode, 0};
-        pavo_inner_finishrequest(pavo_inner_requestkind(eventtype), &answer, callback,
-                                 eventtype, job->eventhandle);
+        pavo_inner_finishrequest(pavo_inner_requestkind(eventtype), &answer, callback, eventtype,
+                                 job->eventhandle);
     }
     return release_answer(job);
 }

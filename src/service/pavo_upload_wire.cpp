@@ -126,9 +126,9 @@ void* pavo_inner_chunktopool(const MemoryStruct* chunk, uint32_t* size)
 }
 
 pavo_status_t pavo_inner_syncjob(tpavo_storetype storetype, const char* localpath, int phase,
-                                int eventtype, const char* url, const char* data,
-                                void** returndata, size_t* returndatasize,
-                                tpavo_httpecode* httpecode, long* httpretcode)
+                                 int eventtype, const char* url, const char* data,
+                                 void** returndata, size_t* returndatasize,
+                                 tpavo_httpecode* httpecode, long* httpretcode)
 {
     MemoryStruct* chunk = pavo_inner_newchunk();
     if (chunk == nullptr)
@@ -211,8 +211,8 @@ pavo_status_t pavo_upload(const char* url, const char* userdata, int phase,
     pavo_inner_fleetnote(curl.get(), code);
     if (code != CURLE_OK) {
         pavo_log_info("Curl told us error %d \r\n", static_cast<int>(code));
-        pavo_inner_seterror(PAVO_STATUS_FAILURE, "transfer to %s failed: %s (libcurl code %d)", url,
-                            curl_error[0] != '\0' ? curl_error : curl_easy_strerror(code),
+        pavo_inner_seterror(PAVO_STATUS_FAILURE, "transfer to %s failed: %s (libcurl code %d)",
+                            url, curl_error[0] != '\0' ? curl_error : curl_easy_strerror(code),
                             static_cast<int>(code));
         if (httpecode != nullptr)
             *httpecode = trans_to_pavocode(code);

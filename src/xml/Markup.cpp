@@ -13,8 +13,8 @@
 #include "xml/Markup_internal.h"
 
 CMarkup::CMarkup()
-    : m_iPosParent(0), m_iPos(0), m_iPosChild(0), m_iPosFree(0), m_iPosDeleted(0),
-      m_nNodeType(0), m_nNodeOffset(0), m_nNodeLength(0), m_nDocFlags(0), m_pFilePos(nullptr),
+    : m_iPosParent(0), m_iPos(0), m_iPosChild(0), m_iPosFree(0), m_iPosDeleted(0), m_nNodeType(0),
+      m_nNodeOffset(0), m_nNodeLength(0), m_nDocFlags(0), m_pFilePos(nullptr),
       m_pSavedPosMaps(nullptr), m_pElemPosTree(new ElemPosTree), m_iAttribElem(0),
       m_nAttribNext(-1), m_nAttribCount(0), m_bAttribDistinct(false), m_nAttribGuess(0),
       m_aAttribSpans()
@@ -47,10 +47,7 @@ bool CMarkup::SetDoc(const char* szDoc)
 }
 
 // The scanners end at the first zero byte, so a string is taken up to it too.
-bool CMarkup::SetDoc(const std::string& strDoc)
-{
-    return SetDoc(strDoc.c_str());
-}
+bool CMarkup::SetDoc(const std::string& strDoc) { return SetDoc(strDoc.c_str()); }
 
 bool CMarkup::IsWellFormed() const
 {
@@ -176,7 +173,8 @@ std::string CMarkup::x_GetData(int iPos) const
     while (token.m_nNext < nEnd && token.ParseNode(node)) {
         const int nNodeEnd = std::min(node.nStart + node.nLength, nEnd);
         if (node.nNodeType == MNT_TEXT || node.nNodeType == MNT_WHITESPACE) {
-            AppendUnescaped(strData, pDoc + node.nStart, static_cast<size_t>(nNodeEnd - node.nStart));
+            AppendUnescaped(strData, pDoc + node.nStart,
+                            static_cast<size_t>(nNodeEnd - node.nStart));
         } else if (node.nNodeType == MNT_CDATA_SECTION) {
             // The "]]>" search starts after "<![", so the inner start is clamped.
             const int nInnerEnd = nNodeEnd - 3;
@@ -200,7 +198,7 @@ void CMarkup::x_IndexAttribs(int iPos) const
     m_bAttribDistinct = true;
     TokenPos token(pDoc, m_nDocFlags);
     token.m_nNext = ELEM(iPos).nStart + 1;
-    if (!token.FindToken()) {   // the tag name
+    if (!token.FindToken()) {  // the tag name
         m_nAttribNext = -1;
         return;
     }
@@ -249,12 +247,14 @@ void CMarkup::x_IndexAttribs(int iPos) const
         const uint64_t nBit = uint64_t{1}
                               << ((static_cast<unsigned>(span.nNameLen) * 7 +
                                    static_cast<unsigned char>(pName[0]) * 3 +
-                                   static_cast<unsigned char>(pName[span.nNameLen - 1])) & 63);
+                                   static_cast<unsigned char>(pName[span.nNameLen - 1])) &
+                                  63);
         if ((nSeen & nBit) && m_bAttribDistinct)
             for (int i = 0; i < m_nAttribCount; ++i) {
                 const AttribSpan& other = m_aAttribSpans[i];
                 if (other.nNameLen == span.nNameLen &&
-                    std::memcmp(pDoc + other.nName, pName, static_cast<size_t>(span.nNameLen)) == 0)
+                    std::memcmp(pDoc + other.nName, pName, static_cast<size_t>(span.nNameLen)) ==
+                        0)
                     m_bAttribDistinct = false;
             }
         nSeen |= nBit;
@@ -333,7 +333,8 @@ std::string CMarkup::x_GetAttrib(int iPos, const char* szAttrib) const
     int nNameLen = 0;
     while (token.NextAttrib(nNameL, nNameLen))
         if (MatchName(pDoc + nNameL, nNameLen, szAttrib, nAttribLen, bIgnoreCase))
-            return UnescapedCopy(pDoc + token.m_nL, static_cast<size_t>(token.m_nR - token.m_nL + 1));
+            return UnescapedCopy(pDoc + token.m_nL,
+                                 static_cast<size_t>(token.m_nR - token.m_nL + 1));
     return std::string();
 }
 
@@ -350,11 +351,21 @@ void CMarkup::x_AddResult(const char* szName, std::string_view strTagName, int n
         m_strResult += " tagname=\"";
         for (char c : strTagName) {
             switch (c) {
-            case '&': m_strResult += "&amp;"; break;
-            case '<': m_strResult += "&lt;"; break;
-            case '>': m_strResult += "&gt;"; break;
-            case '"': m_strResult += "&quot;"; break;
-            default: m_strResult += c; break;
+            case '&':
+                m_strResult += "&amp;";
+                break;
+            case '<':
+                m_strResult += "&lt;";
+                break;
+            case '>':
+                m_strResult += "&gt;";
+                break;
+            case '"':
+                m_strResult += "&quot;";
+                break;
+            default:
+                m_strResult += c;
+                break;
             }
         }
         m_strResult += '"';

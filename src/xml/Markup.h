@@ -74,7 +74,10 @@ public:
     std::string GetData() const { return x_GetData(m_iPos); }
     std::string GetChildData() const { return x_GetData(m_iPosChild); }
     std::string GetAttrib(MCD_CSTR szAttrib) const { return x_GetAttrib(m_iPos, szAttrib); }
-    std::string GetChildAttrib(MCD_CSTR szAttrib) const { return x_GetAttrib(m_iPosChild, szAttrib); }
+    std::string GetChildAttrib(MCD_CSTR szAttrib) const
+    {
+        return x_GetAttrib(m_iPosChild, szAttrib);
+    }
 
     // Steps the last parse's end-tag matching took (branches visited, name
     // bytes compared, tags popped): tests check that it grows with the text.
@@ -96,8 +99,8 @@ private:
     int x_FindElem(int iPosParent, int iPos, const PathPos& path) const;
     std::string x_GetData(int iPos) const;
     std::string x_GetAttrib(int iPos, const char* szAttrib) const;
-    void x_AddResult(const char* szName, std::string_view strTagName = {},
-                     int nOffset = -1, int nLength = -1);
+    void x_AddResult(const char* szName, std::string_view strTagName = {}, int nOffset = -1,
+                     int nLength = -1);
 
     std::string m_strDoc;
     std::string m_strResult;
@@ -111,8 +114,8 @@ private:
     int m_nNodeLength;
     int m_nDocFlags;
     long long m_nMatchSteps = 0;
-    FilePos* m_pFilePos;                 // no file reader or writer is built
-    SavedPosMapArray* m_pSavedPosMaps;   // no named saved positions are built
+    FilePos* m_pFilePos;                // no file reader or writer is built
+    SavedPosMapArray* m_pSavedPosMaps;  // no named saved positions are built
     std::unique_ptr<ElemPosTree> m_pElemPosTree;
 
     // The attributes of the element read last, in document order, as offsets:
@@ -128,8 +131,8 @@ private:
     static constexpr int kAttribSpans = 24;
     void x_IndexAttribs(int iPos) const;
     int x_FindAttribSpan(const char* szAttrib, size_t nAttribLen, bool bPlainName) const;
-    mutable int m_iAttribElem;   // element indexed below, 0 for none
-    mutable int m_nAttribNext;   // where the scan of the rest resumes, -1 when complete
+    mutable int m_iAttribElem;  // element indexed below, 0 for none
+    mutable int m_nAttribNext;  // where the scan of the rest resumes, -1 when complete
     mutable int m_nAttribCount;
     // No two indexed names are equal, so a plain name's match is its first one
     // and the span after the last hit can be tried before all others.

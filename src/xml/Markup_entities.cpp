@@ -83,7 +83,7 @@ constexpr int kEntityCount = static_cast<int>(sizeof kEntityDefs / sizeof kEntit
 static_assert(kEntityCount == 96 + 32 + 124 + 1, "HTML 4 entities plus apos");
 
 constexpr int kEntityBuckets = 130;
-constexpr int kMaxEntityName = 9;   // longest name read after "&"
+constexpr int kMaxEntityName = 9;  // longest name read after "&"
 
 constexpr int NameLength(const char* s)
 {
@@ -112,7 +112,7 @@ constexpr int LowerHash(const char* s)
 
 constexpr int PoolSize()
 {
-    int nSize = kEntityBuckets;   // one terminating zero per bucket
+    int nSize = kEntityBuckets;  // one terminating zero per bucket
     for (const EntityDef& def : kEntityDefs)
         nSize += 5 + NameLength(def.szName);
     return nSize;
@@ -164,7 +164,8 @@ constexpr PredefEntityPool PredefEntityTable = BuildPredefEntityTable();
 // Code point of a lower-case entity name, 0 if unknown.
 int LookupEntity(const char* szName, int nLen)
 {
-    const char* p = PredefEntityTable.achPool + PredefEntityTable.anBucket[x_Hash(szName, kEntityBuckets)];
+    const char* p =
+        PredefEntityTable.achPool + PredefEntityTable.anBucket[x_Hash(szName, kEntityBuckets)];
     while (*p) {
         const int nEntryLen = *p - '0';
         if (nEntryLen == nLen && std::memcmp(p + 5, szName, static_cast<size_t>(nLen)) == 0)
@@ -215,7 +216,7 @@ char* WriteUtf8(char* pOut, unsigned int nCode)
     return pOut;
 }
 
-} // namespace
+}  // namespace
 
 // Decoding never lengthens the text: a reference is at least four bytes
 // ("&lt;", "&#5;"), three-byte characters need a name of two letters or four

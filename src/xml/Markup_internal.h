@@ -21,10 +21,10 @@
 // Element flags above the 16-bit nesting level.
 enum : int {
     MNF_LEVELMASK = 0xffff,
-    MNF_FIRST = 0x10000,       // first child of its parent
-    MNF_ILLDATA = 0x20000,     // a syntax error was met inside this element
-    MNF_NONENDED = 0x40000,    // start tag never ended
-    MNF_ILLFORMED = 0x80000,   // on the document record: the document is ill formed
+    MNF_FIRST = 0x10000,      // first child of its parent
+    MNF_ILLDATA = 0x20000,    // a syntax error was met inside this element
+    MNF_NONENDED = 0x40000,   // start tag never ended
+    MNF_ILLFORMED = 0x80000,  // on the document record: the document is ill formed
 };
 
 struct ElemPos {
@@ -36,7 +36,7 @@ struct ElemPos {
     int iElemParent;
     int iElemChild;
     int iElemNext;
-    int iElemPrev;   // of the first child: the last child
+    int iElemPrev;  // of the first child: the last child
 };
 static_assert(sizeof(ElemPos) == 32, "two tag lengths share one word");
 
@@ -67,12 +67,12 @@ struct ElemPosTree {
 // so zero ends every scan.
 enum : unsigned char {
     kCharSpace = 1,
-    kCharNameStart = 2,     // may follow "<" to open a start tag
-    kCharTagNameEnd = 4,    // ends a tag name
-    kCharTokenEnd = 8,      // ends an unquoted token inside a tag
-    kCharTagScan = 16,      // needs a look while finding a start tag's end
-    kCharNameStep = 32,     // may follow a name argument's name: " =/[]"
-    kCharTagStop = 64,      // ">", a quote or the end: where a start tag's scan looks
+    kCharNameStart = 2,   // may follow "<" to open a start tag
+    kCharTagNameEnd = 4,  // ends a tag name
+    kCharTokenEnd = 8,    // ends an unquoted token inside a tag
+    kCharTagScan = 16,    // needs a look while finding a start tag's end
+    kCharNameStep = 32,   // may follow a name argument's name: " =/[]"
+    kCharTagStop = 64,    // ">", a quote or the end: where a start tag's scan looks
 };
 
 constexpr std::array<unsigned char, 256> MakeCharClasses()
@@ -251,7 +251,7 @@ private:
 struct NameKey {
     const char* p;
     int n;
-    int nFold;   // bytes before this index fold
+    int nFold;  // bytes before this index fold
 
     unsigned Byte(int i) const
     {
@@ -271,14 +271,14 @@ struct NameKey {
 struct TagPos {
     const char* pName;
     int nName;
-    int iParent;     // element index of this open tag: the parent of what follows
-    int iLeaf;       // set once the tag is in the tree
-    int iSameNext;   // next older open tag of this name in the tree, -1 at the end
+    int iParent;    // element index of this open tag: the parent of what follows
+    int iLeaf;      // set once the tag is in the tree
+    int iSameNext;  // next older open tag of this name in the tree, -1 at the end
 };
 
 struct NameLeaf {
     NameKey key;
-    int iNewest;     // newest open tag of the name, -1 when none is open
+    int iNewest;  // newest open tag of the name, -1 when none is open
 };
 
 // A branch of a slot's tree. A reference is a node index (>= 0), ~leaf or
@@ -286,8 +286,8 @@ struct NameLeaf {
 struct CritNode {
     int aChild[2];
     int nByte;
-    unsigned nOtherBits;   // every bit but the deciding one
-    int iRep;              // a leaf below: all agree before nByte
+    unsigned nOtherBits;  // every bit but the deciding one
+    int iRep;             // a leaf below: all agree before nByte
     int Dir(unsigned c) const { return static_cast<int>((1 + (nOtherBits | c)) >> 8); }
 };
 
@@ -307,10 +307,10 @@ struct ElemStack {
     }
     int Parent(int iEntry) { return aTags[iEntry].iParent; }
 
-    int iTop;        // innermost open tag, -1 when none
-    int iPar;        // element that receives the next child (0: the document)
-    long long nSteps;   // tags and branches visited, name bytes compared
-    int iIndexed;       // tags below this one are in the tree
+    int iTop;          // innermost open tag, -1 when none
+    int iPar;          // element that receives the next child (0: the document)
+    long long nSteps;  // tags and branches visited, name bytes compared
+    int iIndexed;      // tags below this one are in the tree
 
 private:
     void x_Index(int iTag, bool bIgnoreCase);
@@ -325,10 +325,7 @@ private:
     int anTable[kSlots];
 };
 
-inline ElemPos& CMarkup::ELEM(int i) const
-{
-    return m_pElemPosTree->GetRefElemPosAt(i);
-}
+inline ElemPos& CMarkup::ELEM(int i) const { return m_pElemPosTree->GetRefElemPosAt(i); }
 
 // The text with its character references decoded (UTF-8 output).
 void AppendUnescaped(std::string& strOut, const char* pText, size_t nLength);

@@ -50,8 +50,9 @@ void CMarkup::x_AllocElemPos(int nNewSize)
     // records are never copied and untouched space costs no memory.
     if (nNewSize == 0) {
         const int nSize = m_pElemPosTree->m_nSize;
-        const int64_t nGrown = nSize < ElemPosTree::kSegSize ? ElemPosTree::kSegSize
-                                                             : int64_t{nSize} + ElemPosTree::kSegSize;
+        const int64_t nGrown = nSize < ElemPosTree::kSegSize
+                                   ? ElemPosTree::kSegSize
+                                   : int64_t{nSize} + ElemPosTree::kSegSize;
         nNewSize = static_cast<int>(std::min<int64_t>(nGrown, INT_MAX));
     }
     if (m_pElemPosTree->m_nSize < nNewSize)

@@ -17,12 +17,9 @@ const char* FindByteOrEnd(const char* p, char c)
     return q ? q : p + std::strlen(p);
 }
 
-int Offset(const char* pDoc, const char* p)
-{
-    return static_cast<int>(p - pDoc);
-}
+int Offset(const char* pDoc, const char* p) { return static_cast<int>(p - pDoc); }
 
-} // namespace
+}  // namespace
 
 // Skips whitespace, then reads one token of a tag: quoted text (without the
 // quotes), a run up to "=", whitespace, ">", "/" or "?", or one of those four
@@ -73,7 +70,7 @@ bool TokenPos::NextAttrib(int& nNameL, int& nNameLen)
         const bool bQuoted = (m_nTokenFlags & kTokenQuoted) != 0;
         if (!bQuoted && m_nL == m_nR && CharIs(d[m_nL], kCharTokenEnd)) {
             if (d[m_nL] == '=')
-                continue;   // "=" with no name before it
+                continue;  // "=" with no name before it
             return false;
         }
         nNameL = m_nL;
@@ -82,7 +79,7 @@ bool TokenPos::NextAttrib(int& nNameL, int& nNameLen)
         while (CharIs(d[nAfter], kCharSpace))
             ++nAfter;
         if (d[nAfter] != '=')
-            continue;   // a name without a value
+            continue;  // a name without a value
         m_nNext = nAfter + 1;
         if (!FindToken()) {
             m_nL = m_nNext;
@@ -109,7 +106,7 @@ int TokenPos::ParseNode(NodePos& node)
     node.nNodeFlags = 0;
     node.strMeta = nullptr;
     node.nNodeType = 0;
-    const char* pEnd = nullptr;   // one past the node's last byte
+    const char* pEnd = nullptr;  // one past the node's last byte
 
     if (*p == '\0')
         return 0;
@@ -131,14 +128,15 @@ int TokenPos::ParseNode(NodePos& node)
         // A quote opens a quoted value only where a token starts, as FindToken
         // reads it (after whitespace, "=", "/", "?" or a closing quote), so ">"
         // inside a value does not end the tag.
-        const char* pQuotedEnd = nullptr;   // just after the last quoted value
+        const char* pQuotedEnd = nullptr;  // just after the last quoted value
         for (;;) {
             while (!CharIs(*q, kCharTagStop))
                 ++q;
             const char c = *q;
             if (c == '>' || c == '\0')
                 break;
-            if (q == pQuotedEnd || (CharIs(q[-1], kCharTagScan) && q[-1] != '"' && q[-1] != '\'')) {
+            if (q == pQuotedEnd ||
+                (CharIs(q[-1], kCharTagScan) && q[-1] != '"' && q[-1] != '\'')) {
                 q = std::strchr(q + 1, c);
                 if (!q)
                     break;
@@ -248,8 +246,7 @@ int TokenPos::ParseNode(NodePos& node)
 }
 
 PathPos::PathPos(const char* szPath, bool bIsReader)
-    : nPathType(kAny), bReader(bIsReader), p(szPath), i(0), iPathAttribName(0), iSave(0),
-      nLen(0)
+    : nPathType(kAny), bReader(bIsReader), p(szPath), i(0), iPathAttribName(0), iSave(0), nLen(0)
 {
     if (!p || !*p)
         return;

@@ -19,10 +19,10 @@
 
 namespace {
 
-constexpr tpavo_datatype kDatatypes[] = {
-    DATATYPE_OPENRESULT,  DATATYPE_LOGINRESULT,      DATATYPE_CATEGORYLIST,
-    DATATYPE_ITEMLIST,    DATATYPE_SCHEDULELIST,     DATATYPE_QUERYPLAYURLRESULT,
-    DATATYPE_EXTSERVICERESULT, DATATYPE_UPGRADEOSRESULT};
+constexpr tpavo_datatype kDatatypes[] = {DATATYPE_OPENRESULT,       DATATYPE_LOGINRESULT,
+                                         DATATYPE_CATEGORYLIST,     DATATYPE_ITEMLIST,
+                                         DATATYPE_SCHEDULELIST,     DATATYPE_QUERYPLAYURLRESULT,
+                                         DATATYPE_EXTSERVICERESULT, DATATYPE_UPGRADEOSRESULT};
 
 }  // namespace
 
@@ -38,7 +38,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     if (size == 0)
         return 0;
-    const tpavo_datatype datatype = kDatatypes[data[0] % (sizeof kDatatypes / sizeof kDatatypes[0])];
+    const tpavo_datatype datatype =
+        kDatatypes[data[0] % (sizeof kDatatypes / sizeof kDatatypes[0])];
     FuzzedDataProvider input(data + 1, size - 1);
     MemoryStruct chunk = {};
     chunk.limit = input.ConsumeBool() ? input.ConsumeIntegralInRange<uint32_t>(1, 4096) : 0;
@@ -49,8 +50,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         const bool as_members = input.ConsumeBool();
         std::vector<char> piece = input.ConsumeBytes<char>(wanted);
         // libcurl hands size 1 and a count; the receiver must not care which way round.
-        const size_t taken = as_members ? chunkdata_callback(piece.data(), 1, piece.size(), &chunk)
-                                        : chunkdata_callback(piece.data(), piece.size(), 1, &chunk);
+        const size_t taken = as_members
+                                 ? chunkdata_callback(piece.data(), 1, piece.size(), &chunk)
+                                 : chunkdata_callback(piece.data(), piece.size(), 1, &chunk);
         if (chunk.limit != 0 && expected.size() + piece.size() > chunk.limit) {
             // Past the cap: nothing kept, and the short count ends the transfer.
             if (taken != 0 || chunk.data != nullptr || chunk.size != 0)
@@ -66,7 +68,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         (chunk.size != 0 && (std::memcmp(chunk.data, expected.data(), chunk.size) != 0 ||
                              chunk.data[chunk.size] != '\0')))
         __builtin_trap();
-    tpavo_result* result = pavo_parse(chunk.data != nullptr ? chunk.data : "", chunk.size, datatype);
+    tpavo_result* result =
+        pavo_parse(chunk.data != nullptr ? chunk.data : "", chunk.size, datatype);
     if (result == nullptr)
         __builtin_trap();
     pavo_iner_freeresultitem(result);

@@ -25,10 +25,7 @@ void require(bool holds)
 }
 
 // A heap block of exactly n bytes (n may be 0), so ASan bounds it tightly.
-std::unique_ptr<char[]> exact_buffer(size_t n)
-{
-    return std::unique_ptr<char[]>(new char[n]);
-}
+std::unique_ptr<char[]> exact_buffer(size_t n) { return std::unique_ptr<char[]>(new char[n]); }
 
 constexpr size_t kMaxCipherBytes = 1024;  // the decipher refuses longer texts
 constexpr size_t kMaxPlainBytes = 1023;   // the encipher's contract

@@ -78,8 +78,7 @@ void read_all_names(uint8_t pick)
     char small[4];
     char value[256];
     read_profile_string(kSections[i], kKeys[i], small, sizeof small, "default", g_path.c_str());
-    read_profile_string(kSections[i], kKeys[i + 1], value, sizeof value, nullptr,
-                        g_path.c_str());
+    read_profile_string(kSections[i], kKeys[i + 1], value, sizeof value, nullptr, g_path.c_str());
     read_profile_int("system", "userid", -1, g_path.c_str());
 }
 
@@ -113,7 +112,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     // The refusing writer, with a value made of the input's last bytes: either the
     // entry reads back whole, or the file keeps every byte.
     static char kept[kInputLimit];
-    const std::string entry(reinterpret_cast<const char*>(data) + size - std::min<size_t>(size, 24),
+    const std::string entry(reinterpret_cast<const char*>(data) + size -
+                                std::min<size_t>(size, 24),
                             std::min<size_t>(size, 24));
     if (!put_file(data, size))
         std::abort();

@@ -24,26 +24,50 @@ namespace {
 
 // 0 to 24 are the datatypes and their neighbours; the rest fall outside the
 // dispatch table from below and above.
-constexpr int kDatatypes[] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14,
-                              15, 16, 17, 18, 19, 20, 21, 22, 23, 24, -1, -2, -9000,
-                              INT_MIN, 1000};
+constexpr int kDatatypes[] = {0,  1,  2,  3,  4,  5,  6,  7,     8,       9,
+                              10, 11, 12, 13, 14, 15, 16, 17,    18,      19,
+                              20, 21, 22, 23, 24, -1, -2, -9000, INT_MIN, 1000};
 constexpr size_t kDatatypeCount = sizeof kDatatypes / sizeof kDatatypes[0];
 
 // The parsers' own names, their near misses and the path forms the finders
 // accept or refuse.
-const char* const kElementNames[] = {
-    nullptr,     "",          "Root",       "Result",     "Response",  "Categorys",
-    "Category",  "Programee", "Item",       "Programs",   "Program",   "Channels",
-    "Channel",   "VideoClips", "VideoClip", "Schedules",  "Schedule",  "UserToken",
-    "SystemTime", "Res",      "root",       "Result[1]",  "Item[@Code='P1001']",
-    "Item[@Code]", "Root/Result", "/Root",  "//Item",     "a[",        "a]",
-    "a[x]",      "[1]",       "Item[@='x']"};
+const char* const kElementNames[] = {nullptr,
+                                     "",
+                                     "Root",
+                                     "Result",
+                                     "Response",
+                                     "Categorys",
+                                     "Category",
+                                     "Programee",
+                                     "Item",
+                                     "Programs",
+                                     "Program",
+                                     "Channels",
+                                     "Channel",
+                                     "VideoClips",
+                                     "VideoClip",
+                                     "Schedules",
+                                     "Schedule",
+                                     "UserToken",
+                                     "SystemTime",
+                                     "Res",
+                                     "root",
+                                     "Result[1]",
+                                     "Item[@Code='P1001']",
+                                     "Item[@Code]",
+                                     "Root/Result",
+                                     "/Root",
+                                     "//Item",
+                                     "a[",
+                                     "a]",
+                                     "a[x]",
+                                     "[1]",
+                                     "Item[@='x']"};
 constexpr size_t kElementNameCount = sizeof kElementNames / sizeof kElementNames[0];
 
-const char* const kAttribNames[] = {nullptr,   "",      "ResultCode", "ResultMsg",
-                                    "Code",    "Type",  "TotalCount", "Count",
-                                    "FileSize", "Name", "code",       "Code=",
-                                    "Code[1]", "a",     "tagname",    "version"};
+const char* const kAttribNames[] = {
+    nullptr,    "",     "ResultCode", "ResultMsg", "Code",    "Type", "TotalCount", "Count",
+    "FileSize", "Name", "code",       "Code=",     "Code[1]", "a",    "tagname",    "version"};
 constexpr size_t kAttribNameCount = sizeof kAttribNames / sizeof kAttribNames[0];
 
 constexpr int kMaxWalkSteps = 64;
@@ -91,22 +115,54 @@ void walk_document(const std::string& answer, FuzzedDataProvider& steps)
         const char* element = kElementNames[name % kElementNameCount];
         const char* attrib = kAttribNames[name % kAttribNameCount];
         switch (step % 16) {
-        case 0: xml.FindElem(element); break;
-        case 1: xml.FindChildElem(element); break;
-        case 2: xml.IntoElem(); break;
-        case 3: xml.OutOfElem(); break;
-        case 4: xml.GetData(); break;
-        case 5: xml.GetChildData(); break;
-        case 6: xml.GetAttrib(attrib); break;
-        case 7: xml.GetChildAttrib(attrib); break;
-        case 8: xml.ResetMainPos(); break;
-        case 9: xml.ResetChildPos(); break;
-        case 10: xml.ResetPos(); break;
-        case 11: xml.GetTagName(); break;
-        case 12: xml.FindElem(); break;
-        case 13: xml.FindChildElem(); break;
-        case 14: xml.SetDoc(answer); break;
-        case 15: xml.SetDoc(nullptr); break;
+        case 0:
+            xml.FindElem(element);
+            break;
+        case 1:
+            xml.FindChildElem(element);
+            break;
+        case 2:
+            xml.IntoElem();
+            break;
+        case 3:
+            xml.OutOfElem();
+            break;
+        case 4:
+            xml.GetData();
+            break;
+        case 5:
+            xml.GetChildData();
+            break;
+        case 6:
+            xml.GetAttrib(attrib);
+            break;
+        case 7:
+            xml.GetChildAttrib(attrib);
+            break;
+        case 8:
+            xml.ResetMainPos();
+            break;
+        case 9:
+            xml.ResetChildPos();
+            break;
+        case 10:
+            xml.ResetPos();
+            break;
+        case 11:
+            xml.GetTagName();
+            break;
+        case 12:
+            xml.FindElem();
+            break;
+        case 13:
+            xml.FindChildElem();
+            break;
+        case 14:
+            xml.SetDoc(answer);
+            break;
+        case 15:
+            xml.SetDoc(nullptr);
+            break;
         }
     }
 }

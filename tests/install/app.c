@@ -2,7 +2,8 @@
 #include <pavo.h>
 #include <stdio.h>
 
-#if PAVO_VERSION_NUM != ((PAVO_VERSION_MAJOR << 16) | (PAVO_VERSION_MINOR << 8) | PAVO_VERSION_PATCH)
+#if PAVO_VERSION_NUM != \
+    ((PAVO_VERSION_MAJOR << 16) | (PAVO_VERSION_MINOR << 8) | PAVO_VERSION_PATCH)
 #error "PAVO_VERSION_NUM disagrees with its parts"
 #endif
 

@@ -3,9 +3,9 @@
 #include "support/platform_sim.h"
 
 #include <arpa/inet.h>
+#include <httplib.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <httplib.h>
 #include <nlohmann/json.hpp>
 
 #include <fcntl.h>
@@ -29,35 +29,43 @@ constexpr std::chrono::seconds kStartBound{10};
 constexpr std::chrono::seconds kStopBound{10};
 
 // Reads the first line the child writes, up to the bound; empty on timeout or end of file.
-std::string read_first_line(int fd) {
+std::string read_first_line(int fd)
+{
     const auto deadline = std::chrono::steady_clock::now() + kStartBound;
     std::string line;
     for (;;) {
         auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0) return std::string();
+        if (left.count() <= 0)
+            return std::string();
         pollfd readable{fd, POLLIN, 0};
-        if (poll(&readable, 1, static_cast<int>(left.count())) <= 0) continue;
+        if (poll(&readable, 1, static_cast<int>(left.count())) <= 0)
+            continue;
         char c = 0;
-        if (read(fd, &c, 1) != 1) return std::string();
-        if (c == '\n') return line;
+        if (read(fd, &c, 1) != 1)
+            return std::string();
+        if (c == '\n')
+            return line;
         line += c;
     }
 }
 
 }  // namespace
 
-PlatformSim::PlatformSim(const std::vector<std::string>& extra_args) {
+PlatformSim::PlatformSim(const std::vector<std::string>& extra_args)
+{
 #if defined(PAVO_SIM_PATH) && defined(PAVO_SIM_DATA)
     std::vector<std::string> args = {PAVO_SIM_PATH, "--port",  "0",      "--data",
                                      PAVO_SIM_DATA, "--clock", kSimClock};
     args.insert(args.end(), extra_args.begin(), extra_args.end());
     std::vector<char*> argv;
-    for (std::string& arg : args) argv.push_back(arg.data());
+    for (std::string& arg : args)
+        argv.push_back(arg.data());
     argv.push_back(nullptr);
 
     int out[2];
-    if (pipe2(out, O_CLOEXEC) != 0) throw std::runtime_error("pipe2 failed");
+    if (pipe2(out, O_CLOEXEC) != 0)
+        throw std::runtime_error("pipe2 failed");
     const pid_t parent = getpid();
     pid_ = fork();
     if (pid_ < 0) {
@@ -68,7 +76,8 @@ PlatformSim::PlatformSim(const std::vector<std::string>& extra_args) {
     if (pid_ == 0) {
         // Only async-signal-safe calls here: the test process may have other threads.
         prctl(PR_SET_PDEATHSIG, SIGTERM);
-        if (getppid() != parent) _exit(126);
+        if (getppid() != parent)
+            _exit(126);
         dup2(out[1], STDOUT_FILENO);
         execv(argv[0], argv.data());
         _exit(127);
@@ -76,11 +85,13 @@ PlatformSim::PlatformSim(const std::vector<std::string>& extra_args) {
     close(out[1]);
     std::string line = read_first_line(out[0]);
     bool with_backup = false;
-    for (const std::string& arg : extra_args) with_backup = with_backup || arg == "--backup-port";
-    if (with_backup) backup_url_ = read_first_line(out[0]);
+    for (const std::string& arg : extra_args)
+        with_backup = with_backup || arg == "--backup-port";
+    if (with_backup)
+        backup_url_ = read_first_line(out[0]);
     close(out[0]);
     const std::string prefix = line.rfind("https:", 0) == 0 ? "https://127.0.0.1:"
-                                                             : "http://127.0.0.1:";
+                                                            : "http://127.0.0.1:";
     if (line.rfind(prefix, 0) != 0 || (with_backup && backup_url_.rfind(prefix, 0) != 0)) {
         stop();
         throw std::runtime_error("platform simulator did not announce its address");
@@ -93,12 +104,12 @@ PlatformSim::PlatformSim(const std::vector<std::string>& extra_args) {
 #endif
 }
 
-PlatformSim::~PlatformSim() {
-    stop();
-}
+PlatformSim::~PlatformSim() { stop(); }
 
-int PlatformSim::stop() {
-    if (pid_ <= 0) return -1;
+int PlatformSim::stop()
+{
+    if (pid_ <= 0)
+        return -1;
     kill(pid_, SIGTERM);
     int status = 0;
     const auto deadline = std::chrono::steady_clock::now() + kStopBound;
@@ -116,7 +127,8 @@ int PlatformSim::stop() {
 }
 
 std::string PlatformSim::control(const char* method, const std::string& path_and_query,
-                                 const std::string& body) const {
+                                 const std::string& body) const
+{
     // The control interface checks no certificate: it is the simulator's own.
     httplib::Client client(base_url_);
     client.enable_server_certificate_verification(false);
@@ -130,17 +142,20 @@ std::string PlatformSim::control(const char* method, const std::string& path_and
     return result->body;
 }
 
-std::vector<SimRequest> PlatformSim::requests() const {
+std::vector<SimRequest> PlatformSim::requests() const
+{
     const std::string text = control("GET", "/_control/requests");
     std::vector<SimRequest> requests;
     size_t at = 0;
     while (at < text.size()) {
         size_t line_end = text.find('\n', at);
-        if (line_end == std::string::npos) throw std::runtime_error("bad request record");
+        if (line_end == std::string::npos)
+            throw std::runtime_error("bad request record");
         const std::string header = text.substr(at, line_end - at);
         size_t first_blank = header.find(' ');
         size_t second_blank = header.find(' ', first_blank + 1);
-        if (second_blank == std::string::npos) throw std::runtime_error("bad request record");
+        if (second_blank == std::string::npos)
+            throw std::runtime_error("bad request record");
         size_t path_size = std::stoul(header.substr(first_blank + 1));
         size_t body_size = std::stoul(header.substr(second_blank + 1));
         at = line_end + 1;
@@ -154,11 +169,10 @@ std::vector<SimRequest> PlatformSim::requests() const {
     return requests;
 }
 
-void PlatformSim::clear_requests() const {
-    control("POST", "/_control/requests/clear");
-}
+void PlatformSim::clear_requests() const { control("POST", "/_control/requests/clear"); }
 
-void PlatformSim::set_fault(const std::string& path, int status, int delay_ms, bool close) const {
+void PlatformSim::set_fault(const std::string& path, int status, int delay_ms, bool close) const
+{
     httplib::Params params{{"path", path},
                            {"status", std::to_string(status)},
                            {"delay_ms", std::to_string(delay_ms)},
@@ -166,19 +180,17 @@ void PlatformSim::set_fault(const std::string& path, int status, int delay_ms, b
     control("POST", httplib::append_query_params("/_control/fault", params));
 }
 
-void PlatformSim::clear_faults() const {
-    control("POST", "/_control/faults/clear");
-}
+void PlatformSim::clear_faults() const { control("POST", "/_control/faults/clear"); }
 
-void PlatformSim::set_answer(const std::string& path, const std::string& body) const {
+void PlatformSim::set_answer(const std::string& path, const std::string& body) const
+{
     control("POST", httplib::append_query_params("/_control/answer", {{"path", path}}), body);
 }
 
-void PlatformSim::reset() const {
-    control("POST", "/_control/reset");
-}
+void PlatformSim::reset() const { control("POST", "/_control/reset"); }
 
-PlatformSim::Connections PlatformSim::connections() const {
+PlatformSim::Connections PlatformSim::connections() const
+{
     const std::string text = control("GET", "/_control/connections");
     Connections counts;
     if (std::sscanf(text.c_str(), "connections %ld handshakes %ld", &counts.connections,
@@ -188,47 +200,54 @@ PlatformSim::Connections PlatformSim::connections() const {
 }
 
 void PlatformSim::set_outage(const std::string& service, const std::string& mode, int seconds,
-                             int retry_after) const {
-    httplib::Params params{{"service", service}, {"mode", mode},
+                             int retry_after) const
+{
+    httplib::Params params{{"service", service},
+                           {"mode", mode},
                            {"seconds", std::to_string(seconds)}};
-    if (retry_after >= 0) params.emplace("retry_after", std::to_string(retry_after));
+    if (retry_after >= 0)
+        params.emplace("retry_after", std::to_string(retry_after));
     control("POST", httplib::append_query_params("/_control/outage", params));
 }
 
-void PlatformSim::clear_outages() const {
-    control("POST", "/_control/outages/clear");
-}
+void PlatformSim::clear_outages() const { control("POST", "/_control/outages/clear"); }
 
-void PlatformSim::expire(int code) const {
+void PlatformSim::expire(int code) const
+{
     control("POST", "/_control/expire?code=" + std::to_string(code));
 }
 
-SimCounts PlatformSim::counts() const {
+SimCounts PlatformSim::counts() const
+{
     const nlohmann::json json = nlohmann::json::parse(control("GET", "/_control/counts"));
     SimCounts counts;
     for (const auto& [service, pair] : json.at("services").items())
-        counts.services[service] = {pair.at("primary").get<long>(), pair.at("backup").get<long>()};
+        counts.services[service] = {pair.at("primary").get<long>(),
+                                    pair.at("backup").get<long>()};
     for (const auto& [path, number] : json.at("paths").items())
         counts.paths[path] = number.get<long>();
     counts.logins = json.at("logins").get<long>();
     counts.charges = json.at("charges").get<long>();
     counts.recharges = json.at("recharges").get<long>();
-    for (const auto& bucket : json.at("per100ms")) counts.per100ms_total += bucket.at(1).get<long>();
+    for (const auto& bucket : json.at("per100ms"))
+        counts.per100ms_total += bucket.at(1).get<long>();
     return counts;
 }
 
-void PlatformSim::clear_counts() const {
-    control("POST", "/_control/counts/clear");
-}
+void PlatformSim::clear_counts() const { control("POST", "/_control/counts/clear"); }
 
-void write_korix_conf(const std::string& dir, const ConfEntries& entries) {
+void write_korix_conf(const std::string& dir, const ConfEntries& entries)
+{
     std::ofstream conf(dir + "/korix.conf", std::ios::binary | std::ios::trunc);
     conf << "[system]\n";
-    for (const auto& [key, value] : entries) conf << key << "=" << value << "\n";
-    if (!conf) throw std::runtime_error("cannot write korix.conf in " + dir);
+    for (const auto& [key, value] : entries)
+        conf << key << "=" << value << "\n";
+    if (!conf)
+        throw std::runtime_error("cannot write korix.conf in " + dir);
 }
 
-SimWorkDir::SimWorkDir(const PlatformSim& sim) {
+SimWorkDir::SimWorkDir(const PlatformSim& sim)
+{
     write_korix_conf(path(), {{"openurl", sim.open_url()}, {"logmode", "1"}});
 }
 

@@ -47,9 +47,9 @@ struct SimCounts {
 class PlatformSim {
 public:
     // Starts the simulator on port 0 with the data folder of the source tree, a fixed clock
-    // (kSimClock) and `extra_args` appended. Throws std::runtime_error when it does not announce its address within ten
-    // seconds. Create it on a thread that outlives it: the simulator is told to stop when the
-    // thread that started it ends.
+    // (kSimClock) and `extra_args` appended. Throws std::runtime_error when it does not announce
+    // its address within ten seconds. Create it on a thread that outlives it: the simulator is
+    // told to stop when the thread that started it ends.
     explicit PlatformSim(const std::vector<std::string>& extra_args = {});
     ~PlatformSim();
     PlatformSim(const PlatformSim&) = delete;
@@ -67,7 +67,8 @@ public:
     void clear_requests() const;
     // Every later request of `path`: wait delay_ms, then close the connection without an
     // answer (close), or answer with HTTP `status`, or answer normally (status 0).
-    void set_fault(const std::string& path, int status, int delay_ms = 0, bool close = false) const;
+    void set_fault(const std::string& path, int status, int delay_ms = 0,
+                   bool close = false) const;
     void clear_faults() const;
     // The next answer on `path` is `body` instead of the platform's (queued, first in first out).
     void set_answer(const std::string& path, const std::string& body) const;

@@ -55,8 +55,8 @@ uint32_t object_of(void* caller)
     uint32_t object = entry.object;
     if (entry.caller != caller) {
         Dl_info info;
-        const char* name = (caller != nullptr && dladdr(caller, &info) && info.dli_fname)
-                               ? info.dli_fname : "?";
+        const char* name =
+            (caller != nullptr && dladdr(caller, &info) && info.dli_fname) ? info.dli_fname : "?";
         const char* base = strrchr(name, '/');
         base = base ? base + 1 : name;
         object = kObjects - 1;
@@ -214,13 +214,16 @@ __attribute__((destructor)) void report()
     size_t finished = g_scanned;
     for (size_t i = 0; i < g_painted_count; ++i)
         record_depth(i);
-    fprintf(stderr, "footprint: %zu threads started (%zu finished before exit), largest stack"
-            " reserve %zu bytes, deepest stack a thread used %zu bytes\n", g_threads, finished,
-            g_reserve_max, g_depth_max);
+    fprintf(stderr,
+            "footprint: %zu threads started (%zu finished before exit), largest stack"
+            " reserve %zu bytes, deepest stack a thread used %zu bytes\n",
+            g_threads, finished, g_reserve_max, g_depth_max);
     for (int i = 0; i < g_count; ++i)
         if (g_threads_by[i] != 0)
-            fprintf(stderr, "footprint:   threads started by %-22s %zu, stack reserve %zu"
-                    " bytes\n", g_names[i], g_threads_by[i], g_reserve_by[i]);
+            fprintf(stderr,
+                    "footprint:   threads started by %-22s %zu, stack reserve %zu"
+                    " bytes\n",
+                    g_names[i], g_threads_by[i], g_reserve_by[i]);
 }
 
 }  // namespace
@@ -259,7 +262,10 @@ void* aligned_alloc(size_t align, size_t size)
 {
     return take(size, align, __builtin_return_address(0));
 }
-void* memalign(size_t align, size_t size) { return take(size, align, __builtin_return_address(0)); }
+void* memalign(size_t align, size_t size)
+{
+    return take(size, align, __builtin_return_address(0));
+}
 size_t malloc_usable_size(void* block) { return block != nullptr ? size_of(block) : 0; }
 
 int pthread_create(pthread_t* thread, const pthread_attr_t* attr, void* (*routine)(void*),

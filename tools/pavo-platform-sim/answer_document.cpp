@@ -5,31 +5,33 @@
 namespace sim {
 namespace {
 
-void append_escaped(std::string& out, std::string_view text, bool in_attribute) {
+void append_escaped(std::string& out, std::string_view text, bool in_attribute)
+{
     for (char c : text) {
         switch (c) {
-            case '&':
-                out += "&amp;";
+        case '&':
+            out += "&amp;";
+            break;
+        case '<':
+            out += "&lt;";
+            break;
+        case '>':
+            out += "&gt;";
+            break;
+        case '"':
+            if (in_attribute) {
+                out += "&quot;";
                 break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '"':
-                if (in_attribute) {
-                    out += "&quot;";
-                    break;
-                }
-                [[fallthrough]];
-            default:
-                out += c;
+            }
+            [[fallthrough]];
+        default:
+            out += c;
         }
     }
 }
 
-void write_element(std::string& out, const Element& element, int depth) {
+void write_element(std::string& out, const Element& element, int depth)
+{
     out.append(static_cast<size_t>(depth) * 2, ' ');
     out += '<';
     out += element.name;
@@ -49,7 +51,8 @@ void write_element(std::string& out, const Element& element, int depth) {
         append_escaped(out, element.text, false);
     } else {
         out += '\n';
-        for (const Element& child : element.children) write_element(out, child, depth + 1);
+        for (const Element& child : element.children)
+            write_element(out, child, depth + 1);
         out.append(static_cast<size_t>(depth) * 2, ' ');
     }
     out += "</";
@@ -60,22 +63,26 @@ void write_element(std::string& out, const Element& element, int depth) {
 }  // namespace
 
 std::string answer_document(Outcome outcome, std::vector<Element> body,
-                            std::vector<Element> inside_result) {
+                            std::vector<Element> inside_result)
+{
     Element result{"Result",
                    {{"ResultCode", std::to_string(outcome.code)}, {"ResultMsg", outcome.message}},
                    "",
                    std::move(inside_result)};
     Element root{"Root", {}, "", {}};
     root.children.push_back(std::move(result));
-    for (Element& element : body) root.children.push_back(std::move(element));
+    for (Element& element : body)
+        root.children.push_back(std::move(element));
     std::string out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
     write_element(out, root, 0);
     return out;
 }
 
-Element response_element(const std::vector<std::pair<std::string, std::string>>& fields) {
+Element response_element(const std::vector<std::pair<std::string, std::string>>& fields)
+{
     Element response{"Response", {}, "", {}};
-    for (const auto& [name, value] : fields) response.children.push_back({name, {}, value, {}});
+    for (const auto& [name, value] : fields)
+        response.children.push_back({name, {}, value, {}});
     return response;
 }
 

@@ -12,10 +12,10 @@
 namespace sim {
 
 struct BodyFault {
-    std::string kind;  // empty: the answer's shape is left alone
-    int pause_ms = 0;  // stall and trickle: the wait inside the body
-    int piece = 0;     // trickle: bytes between two waits
-    long size = 0;     // pad and flood: bytes of the whole answer
+    std::string kind;                 // empty: the answer's shape is left alone
+    int pause_ms = 0;                 // stall and trickle: the wait inside the body
+    int piece = 0;                    // trickle: bytes between two waits
+    long size = 0;                    // pad and flood: bytes of the whole answer
     std::string location = "/moved";  // redirect: where it points
 };
 

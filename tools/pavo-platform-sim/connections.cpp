@@ -18,12 +18,16 @@ constexpr size_t kConnectionThreads = 32;
 class CountingQueue : public httplib::TaskQueue {
 public:
     CountingQueue(ConnectionCounts& counts, int delay_ms)
-        : counts_(counts), delay_ms_(delay_ms), pool_(kConnectionThreads) {}
+        : counts_(counts), delay_ms_(delay_ms), pool_(kConnectionThreads)
+    {
+    }
 
-    void enqueue(std::function<void()> serve_connection) override {
+    void enqueue(std::function<void()> serve_connection) override
+    {
         counts_.connections.fetch_add(1);
         pool_.enqueue([delay_ms = delay_ms_, serve_connection = std::move(serve_connection)] {
-            if (delay_ms > 0) std::this_thread::sleep_for(std::chrono::milliseconds(delay_ms));
+            if (delay_ms > 0)
+                std::this_thread::sleep_for(std::chrono::milliseconds(delay_ms));
             serve_connection();
         });
     }
@@ -35,23 +39,28 @@ private:
     httplib::ThreadPool pool_;
 };
 
-int counts_index() {
+int counts_index()
+{
     static const int index = SSL_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
     return index;
 }
 
-void count_handshake(const SSL* ssl, int where, int) {
-    if (!(where & SSL_CB_HANDSHAKE_DONE)) return;
-    auto* counts = static_cast<ConnectionCounts*>(
-        SSL_CTX_get_ex_data(SSL_get_SSL_CTX(ssl), counts_index()));
+void count_handshake(const SSL* ssl, int where, int)
+{
+    if (!(where & SSL_CB_HANDSHAKE_DONE))
+        return;
+    auto* counts =
+        static_cast<ConnectionCounts*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(ssl), counts_index()));
     counts->handshakes.fetch_add(1);
-    if (SSL_session_reused(const_cast<SSL*>(ssl))) counts->resumed.fetch_add(1);
+    if (SSL_session_reused(const_cast<SSL*>(ssl)))
+        counts->resumed.fetch_add(1);
 }
 
 }  // namespace
 
 std::unique_ptr<httplib::Server> make_server(const ConnectionOptions& options,
-                                             ConnectionCounts& counts) {
+                                             ConnectionCounts& counts)
+{
     std::unique_ptr<httplib::Server> server;
     if (options.tls_cert.empty()) {
         server = std::make_unique<httplib::Server>();
@@ -65,7 +74,8 @@ std::unique_ptr<httplib::Server> make_server(const ConnectionOptions& options,
                                                SSL_FILETYPE_PEM) == 1 &&
                    SSL_CTX_check_private_key(&context) == 1;
         });
-        if (!tls->is_valid()) return nullptr;
+        if (!tls->is_valid())
+            return nullptr;
         server = std::move(tls);
     }
     // An answer goes out in two writes (head, then body); on a reused connection Nagle's

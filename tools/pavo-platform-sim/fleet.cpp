@@ -26,13 +26,16 @@ const PathService kPathServices[] = {
     {"/Service/UpgradeRes", "upgrade"}, {"/Service/Report", "upgrade"},
 };
 
-const char* const kServiceNames[] = {"aaa", "epg", "play", "upgrade", "drm", "img", "ext", "open"};
+const char* const kServiceNames[] = {"aaa", "epg", "play", "upgrade",
+                                     "drm", "img", "ext",  "open"};
 
-bool starts_with(const std::string& text, const char* prefix) {
+bool starts_with(const std::string& text, const char* prefix)
+{
     return text.rfind(prefix, 0) == 0;
 }
 
-void append_json_text(std::string& out, const std::string& text) {
+void append_json_text(std::string& out, const std::string& text)
+{
     out += '"';
     for (unsigned char c : text) {
         if (c == '"' || c == '\\') {
@@ -52,58 +55,73 @@ void append_json_text(std::string& out, const std::string& text) {
 }  // namespace
 
 std::string service_of_path(const std::string& path, const std::string& open_path,
-                            const std::string& ext_path) {
-    if (path == open_path) return "open";
-    if (path == ext_path) return "ext";
+                            const std::string& ext_path)
+{
+    if (path == open_path)
+        return "open";
+    if (path == ext_path)
+        return "ext";
     for (const PathService& row : kPathServices)
-        if (path == row.path) return row.service;
-    if (starts_with(path, "/DRM")) return "drm";
-    if (starts_with(path, "/files/")) return "img";
+        if (path == row.path)
+            return row.service;
+    if (starts_with(path, "/DRM"))
+        return "drm";
+    if (starts_with(path, "/files/"))
+        return "img";
     return std::string();
 }
 
-bool is_service_name(const std::string& name) {
+bool is_service_name(const std::string& name)
+{
     for (const char* known : kServiceNames)
-        if (name == known) return true;
+        if (name == known)
+            return true;
     return false;
 }
 
-void FleetState::set_outage(const std::string& service, const Outage& outage) {
+void FleetState::set_outage(const std::string& service, const Outage& outage)
+{
     std::lock_guard<std::mutex> lock(mutex_);
     outages_[service] = outage;
 }
 
-std::optional<Outage> FleetState::outage_for(const std::string& service) const {
+std::optional<Outage> FleetState::outage_for(const std::string& service) const
+{
     std::lock_guard<std::mutex> lock(mutex_);
     auto found = outages_.find(service);
-    if (found == outages_.end()) return std::nullopt;
+    if (found == outages_.end())
+        return std::nullopt;
     if (!found->second.forever && std::chrono::steady_clock::now() >= found->second.until)
         return std::nullopt;
     return found->second;
 }
 
-void FleetState::clear_outages() {
+void FleetState::clear_outages()
+{
     std::lock_guard<std::mutex> lock(mutex_);
     outages_.clear();
 }
 
-void FleetState::count(const std::string& service, bool backup, const std::string& path) {
-    const long bucket = static_cast<long>(
-        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
-                                                              start_)
-            .count() /
-        100);
+void FleetState::count(const std::string& service, bool backup, const std::string& path)
+{
+    const long bucket = static_cast<long>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                              std::chrono::steady_clock::now() - start_)
+                                              .count() /
+                                          100);
     std::lock_guard<std::mutex> lock(mutex_);
-    if (!service.empty()) ++(backup ? services_[service].backup : services_[service].primary);
+    if (!service.empty())
+        ++(backup ? services_[service].backup : services_[service].primary);
     if (paths_.size() < kMaxPaths || paths_.count(path))
         ++paths_[path];
     else
         ++paths_["(other)"];
     ++buckets_[bucket];
-    if (buckets_.size() > kMaxBuckets) buckets_.erase(buckets_.begin());
+    if (buckets_.size() > kMaxBuckets)
+        buckets_.erase(buckets_.begin());
 }
 
-std::string FleetState::counts_json(const PlatformTally& tally) const {
+std::string FleetState::counts_json(const PlatformTally& tally) const
+{
     std::lock_guard<std::mutex> lock(mutex_);
     std::string out = "{\"services\": {";
     const char* separator = "";
@@ -135,7 +153,8 @@ std::string FleetState::counts_json(const PlatformTally& tally) const {
     return out;
 }
 
-void FleetState::clear_counts() {
+void FleetState::clear_counts()
+{
     std::lock_guard<std::mutex> lock(mutex_);
     services_.clear();
     paths_.clear();

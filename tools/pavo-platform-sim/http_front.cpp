@@ -18,11 +18,13 @@ namespace {
 constexpr const char* kXmlType = "text/xml; charset=UTF-8";
 constexpr const char* kTextType = "text/plain";
 
-bool starts_with(const std::string& text, const char* prefix) {
+bool starts_with(const std::string& text, const char* prefix)
+{
     return text.rfind(prefix, 0) == 0;
 }
 
-int socket_port(const sockaddr_storage& address) {
+int socket_port(const sockaddr_storage& address)
+{
     if (address.ss_family == AF_INET)
         return ntohs(reinterpret_cast<const sockaddr_in&>(address).sin_port);
     if (address.ss_family == AF_INET6)
@@ -35,12 +37,15 @@ int socket_port(const sockaddr_storage& address) {
 // without a status line, and the server's own late write fails quietly (SIGPIPE is ignored).
 // Only getsockname and getpeername touch the other descriptors (they fail on non-sockets):
 // they leave descriptors that other threads are closing alone.
-void close_without_answer(const httplib::Request& request) {
+void close_without_answer(const httplib::Request& request)
+{
     DIR* descriptors = opendir("/proc/self/fd");
-    if (!descriptors) return;
+    if (!descriptors)
+        return;
     while (dirent* entry = readdir(descriptors)) {
         int fd = std::atoi(entry->d_name);
-        if (fd <= 2 || fd == dirfd(descriptors)) continue;
+        if (fd <= 2 || fd == dirfd(descriptors))
+            continue;
         sockaddr_storage local{};
         sockaddr_storage peer{};
         socklen_t local_size = sizeof local;
@@ -48,7 +53,8 @@ void close_without_answer(const httplib::Request& request) {
         if (getsockname(fd, reinterpret_cast<sockaddr*>(&local), &local_size) != 0 ||
             getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &peer_size) != 0)
             continue;
-        if (socket_port(local) == request.local_port && socket_port(peer) == request.remote_port) {
+        if (socket_port(local) == request.local_port &&
+            socket_port(peer) == request.remote_port) {
             shutdown(fd, SHUT_RDWR);
             break;
         }
@@ -57,23 +63,27 @@ void close_without_answer(const httplib::Request& request) {
 }
 
 // A file name under files/: one plain path component.
-bool is_plain_file_name(const std::string& name) {
+bool is_plain_file_name(const std::string& name)
+{
     return !name.empty() && name[0] != '.' && name.find('/') == std::string::npos;
 }
 
-bool parse_number(const std::string& text, int low, int high, int& value) {
+bool parse_number(const std::string& text, int low, int high, int& value)
+{
     if (text.empty()) {
         value = 0;
         return low <= 0;
     }
     char* end = nullptr;
     long parsed = std::strtol(text.c_str(), &end, 10);
-    if (*end != '\0' || parsed < low || parsed > high) return false;
+    if (*end != '\0' || parsed < low || parsed > high)
+        return false;
     value = static_cast<int>(parsed);
     return true;
 }
 
-void answer_text(httplib::Response& response, int status, const std::string& text) {
+void answer_text(httplib::Response& response, int status, const std::string& text)
+{
     response.status = status;
     response.set_content(text, kTextType);
 }
@@ -82,22 +92,20 @@ void answer_text(httplib::Response& response, int status, const std::string& tex
 
 HttpFront::HttpFront(bool verbose, const ConnectionOptions& connections, ControlState& control,
                      FleetState& fleet, bool backup)
-    : owned_server_(make_server(connections, counts_)),
-      server_(*owned_server_),
-      tls_(!connections.tls_cert.empty()),
-      control_(control),
-      fleet_(fleet),
-      backup_(backup) {
+    : owned_server_(make_server(connections, counts_)), server_(*owned_server_),
+      tls_(!connections.tls_cert.empty()), control_(control), fleet_(fleet), backup_(backup)
+{
     // Connections stay open for reuse; an idle one is closed after a second, which also
     // bounds how long it can hold up shutdown.
     server_.set_keep_alive_max_count(100000);
     server_.set_keep_alive_timeout(1);
     server_.set_read_timeout(5);
     if (verbose)
-        server_.set_logger([](const httplib::Request& request, const httplib::Response& response) {
-            std::cerr << request.method << " " << request.path << " -> " << response.status << " ("
-                      << response.body.size() << " bytes)\n";
-        });
+        server_.set_logger(
+            [](const httplib::Request& request, const httplib::Response& response) {
+                std::cerr << request.method << " " << request.path << " -> " << response.status
+                          << " (" << response.body.size() << " bytes)\n";
+            });
     server_.Get(".*", [this](const httplib::Request& request, httplib::Response& response) {
         serve(request, response, request.body);
         reshape(request, response);
@@ -122,12 +130,15 @@ HttpFront::HttpFront(bool verbose, const ConnectionOptions& connections, Control
     });
 }
 
-int HttpFront::bind(int port) {
-    if (port == 0) return server_.bind_to_any_port("127.0.0.1");
+int HttpFront::bind(int port)
+{
+    if (port == 0)
+        return server_.bind_to_any_port("127.0.0.1");
     return server_.bind_to_port("127.0.0.1", port) ? port : -1;
 }
 
-bool HttpFront::run(Platform& platform, const std::string& files_dir) {
+bool HttpFront::run(Platform& platform, const std::string& files_dir)
+{
     platform_ = &platform;
     files_dir_ = files_dir;
     bool served = server_.listen_after_bind();
@@ -137,7 +148,8 @@ bool HttpFront::run(Platform& platform, const std::string& files_dir) {
     return served;
 }
 
-void HttpFront::stop() {
+void HttpFront::stop()
+{
     std::unique_lock<std::mutex> lock(stop_mutex_);
     stopping_ = true;
     stop_changed_.notify_all();
@@ -149,14 +161,16 @@ void HttpFront::stop() {
     }
 }
 
-bool HttpFront::wait_delay(int delay_ms) {
+bool HttpFront::wait_delay(int delay_ms)
+{
     std::unique_lock<std::mutex> lock(stop_mutex_);
     return !stop_changed_.wait_for(lock, std::chrono::milliseconds(delay_ms),
                                    [this] { return stopping_; });
 }
 
 void HttpFront::serve(const httplib::Request& request, httplib::Response& response,
-                      const std::string& body) {
+                      const std::string& body)
+{
     if (starts_with(request.path, "/_control/")) {
         serve_control(request, response, body);
         return;
@@ -166,7 +180,8 @@ void HttpFront::serve(const httplib::Request& request, httplib::Response& respon
     const std::string service =
         service_of_path(request.path, addresses.open_path, addresses.ext_path);
     fleet_.count(service, backup_, request.path);
-    if (!backup_ && play_outage(request, response, service)) return;
+    if (!backup_ && play_outage(request, response, service))
+        return;
 
     if (std::optional<Fault> fault = control_.fault_for(request.path)) {
         if (fault->delay_ms > 0 && !wait_delay(fault->delay_ms)) {
@@ -199,39 +214,45 @@ void HttpFront::serve(const httplib::Request& request, httplib::Response& respon
 }
 
 bool HttpFront::play_outage(const httplib::Request& request, httplib::Response& response,
-                            const std::string& service) {
+                            const std::string& service)
+{
     std::optional<Outage> outage = fleet_.outage_for(service);
-    if (!outage) return false;
+    if (!outage)
+        return false;
     switch (outage->mode) {
-        case OutageMode::kUnavailable:
-            answer_text(response, 503, "simulated outage\n");
-            if (outage->retry_after >= 0)
-                response.set_header("Retry-After", std::to_string(outage->retry_after));
-            return true;
-        case OutageMode::kStall:
-            // No byte until the outage ends (or the simulator stops); then the connection
-            // ends without an answer, as a hung server's would.
-            while (fleet_.outage_for(service) && wait_delay(50)) {
-            }
-            break;
-        case OutageMode::kRefuse:
-            break;
+    case OutageMode::kUnavailable:
+        answer_text(response, 503, "simulated outage\n");
+        if (outage->retry_after >= 0)
+            response.set_header("Retry-After", std::to_string(outage->retry_after));
+        return true;
+    case OutageMode::kStall:
+        // No byte until the outage ends (or the simulator stops); then the connection
+        // ends without an answer, as a hung server's would.
+        while (fleet_.outage_for(service) && wait_delay(50)) {
+        }
+        break;
+    case OutageMode::kRefuse:
+        break;
     }
     close_without_answer(request);
     return true;
 }
 
-void HttpFront::reshape(const httplib::Request& request, httplib::Response& response) {
-    if (starts_with(request.path, "/_control/")) return;
+void HttpFront::reshape(const httplib::Request& request, httplib::Response& response)
+{
+    if (starts_with(request.path, "/_control/"))
+        return;
     std::optional<Fault> fault = control_.fault_for(request.path);
     if (fault && !fault->body.kind.empty())
         apply_body_fault(fault->body, response, [this](int ms) { return wait_delay(ms); });
 }
 
-void HttpFront::serve_file(const httplib::Request& request, httplib::Response& response) {
+void HttpFront::serve_file(const httplib::Request& request, httplib::Response& response)
+{
     const std::string name = request.path.substr(std::string("/files/").size());
     std::optional<std::string> bytes;
-    if (is_plain_file_name(name)) bytes = read_whole_file(files_dir_ + "/" + name);
+    if (is_plain_file_name(name))
+        bytes = read_whole_file(files_dir_ + "/" + name);
     if (!bytes) {
         answer_text(response, 404, "no such file\n");
         return;
@@ -240,7 +261,8 @@ void HttpFront::serve_file(const httplib::Request& request, httplib::Response& r
 }
 
 void HttpFront::serve_control(const httplib::Request& request, httplib::Response& response,
-                              const std::string& body) {
+                              const std::string& body)
+{
     // An action returns the answer text, or nullopt for bad parameters.
     using Action = std::function<std::optional<std::string>()>;
     struct ControlRow {
@@ -285,7 +307,8 @@ void HttpFront::serve_control(const httplib::Request& request, httplib::Response
         {"POST", "/_control/answer",
          [&]() -> std::optional<std::string> {
              const std::string path = request.get_param_value("path");
-             if (path.empty()) return std::nullopt;
+             if (path.empty())
+                 return std::nullopt;
              control_.push_answer(path, body);
              return ok;
          }},
@@ -353,7 +376,8 @@ void HttpFront::serve_control(const httplib::Request& request, httplib::Response
          }},
     };
     for (const ControlRow& row : rows) {
-        if (request.path != row.path) continue;
+        if (request.path != row.path)
+            continue;
         if (request.method != row.method) {
             answer_text(response, 405, std::string("use ") + row.method + "\n");
             return;

@@ -42,36 +42,44 @@ const char kUsage[] =
     "  --connect-delay each new connection waits MS milliseconds before its first answer\n"
     "  --backup-port N a second listener, the services' backup address (0: a free port)\n";
 
-bool is_clock_text(const std::string& text) {
+bool is_clock_text(const std::string& text)
+{
     const std::string shape = "dddd-dd-dd dd:dd:dd";
-    if (text.size() != shape.size()) return false;
+    if (text.size() != shape.size())
+        return false;
     for (size_t i = 0; i < shape.size(); ++i)
-        if (shape[i] == 'd' ? (text[i] < '0' || text[i] > '9') : text[i] != shape[i]) return false;
+        if (shape[i] == 'd' ? (text[i] < '0' || text[i] > '9') : text[i] != shape[i])
+            return false;
     return true;
 }
 
-bool parse_options(int argc, char** argv, Options& options) {
+bool parse_options(int argc, char** argv, Options& options)
+{
     for (int i = 1; i < argc; ++i) {
         const std::string name = argv[i];
         if (name == "--verbose") {
             options.verbose = true;
             continue;
         }
-        if (i + 1 >= argc) return false;
+        if (i + 1 >= argc)
+            return false;
         const std::string value = argv[++i];
         if (name == "--tls") {
-            if (i + 1 >= argc) return false;
+            if (i + 1 >= argc)
+                return false;
             options.connections.tls_cert = value;
             options.connections.tls_key = argv[++i];
         } else if (name == "--connect-delay") {
             char* end = nullptr;
             long delay = std::strtol(value.c_str(), &end, 10);
-            if (value.empty() || *end != '\0' || delay < 0 || delay > 60000) return false;
+            if (value.empty() || *end != '\0' || delay < 0 || delay > 60000)
+                return false;
             options.connections.connect_delay_ms = static_cast<int>(delay);
         } else if (name == "--port" || name == "--backup-port") {
             char* end = nullptr;
             long port = std::strtol(value.c_str(), &end, 10);
-            if (value.empty() || *end != '\0' || port < 0 || port > 65535) return false;
+            if (value.empty() || *end != '\0' || port < 0 || port > 65535)
+                return false;
             (name == "--port" ? options.port : options.backup_port) = static_cast<int>(port);
         } else if (name == "--data") {
             options.data_dir = value;
@@ -90,7 +98,8 @@ bool parse_options(int argc, char** argv, Options& options) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv)
+{
     Options options;
     if (!parse_options(argc, argv, options)) {
         std::cerr << kUsage;
@@ -148,10 +157,12 @@ int main(int argc, char** argv) {
         int signal_number = 0;
         sigwait(&stop_signals, &signal_number);
         front.stop();
-        if (backup) backup->stop();
+        if (backup)
+            backup->stop();
     });
     std::cout << base << "\n";
-    if (backup) std::cout << backup_base << "\n";
+    if (backup)
+        std::cout << backup_base << "\n";
     std::cout.flush();
     std::thread backup_thread;
     bool backup_served = true;
@@ -159,8 +170,10 @@ int main(int argc, char** argv) {
         backup_thread = std::thread([&] { backup_served = backup->run(platform, files_dir); });
     bool served = front.run(platform, files_dir);
     // Either listener failing ends both, through the waiting thread.
-    if (!served) kill(getpid(), SIGTERM);
-    if (backup_thread.joinable()) backup_thread.join();
+    if (!served)
+        kill(getpid(), SIGTERM);
+    if (backup_thread.joinable())
+        backup_thread.join();
     if (!backup_served && served) {
         kill(getpid(), SIGTERM);
         served = false;

@@ -37,44 +37,50 @@ const ServiceRow kServices[] = {
     {"ExtService", Mount::kExtPath, Access::kSession, handle_extended_service},
 };
 
-std::string mount_path(const ServiceRow& row, const PlatformAddresses& addresses) {
+std::string mount_path(const ServiceRow& row, const PlatformAddresses& addresses)
+{
     switch (row.mount) {
-        case Mount::kOpenPath:
-            return addresses.open_path;
-        case Mount::kExtPath:
-            return addresses.ext_path;
-        case Mount::kService:
-            break;
+    case Mount::kOpenPath:
+        return addresses.open_path;
+    case Mount::kExtPath:
+        return addresses.ext_path;
+    case Mount::kService:
+        break;
     }
     return std::string("/Service/") + row.name;
 }
 
-PlatformState initial_state(const PlatformData& data) {
+PlatformState initial_state(const PlatformData& data)
+{
     PlatformState state;
-    for (const AccountData& account : data.accounts) state.accounts[account.user_id] = account;
+    for (const AccountData& account : data.accounts)
+        state.accounts[account.user_id] = account;
     return state;
 }
 
 }  // namespace
 
 Platform::Platform(PlatformData data, PlatformAddresses addresses, std::string fixed_clock)
-    : data_(std::move(data)),
-      addresses_(std::move(addresses)),
-      fixed_clock_(std::move(fixed_clock)),
-      state_(initial_state(data_)) {
-    for (const ServiceRow& row : kServices) routes_[mount_path(row, addresses_)] = &row;
+    : data_(std::move(data)), addresses_(std::move(addresses)),
+      fixed_clock_(std::move(fixed_clock)), state_(initial_state(data_))
+{
+    for (const ServiceRow& row : kServices)
+        routes_[mount_path(row, addresses_)] = &row;
 }
 
-std::optional<std::string> Platform::answer(const std::string& path, std::string_view body) {
+std::optional<std::string> Platform::answer(const std::string& path, std::string_view body)
+{
     auto route = routes_.find(path);
-    if (route == routes_.end()) return std::nullopt;
+    if (route == routes_.end())
+        return std::nullopt;
     const ServiceRow& row = *route->second;
     const Form form = Form::parse(body);
     const std::string clock = clock_text();
 
     std::lock_guard<std::mutex> lock(mutex_);
     ServiceCall call{form, data_, addresses_, clock, state_, nullptr};
-    if (row.handle == handle_recharge) ++state_.tally.recharges;
+    if (row.handle == handle_recharge)
+        ++state_.tally.recharges;
     if (row.access == Access::kSession) {
         const std::string token = form.text("UserToken");
         auto session = state_.sessions.find(token);
@@ -89,7 +95,8 @@ std::optional<std::string> Platform::answer(const std::string& path, std::string
     return row.handle(call);
 }
 
-void Platform::reset() {
+void Platform::reset()
+{
     std::lock_guard<std::mutex> lock(mutex_);
     // The serial survives so that no token of before the reset becomes valid again.
     unsigned long serial = state_.serial;
@@ -97,24 +104,30 @@ void Platform::reset() {
     state_.serial = serial;
 }
 
-void Platform::expire(int code) {
+void Platform::expire(int code)
+{
     std::lock_guard<std::mutex> lock(mutex_);
-    for (const auto& [token, user_id] : state_.sessions) state_.expired[token] = code;
+    for (const auto& [token, user_id] : state_.sessions)
+        state_.expired[token] = code;
     state_.sessions.clear();
 }
 
-PlatformTally Platform::tally() {
+PlatformTally Platform::tally()
+{
     std::lock_guard<std::mutex> lock(mutex_);
     return state_.tally;
 }
 
-void Platform::clear_tally() {
+void Platform::clear_tally()
+{
     std::lock_guard<std::mutex> lock(mutex_);
     state_.tally = PlatformTally{};
 }
 
-std::string Platform::clock_text() const {
-    if (!fixed_clock_.empty()) return fixed_clock_;
+std::string Platform::clock_text() const
+{
+    if (!fixed_clock_.empty())
+        return fixed_clock_;
     std::time_t now = std::time(nullptr);
     std::tm local{};
     localtime_r(&now, &local);

@@ -29,7 +29,7 @@ struct PlatformState {
     std::map<std::string, AccountData> accounts;  // by user id
     std::map<std::string, std::string> sessions;  // user token -> user id
     std::set<std::string> used_vouchers;
-    unsigned long serial = 0;  // numbers tokens and server authenticators
+    unsigned long serial = 0;            // numbers tokens and server authenticators
     std::map<std::string, int> expired;  // token of an expired session -> code to answer
     PlatformTally tally;
 };

@@ -78,8 +78,9 @@ void print_help(FILE* out)
             "commands:\n");
     for (const CliCommand& command : cli_commands())
         fprintf(out, "  %-12s %s\n", command.name, command.help);
-    fprintf(out, "\n'pavo help COMMAND' shows a command's arguments. Exit codes: 0 success,\n"
-                 "1 refused by the platform, 2 transfer failure, 3 usage or state error.\n");
+    fprintf(out,
+            "\n'pavo help COMMAND' shows a command's arguments. Exit codes: 0 success,\n"
+            "1 refused by the platform, 2 transfer failure, 3 usage or state error.\n");
 }
 
 Options parse_options(int argc, char** argv)
@@ -89,8 +90,8 @@ Options parse_options(int argc, char** argv)
         std::string Options::*field;
     };
     static const ValueOption kValues[] = {
-        {"--workdir", &Options::workdir},   {"--platform", &Options::platform},
-        {"--oem", &Options::oem},           {"--terminal-type", &Options::terminal},
+        {"--workdir", &Options::workdir},  {"--platform", &Options::platform},
+        {"--oem", &Options::oem},          {"--terminal-type", &Options::terminal},
         {"--device-id", &Options::device},
     };
     struct SwitchOption {
@@ -98,9 +99,9 @@ Options parse_options(int argc, char** argv)
         bool Options::*field;
     };
     static const SwitchOption kSwitches[] = {
-        {"--async", &Options::async}, {"--json", &Options::json},
-        {"--verbose", &Options::verbose}, {"--help", &Options::help}, {"-h", &Options::help},
-        {"--version", &Options::version},
+        {"--async", &Options::async},     {"--json", &Options::json},
+        {"--verbose", &Options::verbose}, {"--help", &Options::help},
+        {"-h", &Options::help},           {"--version", &Options::version},
         {"--stats", &Options::stats},
     };
     Options options;
@@ -129,7 +130,8 @@ Options parse_options(int argc, char** argv)
                 continue;
             if (equals == std::string::npos && i + 1 >= argc)
                 fail(kUsage, arg + " needs a value");
-            options.*option.field = equals != std::string::npos ? arg.substr(equals + 1) : argv[++i];
+            options.*option.field = equals != std::string::npos ? arg.substr(equals + 1)
+                                                                : argv[++i];
             known = true;
         }
         if (!known)
@@ -145,7 +147,7 @@ Options parse_options(int argc, char** argv)
 // mkdir -p: every missing directory of the path, private to the user.
 void make_directories(const std::string& path)
 {
-    for (size_t at = path.find('/', 1); ; at = path.find('/', at + 1)) {
+    for (size_t at = path.find('/', 1);; at = path.find('/', at + 1)) {
         mkdir(path.substr(0, at).c_str(), 0700);
         if (at == std::string::npos)
             return;
@@ -164,8 +166,8 @@ CliArgs fill_arguments(const CliCommand& command, const std::vector<std::string>
         else if (equals != nullptr)
             args.values.push_back(equals + 1);
         else
-            fail(kUsage, std::string("missing ") + command.args[i] + "; usage: " +
-                             usage_line(command));
+            fail(kUsage,
+                 std::string("missing ") + command.args[i] + "; usage: " + usage_line(command));
     }
     return args;
 }
@@ -433,8 +435,9 @@ int main(int argc, char** argv)
     // "pavo --help", "pavo help", "pavo help COMMAND" and "pavo COMMAND --help".
     if (options.help || options.words[0] == "help") {
         bool named = !options.words.empty() && options.words[0] != "help";
-        std::string name = named ? options.words[0]
-                                 : options.words.size() > 1 ? options.words[1] : "";
+        std::string name = named                      ? options.words[0]
+                           : options.words.size() > 1 ? options.words[1]
+                                                      : "";
         if (name.empty()) {
             print_help(stdout);
             return kSuccess;
@@ -447,8 +450,8 @@ int main(int argc, char** argv)
         return kSuccess;
     }
     const CliCommand& command = *find_command(options.words[0]);
-    CliArgs args = fill_arguments(
-        command, std::vector<std::string>(options.words.begin() + 1, options.words.end()));
+    CliArgs args = fill_arguments(command, std::vector<std::string>(options.words.begin() + 1,
+                                                                    options.words.end()));
 
     choose_profile(options.verbose);
     start_library(options);
@@ -456,7 +459,8 @@ int main(int argc, char** argv)
     if (options.stats)
         atexit([] { cli_print_stats(stderr); });
     reach_state(command);
-    int code = options.async ? run_async(command, args, options) : run_sync(command, args, options);
+    int code = options.async ? run_async(command, args, options)
+                             : run_sync(command, args, options);
     fflush(g_out);
     pavo_cleanup();
     return code;

@@ -58,7 +58,7 @@ public:
     explicit CliProgress(const std::string& target);
     ~CliProgress();
     void finish(const std::string& target);  // its final size, and a newline
-    void stop();                              // clears the line
+    void stop();                             // clears the line
 
 private:
     struct Meter;

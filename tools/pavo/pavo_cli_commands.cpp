@@ -18,10 +18,14 @@ json clips(const tpavo_videoclip* c)
 {
     json list = json::array();
     for (; c != nullptr; c = c->next)
-        list.push_back({{"videocode", text(c->videocode)}, {"itemcode", text(c->itemcode)},
-                        {"type", c->type}, {"episodeindex", c->episodeindex},
-                        {"price", c->price}, {"filesize", c->filesize},
-                        {"duration", text(c->duration)}, {"isdrm", c->isdrm != 0},
+        list.push_back({{"videocode", text(c->videocode)},
+                        {"itemcode", text(c->itemcode)},
+                        {"type", c->type},
+                        {"episodeindex", c->episodeindex},
+                        {"price", c->price},
+                        {"filesize", c->filesize},
+                        {"duration", text(c->duration)},
+                        {"isdrm", c->isdrm != 0},
                         {"candownload", c->candownload != 0},
                         {"canonlineplay", c->canonlineplay != 0},
                         {"resolution", c->resolution}});
@@ -30,19 +34,29 @@ json clips(const tpavo_videoclip* c)
 
 json programme(const tpavo_program* p)
 {
-    return {{"code", text(p->code)},         {"name", text(p->name)},
-            {"type", p->type},               {"episodenum", p->episodenum},
-            {"actor", text(p->actor)},       {"director", text(p->director)},
-            {"region", text(p->region)},     {"language", text(p->language)},
-            {"programtype", text(p->programtype)}, {"keywords", text(p->keywords)},
-            {"ratinglevel", text(p->ratinglevel)}, {"desc", text(p->desc)},
-            {"status", p->status},           {"videoclips", clips(p->pvideoclip)}};
+    return {{"code", text(p->code)},
+            {"name", text(p->name)},
+            {"type", p->type},
+            {"episodenum", p->episodenum},
+            {"actor", text(p->actor)},
+            {"director", text(p->director)},
+            {"region", text(p->region)},
+            {"language", text(p->language)},
+            {"programtype", text(p->programtype)},
+            {"keywords", text(p->keywords)},
+            {"ratinglevel", text(p->ratinglevel)},
+            {"desc", text(p->desc)},
+            {"status", p->status},
+            {"videoclips", clips(p->pvideoclip)}};
 }
 
 json channel(const tpavo_channel* c)
 {
-    return {{"code", text(c->code)}, {"name", text(c->name)}, {"desc", text(c->desc)},
-            {"type", c->type}, {"timeshiftduration", c->timeshiftduration},
+    return {{"code", text(c->code)},
+            {"name", text(c->name)},
+            {"desc", text(c->desc)},
+            {"type", c->type},
+            {"timeshiftduration", c->timeshiftduration},
             {"videoclips", clips(c->pvideoclip)}};
 }
 
@@ -50,18 +64,20 @@ json schedules(const tpavo_schedule* s)
 {
     json list = json::array();
     for (; s != nullptr; s = s->next)
-        list.push_back({{"name", text(s->name)}, {"channelcode", text(s->channelcode)},
-                        {"desc", text(s->desc)}, {"starttime", text(s->starttime)},
+        list.push_back({{"name", text(s->name)},
+                        {"channelcode", text(s->channelcode)},
+                        {"desc", text(s->desc)},
+                        {"starttime", text(s->starttime)},
                         {"endtime", text(s->endtime)}});
     return list;
 }
 
 json item(const tpavo_item* i)
 {
-    json out = {{"type", i->type},          {"code", text(i->code)},
-                {"parentcode", text(i->parentcode)}, {"name", text(i->name)},
-                {"desc", text(i->desc)},    {"summary", text(i->summary)},
-                {"flag", i->flag}};
+    json out = {
+        {"type", i->type},       {"code", text(i->code)}, {"parentcode", text(i->parentcode)},
+        {"name", text(i->name)}, {"desc", text(i->desc)}, {"summary", text(i->summary)},
+        {"flag", i->flag}};
     if (i->type == PAVO_ITEMTYPE_PROGRAM && i->detail.program != nullptr)
         out["program"] = programme(i->detail.program);
     if (i->type == PAVO_ITEMTYPE_CHANNEL && i->detail.channel != nullptr)
@@ -75,9 +91,12 @@ json categories(const tpavo_category* c)
 {
     json list = json::array();
     for (; c != nullptr; c = c->next) {
-        json one = {{"code", text(c->code)}, {"parentcode", text(c->parentcode)},
-                    {"name", text(c->name)}, {"desc", text(c->desc)},
-                    {"templatecode", text(c->templatecode)}, {"type", c->type},
+        json one = {{"code", text(c->code)},
+                    {"parentcode", text(c->parentcode)},
+                    {"name", text(c->name)},
+                    {"desc", text(c->desc)},
+                    {"templatecode", text(c->templatecode)},
+                    {"type", c->type},
                     {"haschild", c->haschild != 0}};
         if (c->psubcat != nullptr)
             one["subcategories"] = categories(c->psubcat);
@@ -93,17 +112,22 @@ json print_none(const tpavo_result*, const CliArgs&) { return json::object(); }
 json print_open(const tpavo_result* r, const CliArgs&)
 {
     const tpavo_openresponse* o = r->data.openresponse;
-    return {{"userid", text(o->userid)}, {"nickname", text(o->nickname)},
-            {"accountdesc", text(o->accountdesc)}, {"aaasrvaddress", text(o->aaasrvaddress)},
+    return {{"userid", text(o->userid)},
+            {"nickname", text(o->nickname)},
+            {"accountdesc", text(o->accountdesc)},
+            {"aaasrvaddress", text(o->aaasrvaddress)},
             {"aaasrvaddress2", text(o->aaasrvaddress2)}};
 }
 
 json print_login(const tpavo_result* r, const CliArgs&)
 {
     const tpavo_loginresponse* l = r->data.loginresponse;
-    return {{"userid", text(l->userid)},         {"usertoken", text(l->usertoken)},
-            {"usergroup", text(l->usergroup)},   {"userlevel", text(l->userlevel)},
-            {"validpoints", l->validpoints},     {"actexpireddate", text(l->actexpireddate)},
+    return {{"userid", text(l->userid)},
+            {"usertoken", text(l->usertoken)},
+            {"usergroup", text(l->usergroup)},
+            {"userlevel", text(l->userlevel)},
+            {"validpoints", l->validpoints},
+            {"actexpireddate", text(l->actexpireddate)},
             {"epgsrvaddress", text(l->epgsrvaddress)},
             {"playsrvaddress", text(l->playsrvaddress)},
             {"upgradesrvaddress", text(l->upgradesrvaddress)},
@@ -154,8 +178,10 @@ json print_service(const tpavo_result* r, const CliArgs&)
 template <typename Offer>
 json offer(const Offer* o, int mode)
 {
-    return {{"mode", mode}, {"lastedversion", text(o->lastedversion)},
-            {"fileurl", text(o->fileurl)}, {"filehash", text(o->filehash)}};
+    return {{"mode", mode},
+            {"lastedversion", text(o->lastedversion)},
+            {"fileurl", text(o->fileurl)},
+            {"filehash", text(o->filehash)}};
 }
 
 json print_upgrade_os(const tpavo_result* r, const CliArgs&)
@@ -168,7 +194,10 @@ json print_upgrade_res(const tpavo_result* r, const CliArgs&)
     return offer(r->data.upgraderesresponse, r->data.upgraderesresponse->updatemode);
 }
 
-json print_download(const tpavo_result*, const CliArgs& args) { return {{"file", args.values[1]}}; }
+json print_download(const tpavo_result*, const CliArgs& args)
+{
+    return {{"file", args.values[1]}};
+}
 
 // The server's clock as epoch seconds and as ISO 8601 in UTC.
 json print_time(const tpavo_result*, const CliArgs&)
@@ -197,9 +226,12 @@ json print_status(const tpavo_result*, const CliArgs&)
 {
     char ip[64] = "";
     pavo_getip(ip, sizeof ip);
-    return {{"state", cli_state_name(pavo_getstate())}, {"userid", property("userid")},
-            {"tvid", property("tvid")},                 {"tvprofile", property("tvprofile")},
-            {"openurl", property("openurl")},           {"ip", ip},
+    return {{"state", cli_state_name(pavo_getstate())},
+            {"userid", property("userid")},
+            {"tvid", property("tvid")},
+            {"tvprofile", property("tvprofile")},
+            {"openurl", property("openurl")},
+            {"ip", ip},
             {"workdirectory", property("workdirectory")}};
 }
 
@@ -265,10 +297,14 @@ CliRequest cli_download_request() { return download; }
 const char* cli_state_name(tpavo_state state)
 {
     switch (state) {
-    case PAVO_STATE_NONE: return "none";
-    case PAVO_STATE_INITED: return "inited";
-    case PAVO_STATE_OPENED: return "opened";
-    case PAVO_STATE_LOGINED: return "logined";
+    case PAVO_STATE_NONE:
+        return "none";
+    case PAVO_STATE_INITED:
+        return "inited";
+    case PAVO_STATE_OPENED:
+        return "opened";
+    case PAVO_STATE_LOGINED:
+        return "logined";
     }
     return "unknown";
 }
@@ -276,50 +312,120 @@ const char* cli_state_name(tpavo_state state)
 const std::vector<CliCommand>& cli_commands()
 {
     static const std::vector<CliCommand> kCommands = {
-        {"open", open_account, {"CARD="},
+        {"open",
+         open_account,
+         {"CARD="},
          "Open the account of this terminal (by its terminal id), or of the user card CARD; "
          "the work directory keeps it for later calls.",
-         print_open, kNeedNothing, 0},
+         print_open,
+         kNeedNothing,
+         0},
         {"login", login, {}, "Log in to the open account.", print_login, kNeedOpened, 0},
-        {"logout", logout, {}, "Log in, then log out (the platform ends the session).",
-         print_none, kNeedLogined, 0},
-        {"recharge", recharge, {"PARAM", "TYPE=1"},
-         "Recharge the account: PARAM is a voucher or a number of points.", print_recharge,
-         kNeedLogined, 0},
-        {"categories", category_list, {"PARENT=", "PAGE=1", "SIZE=50"},
-         "List the categories under PARENT (empty: the top level).", print_categories,
-         kNeedLogined, 0},
-        {"items", item_list, {"CATEGORY", "PAGE=1", "SIZE=50", "DETAIL=1"},
+        {"logout",
+         logout,
+         {},
+         "Log in, then log out (the platform ends the session).",
+         print_none,
+         kNeedLogined,
+         0},
+        {"recharge",
+         recharge,
+         {"PARAM", "TYPE=1"},
+         "Recharge the account: PARAM is a voucher or a number of points.",
+         print_recharge,
+         kNeedLogined,
+         0},
+        {"categories",
+         category_list,
+         {"PARENT=", "PAGE=1", "SIZE=50"},
+         "List the categories under PARENT (empty: the top level).",
+         print_categories,
+         kNeedLogined,
+         0},
+        {"items",
+         item_list,
+         {"CATEGORY", "PAGE=1", "SIZE=50", "DETAIL=1"},
          "List the items of CATEGORY, with programme or channel details unless DETAIL is 0.",
-         print_items, kNeedLogined, 0},
-        {"related", related_list, {"CODE", "TYPE=1", "MODE=0", "DETAIL=0", "PAGE=1", "SIZE=20"},
+         print_items,
+         kNeedLogined,
+         0},
+        {"related",
+         related_list,
+         {"CODE", "TYPE=1", "MODE=0", "DETAIL=0", "PAGE=1", "SIZE=20"},
          "List the items related to the item CODE of type TYPE (1 programme, 2 channel).",
-         print_items, kNeedLogined, 0},
-        {"detail", item_detail, {"CATEGORY", "CODE", "TYPE=1"},
-         "Show one item of CATEGORY with its details.", print_item, kNeedLogined, 0},
-        {"schedules", schedule_list, {"CHANNEL", "START=", "END=", "PAGE=1", "SIZE=50"},
+         print_items,
+         kNeedLogined,
+         0},
+        {"detail",
+         item_detail,
+         {"CATEGORY", "CODE", "TYPE=1"},
+         "Show one item of CATEGORY with its details.",
+         print_item,
+         kNeedLogined,
+         0},
+        {"schedules",
+         schedule_list,
+         {"CHANNEL", "START=", "END=", "PAGE=1", "SIZE=50"},
          "List the schedule of CHANNEL between the dates START and END (empty: all).",
-         print_schedules, kNeedLogined, 0},
-        {"play", play_address,
+         print_schedules,
+         kNeedLogined,
+         0},
+        {"play",
+         play_address,
          {"CATEGORY", "CODE", "CLIP=", "TYPE=1", "SERVICE=0", "START=", "END="},
-         "Ask for the play address of a clip (SERVICE 0 online play, 1 download).", print_play,
-         kNeedLogined, 0},
-        {"service", extended_service, {"CODE", "PARAM="},
-         "Call the extended service CODE with PARAM; prints its raw answer.", print_service,
-         kNeedLogined, 0},
-        {"upgrade-os", upgrade_os, {}, "Ask which system image the platform offers.",
-         print_upgrade_os, kNeedLogined, 0},
-        {"upgrade-res", upgrade_res, {}, "Ask which resource package the platform offers.",
-         print_upgrade_res, kNeedLogined, 0},
-        {"download", download, {"URL", "FILE"},
+         "Ask for the play address of a clip (SERVICE 0 online play, 1 download).",
+         print_play,
+         kNeedLogined,
+         0},
+        {"service",
+         extended_service,
+         {"CODE", "PARAM="},
+         "Call the extended service CODE with PARAM; prints its raw answer.",
+         print_service,
+         kNeedLogined,
+         0},
+        {"upgrade-os",
+         upgrade_os,
+         {},
+         "Ask which system image the platform offers.",
+         print_upgrade_os,
+         kNeedLogined,
+         0},
+        {"upgrade-res",
+         upgrade_res,
+         {},
+         "Ask which resource package the platform offers.",
+         print_upgrade_res,
+         kNeedLogined,
+         0},
+        {"download",
+         download,
+         {"URL", "FILE"},
          "Download URL into FILE, or to standard output when FILE is - (no account needed).",
-         print_download, kNeedNothing, 0},
-        {"report", report, {}, "Send the terminal's status report.", print_report, kNeedLogined,
+         print_download,
+         kNeedNothing,
+         0},
+        {"report",
+         report,
+         {},
+         "Send the terminal's status report.",
+         print_report,
+         kNeedLogined,
          kNoResult},
-        {"time", nullptr, {}, "Log in and show the server time learnt at login.", print_time,
-         kNeedLogined, 0},
-        {"status", nullptr, {}, "Show the terminal, its stored account and the library state.",
-         print_status, kNeedNothing, 0},
+        {"time",
+         nullptr,
+         {},
+         "Log in and show the server time learnt at login.",
+         print_time,
+         kNeedLogined,
+         0},
+        {"status",
+         nullptr,
+         {},
+         "Show the terminal, its stored account and the library state.",
+         print_status,
+         kNeedNothing,
+         0},
     };
     return kCommands;
 }

@@ -10,10 +10,11 @@
 namespace {
 
 const char* const kKindNames[PAVO_STATS_KINDS] = {
-    "init",      "querystatus",  "login",       "logout",     "open",
-    "recharge",  "categorylist", "categoryitemlist", "itemdetail", "relateitemlist",
-    "schedulelist", "playurl",   "extservice",  "resourcedownload", "upgradeos",
-    "upgraderes", "statusreport", "cleanup",    "kind18",     "kind19"};
+    "init",         "querystatus",      "login",        "logout",
+    "open",         "recharge",         "categorylist", "categoryitemlist",
+    "itemdetail",   "relateitemlist",   "schedulelist", "playurl",
+    "extservice",   "resourcedownload", "upgradeos",    "upgraderes",
+    "statusreport", "cleanup",          "kind18",       "kind19"};
 
 nlohmann::json timing(const pavo_stats_timing& t)
 {
@@ -32,11 +33,11 @@ void cli_print_stats(FILE* out)
         const pavo_stats_kind& k = stats.kinds[i];
         if (k.requests == 0 && k.attempts == 0)
             continue;
-        kinds[kKindNames[i]] = {{"requests", k.requests},   {"successes", k.successes},
+        kinds[kKindNames[i]] = {{"requests", k.requests},     {"successes", k.successes},
                                 {"connection", k.connection}, {"timeout", k.timeout},
                                 {"httpstatus", k.httpstatus}, {"parse", k.parse},
-                                {"refused", k.refused},     {"attempts", k.attempts},
-                                {"retries", k.retries},     {"failovers", k.failovers},
+                                {"refused", k.refused},       {"attempts", k.attempts},
+                                {"retries", k.retries},       {"failovers", k.failovers},
                                 {"relogins", k.relogins}};
     }
     const nlohmann::json all = {{"kinds", kinds},
