@@ -1,8 +1,8 @@
 /*
  * pavo_parse.cpp - the parse entry: pavo_parse reads an answer as the kinds
- * table (pavo_parse_kinds.cpp) says for its datatype, and turns the kinds no
- * answer is read as into the -9000 failure result. Also _atoi64 and the test
- * hook. Called by the request pipeline and the global message callback.
+ * table says for its datatype, and turns the kinds no answer is read as into
+ * the -9000 failure result. Also _atoi64 and the test hook. Called by the
+ * pipeline's answer ending, the re-login and the fleet's check for a re-login.
  */
 #include <ctype.h>
 #include <stdint.h>

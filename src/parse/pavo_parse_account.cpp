@@ -1,7 +1,7 @@
 /*
  * pavo_parse_account.cpp - the server clock g_servertime and the step of the
- * login answer that sets it, named by the login row of the kinds table
- * (pavo_parse_kinds.cpp). The account answers themselves are rows there.
+ * login answer that sets it, named by the login row of the kinds table. The
+ * account answers themselves are rows of that table.
  */
 #include "parse/pavo_parse_frame.h"
 #include "xml/Markup.h"

@@ -1,7 +1,7 @@
 /*
  * pavo_parse_catalogue.cpp - the clip list reader under a programme or
  * channel: the exported parse_videoclip and the step of the programme and
- * channel rows of the kinds table (pavo_parse_kinds.cpp) that calls it.
+ * channel rows of the kinds table that calls it.
  */
 #include <string.h>
 

@@ -1,8 +1,9 @@
 /*
  * pavo_parse_check.cpp - whether an answer is the platform's XML at all (a
  * well-formed document "Root" whose first child is "Result"), told apart
- * from a refusal; asked by the request ending when the error results are on.
- * The parsers themselves read anything as they always did.
+ * from a refusal; asked by the error record when the pipeline's answer ending
+ * classes a failure with the error results on. The parsers themselves read
+ * anything as they always did.
  */
 #include "parse/pavo_parse_frame.h"
 #include "xml/Markup.h"

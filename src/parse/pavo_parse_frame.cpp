@@ -1,8 +1,7 @@
 /*
- * pavo_parse_frame.cpp - the common frame of every answer parser (document,
- * "Root", result code and message, body) and the field, list, free, copy and
- * dump operations declared in pavo_parse_frame.h, all driven by the kinds
- * table of pavo_parse_kinds.cpp.
+ * pavo_parse_frame.cpp - the parse frame: what every answer parser shares
+ * (document, "Root", result code and message, body) and the field, list,
+ * free, copy and dump operations, all driven by the kinds table.
  */
 #include "parse/pavo_parse_frame.h"
 

@@ -1,9 +1,8 @@
 /*
- * pavo_parse_frame.h - the one frame behind every answer parser and the
- * description of the data types it serves: field tables, record layouts and
- * the kind of each data type, whose one table is pavo_parse_kinds.cpp. The
- * frame (pavo_parse_frame.cpp) reads, frees, copies and prints by that table.
- * The one header of src/parse that the service layer includes.
+ * pavo_parse_frame.h - the parse frame and the description of the data types
+ * it serves: field tables, record layouts and the kind of each data type, all
+ * held in the one kinds table, by which the frame reads, frees, copies and
+ * prints. The one header of src/parse that the service layer includes.
  */
 #ifndef PAVO_PARSE_FRAME_H
 #define PAVO_PARSE_FRAME_H

@@ -2,8 +2,7 @@
  * pavo_parse_items.cpp - what the item list answer (item list, item detail
  * and related items) does after its items are read: reads the programmes and
  * the channels, gives each item its own copy of the programme or channel
- * with its code, and drops the rest. A step of the item rows of the kinds
- * table (pavo_parse_kinds.cpp).
+ * with its code, and drops the rest. A step of the item rows of the kinds table.
  */
 #include <string.h>
 

@@ -1,7 +1,7 @@
 /*
- * pavo_bytes.cpp - the one byte copy into the pool, used by the answer
- * parsers for every text they keep and by the pipeline for job and answer
- * blocks.
+ * pavo_bytes.cpp - the one byte copy into the pool, used by the parse frame
+ * for every text an answer keeps and by the service layer for job and answer
+ * blocks, error texts and results.
  */
 #include <string.h>
 

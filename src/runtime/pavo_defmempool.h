@@ -2,7 +2,7 @@
  * pavo_defmempool.h - the records of the library's installed memory pool:
  * the header in front of every block, the pool state with its 17 free lists,
  * and the size-to-class table. The pool is built by PAVO_MemPoolConstruct and
- * reached only through its HMYMEMPOOL function table (pavo_mempool.h).
+ * reached only through the function table of its HMYMEMPOOL handle.
  */
 #ifndef PAVO_DEFMEMPOOL_H
 #define PAVO_DEFMEMPOOL_H

@@ -1,6 +1,6 @@
 /*
- * pavo_format.cpp - literal copy with "%%" folded to "%", the safe stand-in
- * for printing a value as its own format. See pavo_format.h.
+ * pavo_format.cpp - the no-argument format helper: a literal copy with "%%"
+ * folded to "%", the safe stand-in for printing a value as its own format.
  */
 #include "runtime/pavo_format.h"
 

@@ -1,7 +1,8 @@
 /*
  * pavo_hooks.cpp - the folders below the service layer reach its log, its
- * function mode and its record limit only through here, so that every call
- * in the library points down. The service layer binds the hooks when it loads.
+ * function mode, its secret mask and its record limit only through here, so
+ * that every call in the library points down. The service layer binds the
+ * hooks when it loads, the record limit when the settings are read.
  */
 #include "runtime/pavo_runtime.h"
 

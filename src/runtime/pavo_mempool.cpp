@@ -1,7 +1,8 @@
 /*
- * pavo_mempool.cpp - the function-table memory pool: a handle that forwards
+ * pavo_mempool.cpp - the memory pool handle: an HMYMEMPOOL forwards
  * allocation, release, view and destruction to the pool installed behind it
- * (pavo_defmempool.cpp), or to the system allocator for a null handle.
+ * (the library's own from PAVO_MemPoolConstruct), or to the system allocator
+ * for a null handle.
  */
 #include <assert.h>
 #include <stdlib.h>

@@ -1,7 +1,7 @@
 /*
  * pavo_mempool.h - the function table behind an HMYMEMPOOL handle. The handle
- * functions themselves are exported through pavo.h; the installed pool's
- * block header lives in pavo_defmempool.h.
+ * functions themselves are exported through the public header; the installed
+ * pool's block header and free lists are its own.
  */
 #ifndef PAVO_MEMPOOL_H
 #define PAVO_MEMPOOL_H

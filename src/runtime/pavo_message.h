@@ -1,7 +1,8 @@
 /*
  * pavo_message.h - the bounded message queue by which worker threads hand
  * finished jobs to the application's thread: its records and its two globals.
- * The queue functions are exported through pavo.h; pavo_checkmessage drains it.
+ * The queue functions are public; the pipeline posts through the runtime's
+ * inner calls, and the pump, pavo_checkmessage, drains it.
  */
 #ifndef PAVO_MESSAGE_H
 #define PAVO_MESSAGE_H

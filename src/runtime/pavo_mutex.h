@@ -1,7 +1,7 @@
 /*
  * pavo_mutex.h - the record behind an HMYMUTEX handle and a scoped lock over
  * it for the library's C++ code. The handle functions (MyMutexConstruct etc.)
- * are exported through pavo.h and live in pavo_mutex.cpp.
+ * are exported through the public header.
  */
 #ifndef PAVO_MUTEX_H
 #define PAVO_MUTEX_H

@@ -1,9 +1,9 @@
 /*
  * pavo_runtime.h - what the runtime offers the folders above it beyond the
- * public pavo.h: the relaxed-atomic helpers, the byte copy into the pool, the
- * no-argument format helper, the bounded text builder and the 64-bit calendar
- * conversions. The allocator front itself is public; the service layer binds
- * it, its log and its function mode through pavo_hooks.h.
+ * public header: the relaxed-atomic helpers, the byte copy into the pool, the
+ * format helper, the text builder, the 64-bit calendar, and the queue's and
+ * worker pool's inner calls for the pipeline. With it come the runtime's hooks,
+ * by which the service layer binds the allocator front, the log and the mode.
  */
 #ifndef PAVO_RUNTIME_H
 #define PAVO_RUNTIME_H

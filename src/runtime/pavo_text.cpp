@@ -1,5 +1,6 @@
 /*
- * pavo_text.cpp - the bounded text builder. See pavo_text.h.
+ * pavo_text.cpp - the bounded text builder: pieces into a fixed buffer one
+ * after another, cut silently at its last byte, always ending in a NUL.
  */
 #include "runtime/pavo_text.h"
 

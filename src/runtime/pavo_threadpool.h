@@ -1,7 +1,8 @@
 /*
  * pavo_threadpool.h - the records behind a t_threadpool handle: one record per
  * detached worker thread and the pool with its idle stack. The exported pool
- * functions are declared in pavo.h; the HTTP job pipeline dispatches on it.
+ * functions are declared in the public header; the pipeline's job dispatches
+ * on it.
  */
 #ifndef PAVO_THREADPOOL_H
 #define PAVO_THREADPOOL_H

@@ -1,7 +1,7 @@
 /*
- * pavo_time.cpp - the 64-bit calendar conversions of pavo_time.h. This file alone asks
- * glibc for its 64-bit time interface (a no-op on 64-bit targets); no time_t crosses its
- * interface, so the library's ABI keeps the box's own time_t.
+ * pavo_time.cpp - the 64-bit calendar conversions. This file alone asks glibc
+ * for its 64-bit time interface (a no-op on 64-bit targets); no time_t crosses
+ * its interface, so the library's ABI keeps the box's own time_t.
  */
 #define _FILE_OFFSET_BITS 64
 #define _TIME_BITS 64

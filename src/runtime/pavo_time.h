@@ -1,8 +1,8 @@
 /*
  * pavo_time.h - calendar conversions in 64-bit seconds on every target. A 32-bit box's
- * own time_t ends on 2038-01-19, so the exported time helpers (pavo_util.cpp) and the
- * authenticator's timestamp go through these, and an unsigned long that cannot hold a
- * date gets 0 rather than a wrapped value.
+ * own time_t ends on 2038-01-19, so the exported time helpers and the authenticator's
+ * timestamp go through these, and an unsigned long that cannot hold a date gets 0
+ * rather than a wrapped value.
  */
 #ifndef PAVO_TIME_H
 #define PAVO_TIME_H

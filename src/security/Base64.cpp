@@ -1,5 +1,5 @@
 /*
- * Base64.cpp - the two Base64 codecs of Base64.h and the alphabet they share.
+ * Base64.cpp - the two Base64 codecs and the alphabet they share.
  * Encoding is the same standard one in both; decoding differs deliberately
  * (see the class comments). Offered to the application; nothing inside the
  * library calls them.

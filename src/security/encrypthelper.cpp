@@ -1,8 +1,8 @@
 /*
  * encrypthelper.cpp - the request authenticator: random number, timestamp
  * and the builder that enciphers "random$user$tvid$ip$business$time$Korix".
- * The open, login, logout and recharge requests call the builder; the cipher
- * is in encrypthelper_cipher.cpp.
+ * The open, login, logout and recharge requests call the builder; the
+ * enciphering is the triple-DES cipher's.
  */
 #include "security/encrypthelper.h"
 #include "runtime/pavo_runtime.h"

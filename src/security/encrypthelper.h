@@ -1,8 +1,8 @@
 /*
  * encrypthelper.h - the two triple-DES helpers whose prototypes need
- * OpenSSL's DES types, kept out of pavo.h so the public header does not pull
- * in libcrypto, and what the authenticator's files share (hex text, the
- * bounded cipher). The rest of the authenticator interface is in pavo.h.
+ * OpenSSL's DES types, kept out of the public header so that it does not pull
+ * in libcrypto, and what the authenticator, the cipher and the hex forms share
+ * (hex text, the bounded cipher). The rest of the authenticator is public.
  */
 #ifndef PAVO_ENCRYPTHELPER_H
 #define PAVO_ENCRYPTHELPER_H

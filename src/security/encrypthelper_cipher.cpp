@@ -1,8 +1,8 @@
 /*
  * encrypthelper_cipher.cpp - the triple-DES string cipher in both directions:
  * the key schedules derived from a key text, PKCS#5 padding, upper-case hex
- * cipher text. Used by the authenticator builder (encrypthelper.cpp) and
- * exported as pavo_encrypt and pavo_decrypt.
+ * cipher text. Used by the authenticator's builder and exported as
+ * pavo_encrypt and pavo_decrypt.
  */
 #include "security/encrypthelper.h"
 

@@ -1,8 +1,8 @@
 /*
  * pavo_sha1.cpp - SHA-1 (FIPS 180-1) and HMAC-SHA1 (RFC 2104) over the
- * caller's pavo_sha1context. The authenticator's key derivation
- * (encrypthelper.cpp) uses the starts/update/finish trio; the file digest and
- * the HMAC functions are offered to the application only.
+ * caller's pavo_sha1context. The hex digest that keys the authenticator uses
+ * the starts/update/finish trio; the file digest and the HMAC functions are
+ * offered to the application only.
  */
 #include "security/pavo_sha1.h"
 

@@ -1,7 +1,7 @@
 /*
- * pavo_sha1.h - internal declarations of the SHA-1 module (pavo_sha1.cpp).
- * The digest and HMAC functions themselves are public and live in pavo.h;
- * this adds the shared padding block for code inside the library.
+ * pavo_sha1.h - internal declarations of the SHA-1 module. The digest and
+ * HMAC functions themselves are public; this adds the shared padding block
+ * for code inside the library.
  */
 #ifndef PAVO_SHA1_H
 #define PAVO_SHA1_H

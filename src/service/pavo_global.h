@@ -1,8 +1,9 @@
 /*
- * pavo_global.h - the library's one process-wide environment record
- * (g_pavo_env) and the internal entry points of the lifecycle, log, result
- * store and callback registry. Every module of the library includes it;
- * applications never see it.
+ * pavo_global.h - the environment: the library's one process-wide record
+ * (g_pavo_env) and the internal entry points of the lifecycle, the terminal
+ * identity, the log, the error record, the result store, the callback registry,
+ * the application profile and the user token. In the library only the service
+ * layer includes it; the folders below reach it through the runtime's hooks.
  */
 #ifndef PAVO_GLOBAL_H
 #define PAVO_GLOBAL_H

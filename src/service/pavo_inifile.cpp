@@ -1,9 +1,9 @@
 /*
- * pavo_inifile.cpp - the INI profile file behind korix.conf. The file's first
- * 65,535 bytes are loaded into a 64 KiB stack buffer and searched by byte
- * positions; a write rebuilds the text in a second buffer and rewrites the
- * file whole (pavo_inifile_whole.cpp holds the refusing writer).
- * Called by the lifecycle (start-up keys) and the session property store.
+ * pavo_inifile.cpp - the INI file behind korix.conf. The file's first 65,535
+ * bytes are loaded into a 64 KiB stack buffer and searched by byte positions;
+ * a write rebuilds the text in a second buffer and rewrites the file in place
+ * (the whole-file writer takes over with "safeconfig"). Called by the
+ * settings, the session property store and the write-back.
  */
 #include <assert.h>
 #include <ctype.h>

@@ -1,8 +1,8 @@
 /*
  * pavo_inifile.h - reader and writer of the INI-style profile file behind
  * korix.conf. Whole-file, fixed 64 KiB buffers, prefix matching of sections
- * and keys (kept: old configuration files rely on it); a writer that refuses
- * what it cannot write whole (pavo_inifile_whole.cpp).
+ * and keys (kept: old configuration files rely on it); a whole-file writer
+ * that refuses what it cannot write whole.
  */
 #ifndef PAVO_INIFILE_H
 #define PAVO_INIFILE_H

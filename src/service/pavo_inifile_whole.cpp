@@ -2,7 +2,7 @@
  * pavo_inifile_whole.cpp - the korix.conf writer behind "safeconfig": an entry
  * that would break a line, hide part of the file or be cut is refused, and the
  * new text replaces the file by rename, so a write either lands whole or
- * changes nothing. Called by pavo_writeconfig; the text is pavo_inifile.cpp's.
+ * changes nothing. Called by pavo_writeconfig; the INI file rebuilds the text.
  */
 #include <fcntl.h>
 #include <stdio.h>

@@ -2,7 +2,7 @@
  * pavo_profile.cpp - the application profile: one switch (pavo_setprofile,
  * the korix.conf key and property "profile") mapped onto the behaviour
  * fields of g_pavo_env, one row per behaviour. Each behaviour keeps its own
- * key (pavo_service_fields.cpp), whose default follows the profile in force.
+ * key (a row of the session field table), whose default follows the profile.
  */
 #include <stddef.h>
 #include <string.h>

@@ -1,7 +1,8 @@
 /*
- * pavo_service_calls.cpp - the count of the library's calls in flight and the
- * shut-down door in front of them (see pavo_service_calls.h). Used by the
- * request frames, the pipeline, the message pump and the lifecycle.
+ * pavo_service_calls.cpp - the calls in flight: their count and the
+ * shut-down door in front of them, and the note of a thread running the
+ * application's callbacks. Used by the requests, the download, the pipeline,
+ * the message pump and the lifecycle.
  */
 #include <condition_variable>
 #include <mutex>

@@ -1,9 +1,9 @@
 /*
- * pavo_service_fields.h - the session fields of g_pavo_env as one table
- * (pavo_service_fields.cpp): each row's name, field, kind, access, and whether
- * start-up clears it or reads it from korix.conf and whether open or login
- * write it back. The property store, the settings, start-up and the
- * write-backs loop over it; the requests name their fields by its ids.
+ * pavo_service_fields.h - the session field table: the session fields of
+ * g_pavo_env, each row's name, field, kind, access, and whether start-up
+ * clears it or reads it from korix.conf and whether open or login write it
+ * back. The property store, the settings, start-up and the write-backs loop
+ * over it; the requests name their fields by its ids.
  */
 #ifndef PAVO_SERVICE_FIELDS_H
 #define PAVO_SERVICE_FIELDS_H

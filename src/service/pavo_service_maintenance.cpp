@@ -3,7 +3,7 @@
  * not members of the request family: the resource download (a plain file
  * transfer of a URL the application gives, in any state) and pavo_get_time,
  * the server clock learnt at login. The upgrade and report requests are rows
- * of the request table in pavo_service_requests.cpp.
+ * of the requests' table.
  */
 #include <string.h>
 #include <sys/time.h>

@@ -1,7 +1,7 @@
 /*
  * pavo_service_requests.h - internal helpers of the service requests: the
- * form value encoder, the session read guard and the re-login. The exported requests themselves
- * are declared in pavo.h.
+ * form value encoder, the session read guard and the re-login. The exported
+ * requests themselves are public.
  */
 #ifndef PAVO_SERVICE_REQUESTS_H
 #define PAVO_SERVICE_REQUESTS_H

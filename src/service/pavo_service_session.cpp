@@ -2,8 +2,8 @@
  * pavo_service_session.cpp - the session property store: named access to the
  * fields of g_pavo_env through the session field table, the configuration file
  * korix.conf behind pavo_readconfig/pavo_writeconfig, and the user token.
- * Called by the service requests (reads), the session write-back of the
- * pipeline's ending (writes) and the application.
+ * Called by the service requests (reads), the write-back (writes) and the
+ * application.
  */
 #include <stddef.h>
 #include <stdio.h>

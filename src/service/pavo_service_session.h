@@ -1,9 +1,8 @@
 /*
- * pavo_service_session.h - internal helpers of the session property store
- * shared with the lifecycle: the path of the configuration file korix.conf,
- * and the session write-back of open and login answers that the pipeline's
- * ending runs. The
- * exported property calls are in pavo.h.
+ * pavo_service_session.h - the session's internal calls: the property store's
+ * path of korix.conf and its read of one row of the session field table, and
+ * the open and login write-backs that the pipeline's answer ending and the
+ * re-login run. The exported property calls are public.
  */
 #ifndef PAVO_SERVICE_SESSION_H
 #define PAVO_SERVICE_SESSION_H

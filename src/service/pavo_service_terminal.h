@@ -1,7 +1,8 @@
 /*
  * pavo_service_terminal.h - the terminal's identity as start-up fills it: the
  * identity fields, the TVID and the profile. The IP probe and the padding
- * helper behind the TVID (exported, internal) are declared in pavo_global.h.
+ * helper behind the TVID (exported, internal) are among the environment's
+ * entry points.
  */
 #ifndef PAVO_SERVICE_TERMINAL_H
 #define PAVO_SERVICE_TERMINAL_H

@@ -1,8 +1,7 @@
 /*
- * pavo_settings.h - the settings that start-up reads from section "system" of
- * korix.conf into the environment record, read in one place
- * (pavo_settings.cpp). A new setting is one row of the session field table
- * (pavo_service_fields.cpp) and one field in tpavo_env.
+ * pavo_settings.h - the settings: what start-up reads from section "system"
+ * of korix.conf into the environment record, in one place. A new setting is
+ * one row of the session field table and one field in tpavo_env.
  */
 #ifndef PAVO_SETTINGS_H
 #define PAVO_SETTINGS_H

@@ -1,7 +1,7 @@
 /*
- * pavo_upload_file.cpp - a download's body on disk (see pavo_upload_file.h):
- * written to "<target>.<pid>.<n>.part" as it arrives, so memory stays flat
- * whatever the file's size, and put in place by one rename.
+ * pavo_upload_file.cpp - a download's body on disk: written to
+ * "<target>.<pid>.<n>.part" as it arrives, so memory stays flat whatever the
+ * file's size, and put in place by one rename.
  */
 #include <errno.h>
 #include <fcntl.h>

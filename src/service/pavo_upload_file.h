@@ -2,7 +2,7 @@
  * pavo_upload_file.h - where a download's body goes on disk: a temporary file
  * beside the target that takes the bytes as they arrive, and is renamed over
  * the target when the transfer ends with status 200, removed otherwise. The
- * target is untouched until then. Used by pavo_upload.
+ * target is untouched until then. Used by the pipeline's wire.
  */
 #ifndef PAVO_UPLOAD_FILE_H
 #define PAVO_UPLOAD_FILE_H

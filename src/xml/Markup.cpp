@@ -1,8 +1,8 @@
 /*
- * Markup.cpp - CMarkup's cursor and getters: SetDoc, the element finders,
- * IntoElem/OutOfElem, element data and attributes, and the findings record.
- * The response parsers (src/parse) drive these; parsing itself is in
- * Markup_parse.cpp.
+ * Markup.cpp - the navigator's cursor and getters: SetDoc, the element
+ * finders, IntoElem/OutOfElem, element data and attributes, and the findings
+ * record. The answer parsers (src/parse) drive these; the document itself is
+ * read by the navigator's parser.
  */
 #include <algorithm>
 #include <climits>

@@ -1,9 +1,8 @@
 /*
- * Markup.h - CMarkup, the XML element navigator that every response parser
+ * Markup.h - CMarkup, the XML element navigator that every answer parser
  * walks: one document text, an index of its elements by offset, and a cursor
- * of parent, main and child positions. Parsing lives in Markup_parse.cpp and
- * Markup_stack.cpp, the node and attribute scanners in Markup_scan.cpp,
- * entities in Markup_entities.cpp.
+ * of parent, main and child positions. Behind it stand the parser with its
+ * end-tag stack, the node and attribute scanners, the entities and the getters.
  */
 #ifndef PAVO_XML_MARKUP_H
 #define PAVO_XML_MARKUP_H

@@ -2,7 +2,7 @@
  * Markup_entities.cpp - character reference decoding for the navigator:
  * PredefEntityTable (the HTML 4 entity names plus "apos", built at compile
  * time into 130 hashed bucket strings) and CMarkup::UnescapeText. Used by the
- * getters in Markup.cpp for element data and attribute values.
+ * navigator's getters for element data and attribute values.
  */
 #include <cstring>
 #include <string>

@@ -2,7 +2,7 @@
  * Markup_internal.h - private records of the navigator: the element index
  * (ElemPos records in ElemPosTree segments), the scanning cursor TokenPos and
  * its NodePos, the end-tag matching stack, path names and the byte classes.
- * Included only by the Markup*.cpp files.
+ * Included only by the navigator's own sources.
  */
 #ifndef PAVO_XML_MARKUP_INTERNAL_H
 #define PAVO_XML_MARKUP_INTERNAL_H

@@ -1,8 +1,8 @@
 /*
- * Markup_parse.cpp - builds the navigator's element index from the document
- * text: ElemPosTree segments, and CMarkup::x_ParseDoc/x_ParseElem with the
- * unended and lone end tag rules (end tags are matched in Markup_stack.cpp).
- * Called by CMarkup::SetDoc (Markup.cpp).
+ * Markup_parse.cpp - the navigator's parser: builds the element index from
+ * the document text (ElemPosTree segments, CMarkup::x_ParseDoc/x_ParseElem)
+ * with the unended and lone end tag rules; end tags are matched by the
+ * end-tag stack. Called by CMarkup::SetDoc.
  */
 #include <algorithm>
 #include <climits>

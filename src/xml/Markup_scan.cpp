@@ -2,7 +2,7 @@
  * Markup_scan.cpp - the navigator's scanners: TokenPos::ParseNode classifies
  * the node at the scan position and finds its end, FindToken/NextAttrib read
  * a start tag's attributes, PathPos checks a name argument. Called by the
- * parse in Markup_parse.cpp and the getters in Markup.cpp.
+ * navigator's parser and getters.
  */
 #include <cstring>
 

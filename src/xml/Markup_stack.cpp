@@ -1,8 +1,8 @@
 /*
- * Markup_stack.cpp - the end-tag matcher of the parse: the stack of open start
+ * Markup_stack.cpp - the navigator's end-tag stack: the stack of open start
  * tags and, per name hash slot, a crit-bit tree of names, so an end tag finds
  * its nearest open namesake (or learns there is none) in steps bounded by its
- * own length and the tags it closes. Used by CMarkup::x_ParseElem (Markup_parse.cpp).
+ * own length and the tags it closes. Used by the parser's CMarkup::x_ParseElem.
  */
 #include <algorithm>
 
