@@ -77,6 +77,11 @@ TEST_F(PropsTest, WritableNamesTakeTheirOwnValue)
     // Read back after all writes, so that two names sharing a field would show.
     for (const char* name : names)
         EXPECT_EQ(read_prop(name), std::string("v-") + name);
+    // A new start forgets the session's values.
+    pavo_cleanup();
+    SetUp();
+    for (const char* name : names)
+        EXPECT_NE(read_prop(name), std::string("v-") + name) << name << " survived a new start";
 }
 
 TEST_F(PropsTest, ReadsAreCutToBufferSizeMinusOneAndWritesToTheField)
