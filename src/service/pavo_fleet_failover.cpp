@@ -15,9 +15,16 @@
 
 namespace {
 
-// The services that have a second address, by the property of their first.
-constexpr const char* kSecondAddressed[] = {"aaasrvaddress", "epgsrvaddress", "playsrvaddress",
-                                            "upgradesrvaddress"};
+// The services that have a second address, by the field of their first; the
+// second is the next row of the session field table.
+constexpr pavo_field_id kSecondAddressed[] = {PAVO_FIELD_AAASRVADDRESS, PAVO_FIELD_EPGSRVADDRESS,
+                                              PAVO_FIELD_PLAYSRVADDRESS,
+                                              PAVO_FIELD_UPGRADESRVADDRESS};
+static_assert(PAVO_FIELD_AAASRVADDRESS2 == PAVO_FIELD_AAASRVADDRESS + 1 &&
+                  PAVO_FIELD_EPGSRVADDRESS2 == PAVO_FIELD_EPGSRVADDRESS + 1 &&
+                  PAVO_FIELD_PLAYSRVADDRESS2 == PAVO_FIELD_PLAYSRVADDRESS + 1 &&
+                  PAVO_FIELD_UPGRADESRVADDRESS2 == PAVO_FIELD_UPGRADESRVADDRESS + 1,
+              "a second address follows its first");
 constexpr int kSlots = sizeof kSecondAddressed / sizeof kSecondAddressed[0];
 
 // Monotonic milliseconds until which the slot's primary is passed over.
@@ -105,18 +112,15 @@ int pavo_inner_failoverworthy(const pavo_transfer_note* note)
 int pavo_inner_fleetaddresses(const pavo_request_kind* kind, const char* url,
                               pavo_fleet_addresses* out)
 {
-    const char* base = g_pavo_fields[kind->base].name;
-    pavo_readprop(base, out->primary, sizeof out->primary);
+    pavo_inner_readfield(&g_pavo_fields[kind->base], out->primary, sizeof out->primary);
     out->second[0] = '\0';
     out->slot = -1;
     for (int i = 0; i < kSlots; ++i)
-        if (strcmp(base, kSecondAddressed[i]) == 0)
+        if (kind->base == kSecondAddressed[i])
             out->slot = i;
     if (out->slot < 0)
         return 0;
-    char second_name[32];
-    PavoText(second_name, sizeof second_name).append(base).append('2');
-    pavo_readprop(second_name, out->second, sizeof out->second);
+    pavo_inner_readfield(&g_pavo_fields[kind->base + 1], out->second, sizeof out->second);
     const size_t primary_length = strlen(out->primary);
     if (out->second[0] == '\0' || strncmp(url, out->primary, primary_length) != 0)
         return 0;

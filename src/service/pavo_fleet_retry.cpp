@@ -66,7 +66,7 @@ bool shared_relogin(unsigned generation)
 bool relogin_code(int code)
 {
     char list[PAVO_PROP_SIZE];
-    pavo_readprop("reloginon", list, sizeof list);
+    pavo_inner_readfield(&g_pavo_fields[PAVO_FIELD_RELOGINON], list, sizeof list);
     for (char* at = list; *at != '\0';) {
         char* end = nullptr;
         long listed = strtol(at, &end, 10);
@@ -105,7 +105,7 @@ char* body_with_new_token(const char* body)
     char token[PAVO_PROP_SIZE];
     char encoded[3 * PAVO_PROP_SIZE];
     const int guarded = pavo_inner_sessionread_begin();
-    pavo_readprop("usertoken", token, sizeof token);
+    pavo_inner_readfield(&g_pavo_fields[PAVO_FIELD_USERTOKEN], token, sizeof token);
     pavo_inner_sessionread_end(guarded);
     pavo_inner_urlencode_cut(token, encoded, sizeof encoded);
     text.replace(at, (end == std::string::npos ? text.size() : end) - at, encoded);
