@@ -257,16 +257,24 @@ tpavo_result* pavo_new_failure_result(void)
     return result;
 }
 
+// A zeroed result that carries its kind's tag and procedures; null when out of memory.
+static tpavo_result* new_kind_result(const pavo_kind& kind)
+{
+    tpavo_result* result = static_cast<tpavo_result*>(pavo_malloc(sizeof(tpavo_result)));
+    if (result != nullptr) {
+        result->datatype = kind.tag;
+        result->freeproc = kind.freeproc;
+        result->dumpproc = kind.dumpproc;
+    }
+    return result;
+}
+
 tpavo_result* pavo_parse_answer(const char* xmldata, const pavo_kind& kind)
 {
     CMarkup xml;
-    tpavo_result* result = static_cast<tpavo_result*>(pavo_malloc(sizeof(tpavo_result)));
+    tpavo_result* result = new_kind_result(kind);
     if (result == nullptr)
         return nullptr;
-    result->datatype = kind.tag;
-    result->freeproc = kind.freeproc;
-    result->dumpproc = kind.dumpproc;
-    result->resultcode = 0;
     // A document that is not well formed reads as success without data.
     if (!xml.SetDoc(xmldata))
         return result;
@@ -300,12 +308,9 @@ tpavo_result* pavo_copy_raw_answer(const char* xmldata, size_t datasize, const p
     // No text behind a non-zero size: the failure result, not a wild read.
     if (xmldata == nullptr && datasize != 0)
         return nullptr;
-    tpavo_result* result = static_cast<tpavo_result*>(pavo_malloc(sizeof(tpavo_result)));
+    tpavo_result* result = new_kind_result(kind);
     if (result == nullptr)
         return nullptr;
-    result->datatype = kind.tag;
-    result->dumpproc = kind.dumpproc;
-    result->freeproc = kind.freeproc;
     char* block = static_cast<char*>(pavo_malloc(datasize));
     if (block == nullptr && datasize != 0) {
         pavo_free(result);
