@@ -14,6 +14,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "xml/Markup.h"
@@ -225,24 +226,50 @@ private:
     bool x_ParsePredicate();
 };
 
-// Records in chunks of 4096 that never move as the array grows: no copying,
-// and chunks this small come back from the allocator's free lists next parse.
+// Raw storage for trivial records; large blocks are huge-page mappings.
+void* AllocIndexBlock(size_t nBytes);
+void FreeIndexBlock(void* pBlock, size_t nBytes);
+
+// Records in chunks that never move as the array grows, so nothing is copied:
+// chunk c holds 4096 << c records. The first chunks are small enough to come
+// back from the allocator's free lists next parse; the late ones are large
+// enough for huge pages.
 template <typename T>
 class ChunkArray {
+    static_assert(std::is_trivial_v<T>, "chunks are raw storage");
+
 public:
-    static constexpr int kChunkBits = 12;
+    static constexpr int kFirstBits = 12;
+    ChunkArray() = default;
+    ChunkArray(const ChunkArray&) = delete;
+    ChunkArray& operator=(const ChunkArray&) = delete;
+    ~ChunkArray()
+    {
+        for (size_t c = 0; c < m_aChunks.size(); ++c)
+            FreeIndexBlock(m_aChunks[c], ChunkBytes(c));
+    }
     T& operator[](int i)
     {
-        return m_aChunks[static_cast<size_t>(i >> kChunkBits)][i & ((1 << kChunkBits) - 1)];
+        // Chunks 0..c-1 hold 4096 * (2^c - 1) records.
+        const unsigned nUnits = (static_cast<unsigned>(i) >> kFirstBits) + 1;
+        const int c = 31 - __builtin_clz(nUnits);
+        return m_aChunks[static_cast<size_t>(c)]
+                        [static_cast<unsigned>(i) - (((1u << c) - 1) << kFirstBits)];
     }
     void Reserve(int nSize)
     {
-        while ((static_cast<int64_t>(m_aChunks.size()) << kChunkBits) < nSize)
-            m_aChunks.emplace_back(new T[size_t{1} << kChunkBits]);
+        while (m_nCapacity < nSize) {
+            const size_t c = m_aChunks.size();
+            m_aChunks.reserve(c + 1);
+            m_aChunks.push_back(static_cast<T*>(AllocIndexBlock(ChunkBytes(c))));
+            m_nCapacity += int64_t{1} << (kFirstBits + c);
+        }
     }
 
 private:
-    std::vector<std::unique_ptr<T[]>> m_aChunks;
+    static size_t ChunkBytes(size_t c) { return (sizeof(T) << kFirstBits) << c; }
+    std::vector<T*> m_aChunks;
+    int64_t m_nCapacity = 0;
 };
 
 // A tag name as the end-tag matcher compares it: with case ignored, ASCII

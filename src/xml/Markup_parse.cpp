@@ -11,23 +11,28 @@
 
 #include "xml/Markup_internal.h"
 
+static size_t SegBytes(int nRecords) { return static_cast<size_t>(nRecords) * sizeof(ElemPos); }
+
+// A full segment is 2 MiB: a huge page where the kernel offers them.
 void ElemPosTree::GrowElemPosTree(int nNewSize)
 {
     while (m_nSize < nNewSize) {
         const int iSeg = m_nSize >> kSegBits;
         const int nUsedInSeg = m_nSize & (kSegSize - 1);
         const int nSegSize = std::min(kSegSize, nNewSize - (iSeg << kSegBits));
-        ElemPos* pSeg = new ElemPos[static_cast<size_t>(nSegSize)];
-        if (iSeg < m_nSegs) {
-            std::memcpy(pSeg, m_pSegs[iSeg], static_cast<size_t>(nUsedInSeg) * sizeof(ElemPos));
-            delete[] m_pSegs[iSeg];
-        } else {
+        if (iSeg >= m_nSegs) {
             ElemPos** pSegs = new ElemPos*[static_cast<size_t>(iSeg) + 1];
             if (m_nSegs)
                 std::memcpy(pSegs, m_pSegs, static_cast<size_t>(m_nSegs) * sizeof(ElemPos*));
             delete[] m_pSegs;
             m_pSegs = pSegs;
+            m_pSegs[iSeg] = nullptr;
             m_nSegs = iSeg + 1;
+        }
+        auto* pSeg = static_cast<ElemPos*>(AllocIndexBlock(SegBytes(nSegSize)));
+        if (nUsedInSeg) {
+            std::memcpy(pSeg, m_pSegs[iSeg], SegBytes(nUsedInSeg));
+            FreeIndexBlock(m_pSegs[iSeg], SegBytes(nUsedInSeg));
         }
         m_pSegs[iSeg] = pSeg;
         m_nSize = (iSeg << kSegBits) + nSegSize;
@@ -37,7 +42,7 @@ void ElemPosTree::GrowElemPosTree(int nNewSize)
 void ElemPosTree::ReleaseElemPosTree()
 {
     for (int i = 0; i < m_nSegs; ++i)
-        delete[] m_pSegs[i];
+        FreeIndexBlock(m_pSegs[i], SegBytes(std::min(kSegSize, m_nSize - (i << kSegBits))));
     delete[] m_pSegs;
     m_pSegs = nullptr;
     m_nSize = 0;

@@ -1,0 +1,57 @@
+/*
+ * Markup_blocks.cpp - storage for the navigator's index and end-tag stack.
+ * Blocks of 2 MiB and more are mapped on their own, aligned, and offered to
+ * the kernel for huge pages: a large answer's index is then faulted in a few
+ * pages rather than in thousands, which on a box's small TLB (or under a
+ * hypervisor) costs more than the parse itself. Smaller blocks come from the
+ * heap, where the next parse finds them again.
+ */
+#include <sys/mman.h>
+
+#include <cstdint>
+#include <new>
+
+#include "xml/Markup_internal.h"
+
+namespace {
+
+constexpr size_t kHugeBytes = size_t{2} << 20;
+
+size_t MappedBytes(size_t nBytes)
+{
+    return (nBytes + kHugeBytes - 1) & ~(kHugeBytes - 1);
+}
+
+}  // namespace
+
+void* AllocIndexBlock(size_t nBytes)
+{
+    if (nBytes < kHugeBytes)
+        return ::operator new(nBytes);
+    const size_t nMapped = MappedBytes(nBytes);
+    // One huge page more than needed, so an aligned run fits; the ends go back.
+    void* pMap = mmap(nullptr, nMapped + kHugeBytes, PROT_READ | PROT_WRITE,
+                      MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (pMap == MAP_FAILED)
+        throw std::bad_alloc();
+    const uintptr_t nMap = reinterpret_cast<uintptr_t>(pMap);
+    const uintptr_t nAligned = (nMap + kHugeBytes - 1) & ~uintptr_t{kHugeBytes - 1};
+    if (nAligned > nMap)
+        munmap(pMap, nAligned - nMap);
+    munmap(reinterpret_cast<void*>(nAligned + nMapped), nMap + kHugeBytes - nAligned);
+    void* pBlock = reinterpret_cast<void*>(nAligned);
+#ifdef MADV_HUGEPAGE
+    madvise(pBlock, nMapped, MADV_HUGEPAGE);  // advice only: refused where huge pages are off
+#endif
+    return pBlock;
+}
+
+void FreeIndexBlock(void* pBlock, size_t nBytes)
+{
+    if (pBlock == nullptr)
+        return;
+    if (nBytes < kHugeBytes)
+        ::operator delete(pBlock);
+    else
+        munmap(pBlock, MappedBytes(nBytes));
+}
