@@ -295,11 +295,16 @@ struct NameKey {
 // for the parse, and the leaf knows the newest open tag of the name. So an
 // end tag finds its nearest open namesake, or learns there is none, in steps
 // bounded by its own length however many open names collide.
+// Twelve bytes an open tag: a deep document holds one per level.
 struct TagPos {
-    const char* pName;
-    int nName;
-    int iParent;    // element index of this open tag: the parent of what follows
-    int iLeaf;      // set once the tag is in the tree
+    int nName;  // offset of the name in the document
+    int nNameLen;
+    int iParent;  // element index of this open tag: the parent of what follows
+};
+
+// Kept apart, for the tags the tree holds only.
+struct TagLink {
+    int iLeaf;      // the tag's name
     int iSameNext;  // next older open tag of this name in the tree, -1 at the end
 };
 
@@ -322,7 +327,7 @@ struct ElemStack {
     static constexpr int kSlots = 23;
     static constexpr int kNoRef = INT_MIN;
 
-    ElemStack();
+    explicit ElemStack(const char* pDoc);
 
     static int Slot(std::string_view strName, bool bIgnoreCase);
     void Push(std::string_view strName, int iElem, bool bIgnoreCase);
@@ -330,7 +335,8 @@ struct ElemStack {
     void PopTo(int iEntry);
     std::string_view Name(int iEntry)
     {
-        return std::string_view(aTags[iEntry].pName, static_cast<size_t>(aTags[iEntry].nName));
+        const TagPos& tag = aTags[iEntry];
+        return std::string_view(pDocText + tag.nName, static_cast<size_t>(tag.nNameLen));
     }
     int Parent(int iEntry) { return aTags[iEntry].iParent; }
 
@@ -344,7 +350,9 @@ private:
     int x_NewLeaf(const NameKey& key);
     int x_Leaf(const NameKey& key, int nSlot);
 
+    const char* pDocText;
     ChunkArray<TagPos> aTags;
+    ChunkArray<TagLink> aLinks;
     ChunkArray<NameLeaf> aLeaves;
     ChunkArray<CritNode> aNodes;
     int nLeaves;

@@ -168,7 +168,7 @@ bool CMarkup::x_ParseDoc()
 void CMarkup::x_ParseElem(TokenPos& token)
 {
     const bool bIgnoreCase = (m_nDocFlags & MDF_IGNORECASE) != 0;
-    ElemStack stack;
+    ElemStack stack(token.m_pDocText);
     NodePos node;
     bool bMoved = false;
     int nType;

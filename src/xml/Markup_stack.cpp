@@ -22,7 +22,8 @@ NameKey NameKey::Of(std::string_view strName, bool bIgnoreCase)
     return key;
 }
 
-ElemStack::ElemStack() : iTop(-1), iPar(0), nSteps(0), iIndexed(0), nLeaves(0), nNodes(0)
+ElemStack::ElemStack(const char* pDoc)
+    : iTop(-1), iPar(0), nSteps(0), iIndexed(0), pDocText(pDoc), nLeaves(0), nNodes(0)
 {
     std::fill(anTable, anTable + kSlots, kNoRef);
 }
@@ -99,18 +100,20 @@ void ElemStack::Push(std::string_view strName, int iElem, bool /*bIgnoreCase*/)
 {
     ++iTop;
     aTags.Reserve(iTop + 1);
-    aTags[iTop] = TagPos{strName.data(), static_cast<int>(strName.size()), iElem, -1, -1};
+    aTags[iTop] = TagPos{static_cast<int>(strName.data() - pDocText),
+                         static_cast<int>(strName.size()), iElem};
     iPar = iElem;
 }
 
 // Puts an open tag into its slot's tree; tags go in oldest first.
 void ElemStack::x_Index(int iTag, bool bIgnoreCase)
 {
-    TagPos& tag = aTags[iTag];
-    const std::string_view strName(tag.pName, static_cast<size_t>(tag.nName));
-    tag.iLeaf = x_Leaf(NameKey::Of(strName, bIgnoreCase), Slot(strName, bIgnoreCase));
-    tag.iSameNext = aLeaves[tag.iLeaf].iNewest;
-    aLeaves[tag.iLeaf].iNewest = iTag;
+    const std::string_view strName = Name(iTag);
+    aLinks.Reserve(iTag + 1);
+    TagLink& link = aLinks[iTag];
+    link.iLeaf = x_Leaf(NameKey::Of(strName, bIgnoreCase), Slot(strName, bIgnoreCase));
+    link.iSameNext = aLeaves[link.iLeaf].iNewest;
+    aLeaves[link.iLeaf].iNewest = iTag;
 }
 
 // Nearest open tag of this name, or -1. Tags above iIndexed are compared one
@@ -121,9 +124,10 @@ int ElemStack::Find(std::string_view strName, bool bIgnoreCase)
     const NameKey key = NameKey::Of(strName, bIgnoreCase);
     for (int i = iTop; i >= iIndexed; --i) {
         ++nSteps;
-        if (aTags[i].nName == key.n) {
+        const TagPos& tag = aTags[i];
+        if (tag.nNameLen == key.n) {
             nSteps += key.n;
-            if (NameBytesEqual(aTags[i].pName, key.p, key.n, bIgnoreCase))
+            if (NameBytesEqual(pDocText + tag.nName, key.p, key.n, bIgnoreCase))
                 return i;
         }
     }
@@ -153,7 +157,7 @@ void ElemStack::PopTo(int iEntry)
     for (; iTop >= iEntry; --iTop) {
         ++nSteps;
         if (iTop < iIndexed)
-            aLeaves[aTags[iTop].iLeaf].iNewest = aTags[iTop].iSameNext;
+            aLeaves[aLinks[iTop].iLeaf].iNewest = aLinks[iTop].iSameNext;
     }
     iIndexed = std::min(iIndexed, iTop + 1);
     iPar = iTop >= 0 ? aTags[iTop].iParent : 0;
