@@ -193,8 +193,9 @@ bench_table() {
     # count FILE LABEL: instructions of LABEL, empty when not counted.
     count() { [ -f "$out/$1" ] && awk -F'\t' -v label="$2" '$1 == label { print $2 }' "$out/$1"; }
     # line WHAT OURS PEER UNIT RATIO OURS_INSTR PEER_INSTR GOAL [time]: RATIO empty is
-    # PEER/OURS. The verdict takes the instruction ratio when both sides were counted,
-    # unless "time" says the row's goal is about waiting, which no count sees.
+    # PEER/OURS. The goal is judged on time and, where both sides were counted, on the
+    # instruction ratio too, unless "time" says the row's goal is about waiting, which no
+    # count sees.
     line() {
         awk -v what="$1" -v o="$2" -v p="$3" -v unit="$4" -v t="$5" -v oi="$6" -v pi="$7" \
             -v goal="$8" -v by="${9:-}" '
@@ -207,11 +208,11 @@ bench_table() {
                 if (o == "" || p == "") { printf "%-48s (no result)\n", what; exit }
                 if (t == "") t = p / o
                 i = (oi != "" && pi != "" && oi > 0) ? sprintf("%.2f", pi / oi) : "-"
-                by = (i != "-" && by != "time") ? "instr" : "time"
-                r = (by == "instr") ? i + 0 : t
-                printf "%-48s %8.3f %-4s %8.3f %-4s %5.2f %8s %8s %5s  >= %.2f %s (%s)\n",
-                       what, o, unit, p, unit, t, human(oi), human(pi), i, goal,
-                       (r >= goal ? "met" : "NOT met"), by
+                verdict = "time " (t >= goal ? "met" : "NOT met")
+                if (i != "-" && by != "time")
+                    verdict = verdict ", instr " (i + 0 >= goal ? "met" : "NOT met")
+                printf "%-48s %8.3f %-4s %8.3f %-4s %5.2f %8s %8s %5s  >= %.2f %s\n",
+                       what, o, unit, p, unit, t, human(oi), human(pi), i, goal, verdict
             }'
     }
     # row FILE OURS PEER COLUMN(3 wall, 4 cpu) WHAT GOAL [time]: two benchmarks of one CSV.
