@@ -4,7 +4,9 @@
  * kernel for huge pages and filled in by one call: a large answer's index
  * would otherwise take thousands of page-fault traps and TLB misses, which on
  * a box (or under a hypervisor) cost more than the parse itself. Smaller
- * blocks come from the heap, where the next parse finds them again.
+ * blocks, and the first block of an array whatever its size, come from the
+ * heap: an ordinary answer needs no other, and a text-heavy one sized from
+ * its length would otherwise pay for 2 MiB filled in and never used.
  */
 #include <sys/mman.h>
 
@@ -21,9 +23,9 @@ size_t MappedBytes(size_t nBytes) { return (nBytes + kHugeBytes - 1) & ~(kHugeBy
 
 }  // namespace
 
-void* AllocIndexBlock(size_t nBytes)
+void* AllocIndexBlock(size_t nBytes, bool bFirst)
 {
-    if (nBytes < kHugeBytes)
+    if (bFirst || nBytes < kHugeBytes)
         return ::operator new(nBytes);
     const size_t nMapped = MappedBytes(nBytes);
     // One huge page more than needed, so an aligned run fits; the ends go back.
@@ -46,11 +48,11 @@ void* AllocIndexBlock(size_t nBytes)
     return pBlock;
 }
 
-void FreeIndexBlock(void* pBlock, size_t nBytes)
+void FreeIndexBlock(void* pBlock, size_t nBytes, bool bFirst)
 {
     if (pBlock == nullptr)
         return;
-    if (nBytes < kHugeBytes)
+    if (bFirst || nBytes < kHugeBytes)
         ::operator delete(pBlock);
     else
         munmap(pBlock, MappedBytes(nBytes));

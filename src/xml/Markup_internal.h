@@ -226,9 +226,10 @@ private:
     bool x_ParsePredicate();
 };
 
-// Raw storage for trivial records; large blocks are huge-page mappings.
-void* AllocIndexBlock(size_t nBytes);
-void FreeIndexBlock(void* pBlock, size_t nBytes);
+// Raw storage for trivial records; large blocks past an array's first are
+// huge-page mappings. Freed with the size and place they were taken with.
+void* AllocIndexBlock(size_t nBytes, bool bFirst);
+void FreeIndexBlock(void* pBlock, size_t nBytes, bool bFirst);
 
 // Records in chunks that never move as the array grows, so nothing is copied:
 // chunk c holds 4096 << c records. The first chunks are small enough to come
@@ -246,7 +247,7 @@ public:
     ~ChunkArray()
     {
         for (size_t c = 0; c < m_aChunks.size(); ++c)
-            FreeIndexBlock(m_aChunks[c], ChunkBytes(c));
+            FreeIndexBlock(m_aChunks[c], ChunkBytes(c), c == 0);
     }
     T& operator[](int i)
     {
@@ -261,7 +262,7 @@ public:
         while (m_nCapacity < nSize) {
             const size_t c = m_aChunks.size();
             m_aChunks.reserve(c + 1);
-            m_aChunks.push_back(static_cast<T*>(AllocIndexBlock(ChunkBytes(c))));
+            m_aChunks.push_back(static_cast<T*>(AllocIndexBlock(ChunkBytes(c), c == 0)));
             m_nCapacity += int64_t{1} << (kFirstBits + c);
         }
     }

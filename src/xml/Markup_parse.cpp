@@ -13,7 +13,7 @@
 
 static size_t SegBytes(int nRecords) { return static_cast<size_t>(nRecords) * sizeof(ElemPos); }
 
-// A full segment is 2 MiB: a huge page where the kernel offers them.
+// A full segment is 2 MiB: past the first, a huge page where the kernel offers them.
 void ElemPosTree::GrowElemPosTree(int nNewSize)
 {
     while (m_nSize < nNewSize) {
@@ -29,10 +29,10 @@ void ElemPosTree::GrowElemPosTree(int nNewSize)
             m_pSegs[iSeg] = nullptr;
             m_nSegs = iSeg + 1;
         }
-        auto* pSeg = static_cast<ElemPos*>(AllocIndexBlock(SegBytes(nSegSize)));
+        auto* pSeg = static_cast<ElemPos*>(AllocIndexBlock(SegBytes(nSegSize), iSeg == 0));
         if (nUsedInSeg) {
             std::memcpy(pSeg, m_pSegs[iSeg], SegBytes(nUsedInSeg));
-            FreeIndexBlock(m_pSegs[iSeg], SegBytes(nUsedInSeg));
+            FreeIndexBlock(m_pSegs[iSeg], SegBytes(nUsedInSeg), iSeg == 0);
         }
         m_pSegs[iSeg] = pSeg;
         m_nSize = (iSeg << kSegBits) + nSegSize;
@@ -42,7 +42,8 @@ void ElemPosTree::GrowElemPosTree(int nNewSize)
 void ElemPosTree::ReleaseElemPosTree()
 {
     for (int i = 0; i < m_nSegs; ++i)
-        FreeIndexBlock(m_pSegs[i], SegBytes(std::min(kSegSize, m_nSize - (i << kSegBits))));
+        FreeIndexBlock(m_pSegs[i], SegBytes(std::min(kSegSize, m_nSize - (i << kSegBits))),
+                       i == 0);
     delete[] m_pSegs;
     m_pSegs = nullptr;
     m_nSize = 0;
