@@ -19,13 +19,15 @@ namespace {
 
 constexpr size_t kHugeBytes = size_t{2} << 20;
 
+bool Mapped(size_t nBytes, bool bFirst) { return !bFirst && nBytes >= kHugeBytes; }
+
 size_t MappedBytes(size_t nBytes) { return (nBytes + kHugeBytes - 1) & ~(kHugeBytes - 1); }
 
 }  // namespace
 
 void* AllocIndexBlock(size_t nBytes, bool bFirst)
 {
-    if (bFirst || nBytes < kHugeBytes)
+    if (!Mapped(nBytes, bFirst))
         return ::operator new(nBytes);
     const size_t nMapped = MappedBytes(nBytes);
     // One huge page more than needed, so an aligned run fits; the ends go back.
@@ -52,8 +54,8 @@ void FreeIndexBlock(void* pBlock, size_t nBytes, bool bFirst)
 {
     if (pBlock == nullptr)
         return;
-    if (bFirst || nBytes < kHugeBytes)
-        ::operator delete(pBlock);
-    else
+    if (Mapped(nBytes, bFirst))
         munmap(pBlock, MappedBytes(nBytes));
+    else
+        ::operator delete(pBlock);
 }
